@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Backend/LiveEvent.h"
+#include "Backend/Models.h"
+#include "Core/Errors.h"
+
+#include <qcoro/qcorotask.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace tavro {
+
+/// What a backend refuses by itself. Errors of the network, the file system and the JSON coder pass unchanged.
+class BackendError final : public Error {
+public:
+    enum class Case { notFound, notAuthenticated };
+    explicit BackendError(Case which) : value(which) {}
+    Case which() const { return value; }
+    QString domain() const override;
+    int code() const override { return static_cast<int>(value); }
+    QString text() const override; ///< the case's name
+    bool operator==(const BackendError& other) const { return value == other.value; }
+
+private:
+    Case value;
+};
+
+struct SessionHandle {
+    Session session;
+};
+
+/// The one way to the backend, remote or local. An implementation is an actor: its operations run one at a time
+/// between their suspension points, on a thread of its own. Call from any thread that runs an event loop; the
+/// awaiting coroutine goes on there. A backend outlives the operations called on it.
+class BackendClient {
+public:
+    virtual ~BackendClient() = default;
+
+    virtual QCoro::Task<std::optional<User>> currentUser() = 0;
+    virtual QCoro::Task<std::vector<Project>> listProjects() = 0;
+    virtual QCoro::Task<std::vector<Scenario>> listScenarios(QString projectId) = 0;
+    virtual QCoro::Task<Scenario> createScenario(QString projectId, QString name, QString description) = 0;
+    virtual QCoro::Task<SessionHandle> createSession(
+        QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) = 0;
+    virtual QCoro::Task<> sendEvent(QString sessionId, LiveEvent event) = 0;
+    /// Returns the storage key under which the video now lies.
+    virtual QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) = 0;
+    virtual QCoro::Task<> finishSession(QString sessionId, double durationSeconds) = 0;
+    virtual QCoro::Task<> deleteSession(QString sessionId) = 0;
+
+    /// Told how far an upload has come, on the thread that called this: bytes sent and bytes in all.
+    using UploadProgress = std::function<void(std::int64_t sent, std::int64_t total)>;
+    virtual void setUploadProgress(UploadProgress) {}
+};
+
+} // namespace tavro

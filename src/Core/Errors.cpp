@@ -1,0 +1,56 @@
+#include "Core/Errors.h"
+
+#include <system_error>
+#include <utility>
+
+namespace tavro {
+
+QString Error::text() const {
+    const QString own = message();
+    return QStringLiteral("Error Domain=%1 Code=%2%3")
+        .arg(domain())
+        .arg(code())
+        .arg(own.isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(own));
+}
+
+const char* Error::what() const noexcept {
+    whatText = text().toUtf8();
+    return whatText.constData();
+}
+
+PlatformError::PlatformError(QString domain, int code, QString message)
+    : errorDomain(std::move(domain)), errorCode(code), errorMessage(std::move(message)) {}
+
+namespace {
+
+QString orGeneric(const QString& message, const QString& domain, int code) {
+    if (!message.isEmpty())
+        return message;
+    return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)").arg(domain).arg(code);
+}
+
+} // namespace
+
+ErrorDescription describe(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const Error& e) {
+        return {e.domain(), e.code(), orGeneric(e.message(), e.domain(), e.code()), e.text()};
+    } catch (const std::system_error& e) {
+        const QString domain = QString::fromLatin1(e.code().category().name());
+        const QString message = QString::fromLocal8Bit(e.what());
+        return {domain, e.code().value(), message, message};
+    } catch (const std::exception& e) {
+        const QString message = QString::fromLocal8Bit(e.what());
+        return {QStringLiteral("std::exception"), 0, message, message};
+    } catch (...) {
+        const QString domain = QStringLiteral("unknown");
+        return {domain, 0, orGeneric({}, domain, 0), QStringLiteral("unknown error")};
+    }
+}
+
+ErrorDescription describeCurrentError() { return describe(std::current_exception()); }
+
+QString localizedDescriptionOfCurrentError() { return describeCurrentError().localizedDescription; }
+
+} // namespace tavro

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "Platform/VideoFrame.h"
+
+#include <qcoro/qcorotask.h>
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <span>
+
+namespace tavro {
+
+/// A position on a file's time line: `value` / `timescale` seconds.
+struct MediaTime {
+    std::int64_t value = 0;
+    std::int32_t timescale = 1;
+};
+
+/// The one track of an asset writer. Frames and samples are encoded on the writer's own thread.
+/// One thread at a time.
+class AssetWriterInput {
+public:
+    virtual ~AssetWriterInput() = default;
+    /// False while the encoder is busy with all that its bounded queue holds: what is appended then is refused.
+    virtual bool isReadyForMoreMediaData() const = 0;
+    virtual void markAsFinished() = 0;
+};
+
+class VideoWriterInput : public AssetWriterInput {
+public:
+    /// False when refused. A frame's time is its presentation time; refused frames leave their damage to the next.
+    virtual bool append(const VideoFramePtr& frame) = 0;
+};
+
+class AudioWriterInput : public AssetWriterInput {
+public:
+    /// `samples`: mono, signed 16 bits, at the input's sample rate; `time` of the first of them. Copied.
+    virtual bool append(std::span<const std::int16_t> samples, MediaTime time) = 0;
+};
+
+struct VideoSettings { ///< H.264
+    int width = 0;
+    int height = 0;
+};
+
+struct AudioSettings { ///< AAC
+    int sampleRate = 0; ///< Hz
+    int channels = 1;
+    int bitRate = 0; ///< bits a second
+};
+
+enum class FileType { mpeg4, appleM4A };
+
+/// Encodes one track into a file. While it runs the file is a row of fragments of at most a second, each flushed
+/// as it is made, so that it plays up to its last second whatever happens; finishing turns it into an ordinary
+/// MP4 with the index in front. Should that last step fail, the fragmented file stays as it was.
+class AssetWriter {
+public:
+    enum class Status { unknown, writing, completed, failed, cancelled };
+
+    /// Cancels: stops encoding, leaves the file as it is.
+    virtual ~AssetWriter() = default;
+
+    /// At most one input, before `startWriting()`. Null when the writer does not accept it.
+    virtual std::shared_ptr<VideoWriterInput> addVideoInput(const VideoSettings& settings) = 0;
+    virtual std::shared_ptr<AudioWriterInput> addAudioInput(const AudioSettings& settings) = 0;
+
+    virtual bool startWriting() = 0;
+    /// What is appended at this time lies at the file's time zero.
+    virtual void startSession(MediaTime sourceTime) = 0;
+    /// Completes when the file is finished; see `status()`. Only after `startWriting()`. Never throws.
+    virtual QCoro::Task<> finishWriting() = 0;
+
+    virtual Status status() const = 0;         ///< any thread
+    virtual std::exception_ptr error() const = 0; ///< why it failed, e.g. no space left; any thread
+};
+
+class AssetWriterFactory {
+public:
+    virtual ~AssetWriterFactory() = default;
+    /// Creates the file. Throws PlatformError when it cannot be made. Any thread.
+    virtual std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path& file, FileType type) = 0;
+};
+
+} // namespace tavro
