@@ -1,0 +1,30 @@
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/mathematics.h>
+#include <libswresample/swresample.h>
+}
+
+#include <memory>
+
+// The libraries' handles as owning pointers.
+namespace tavro::libav {
+
+template <auto Free>
+struct FreeByAddress {
+    template <class T>
+    void operator()(T* handle) const {
+        Free(&handle);
+    }
+};
+
+using CodecContext = std::unique_ptr<AVCodecContext, FreeByAddress<avcodec_free_context>>;
+using Frame = std::unique_ptr<AVFrame, FreeByAddress<av_frame_free>>;
+using Packet = std::unique_ptr<AVPacket, FreeByAddress<av_packet_free>>;
+using Resampler = std::unique_ptr<SwrContext, FreeByAddress<swr_free>>;
+using InputContext = std::unique_ptr<AVFormatContext, FreeByAddress<avformat_close_input>>;
+
+} // namespace tavro::libav
