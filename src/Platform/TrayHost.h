@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+
+namespace tavro {
+
+/// The part of the desktop that shows tray icons. Main thread.
+class TrayHost {
+public:
+    virtual ~TrayHost() = default;
+    virtual bool isPresent() const = 0;
+    /// Whether the panel is dark, so that symbols on it should be light.
+    virtual bool prefersLightSymbols() const = 0;
+    std::function<void()> onAppeared;   ///< a host came, for the first time or again
+    std::function<void()> onAppearance; ///< `prefersLightSymbols` changed
+};
+
+} // namespace tavro
