@@ -6,7 +6,7 @@
 #include <optional>
 
 /// The records exchanged with the backend and kept by the local one. Plain values; two are equal when every
-/// field is. Their one JSON form is declared in Json.h.
+/// field is. Their one JSON form is declared in ModelsJson.h.
 namespace tavro {
 
 enum class CaptureKind { display, window };
