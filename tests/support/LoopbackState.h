@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Core/Actor.h"
+#include "support/LoopbackService.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTcpServer>
+#include <QWebSocketServer>
+
+#include <functional>
+#include <map>
+#include <optional>
+
+namespace tavro::test {
+
+struct Answer {
+    int status = 200;
+    QByteArray body;
+    QHash<QByteArray, QByteArray> headers;
+};
+
+struct LoopbackService::State {
+    Options options;
+    QUrl baseURL;
+    QString storeURL, liveURL;
+    std::vector<Misbehaviour> rules;
+    std::vector<Received> received;
+    QFile recordFile;
+    std::map<QString, QJsonArray> scenarios; // by project
+    int lastSession = 0;
+
+    std::unique_ptr<QTcpServer> server;
+    std::unique_ptr<QWebSocketServer> webSockets;
+    QList<QWebSocket*> channels;
+    Actor actor{QStringLiteral("loopback")}; // last: gone before what runs on it
+
+    void listen();
+    void openChannel(QWebSocket* socket);
+    void onChannels(const std::function<void(QWebSocket&)>& act);
+    void note(Received entry);
+    std::optional<Misbehaviour> ruleFor(const QByteArray& requestLine);
+
+    // LoopbackAnswers.cpp
+    Answer answer(const Received& request);
+    Answer answerRest(const Received& request, const QStringList& path);
+    Answer answerControl(const Received& request, const QString& verb);
+    QString scheme(const char* name) const;
+};
+
+} // namespace tavro::test
