@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Backend/BackendClient.h"
+#include "Core/Actor.h"
+
+#include <map>
+
+namespace tavro {
+
+/// The backend without a service: a fixed sample project, sessions kept in memory, and for each session a
+/// folder
+/// `<root>/sessions/<id>` that receives events.json and video.mp4. What it wrote is never read back.
+class MockBackend final : public BackendClient {
+public:
+    /// Creates `root` with its parents; a failure to do so shows when a video is uploaded.
+    explicit MockBackend(std::filesystem::path root);
+
+    QCoro::Task<std::optional<User>> currentUser() override; ///< always absent
+    QCoro::Task<std::vector<Project>> listProjects() override;
+    QCoro::Task<std::vector<Scenario>> listScenarios(QString projectId) override;
+    QCoro::Task<Scenario> createScenario(QString projectId, QString name, QString description) override;
+    QCoro::Task<SessionHandle> createSession(
+        QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) override;
+    QCoro::Task<> sendEvent(QString sessionId, LiveEvent event) override;
+    QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) override;
+    QCoro::Task<> finishSession(QString sessionId, double durationSeconds) override;
+    QCoro::Task<> deleteSession(QString sessionId) override;
+
+    /// The session as it stands, absent when it does not exist (any more).
+    QCoro::Task<std::optional<Session>> storedSession(QString sessionId);
+    std::filesystem::path sessionFolder(const QString& sessionId) const;
+
+private:
+    template <class Work>
+    auto onActor(Work work);
+    Session& existing(const QString& sessionId); ///< throws notFound
+    void persistEventLog(const QString& sessionId);
+
+    const std::filesystem::path root;
+    std::optional<User> user;
+    std::vector<Project> projects;
+    std::vector<Scenario> scenarios;
+    std::map<QString, Session> sessions;
+    std::map<QString, std::vector<LiveEvent>> events;
+    Actor actor; // last: all of the above is touched on its thread
+};
+
+} // namespace tavro
