@@ -1,0 +1,10 @@
+import QtQuick
+import Tavro.UI
+
+// The surface of a card.
+Rectangle {
+    radius: Theme.rMd
+    color: Theme.c.card
+    border.width: 1
+    border.color: Theme.c.border
+}
