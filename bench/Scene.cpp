@@ -1,0 +1,157 @@
+#include "Scene.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace tavro::bench {
+
+namespace {
+
+constexpr std::uint32_t paper = 0xf4f1ea, ink = 0x2b2926, desk = 0x39424e;
+constexpr Area textArea{240, 90, 1440, 900};
+constexpr int glyphWidth = 10, lineHeight = 20, columns = textArea.width / glyphWidth - 4;
+constexpr int scrollStep = 4; // pixels a frame
+
+std::uint32_t hash(std::uint32_t value) {
+    value ^= value >> 16;
+    value *= 0x7feb352du;
+    value ^= value >> 15;
+    value *= 0x846ca68bu;
+    return value ^ (value >> 16);
+}
+
+std::uint32_t mix(std::uint32_t a, std::uint32_t b, std::uint32_t share) { // share of b, 0 to 255
+    std::uint32_t out = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const std::uint32_t x = (a >> shift) & 255, y = (b >> shift) & 255;
+        out |= ((x * (255 - share) + y * share) / 255) << shift;
+    }
+    return out;
+}
+
+void fill(std::uint32_t* pixels, const Area& area, std::uint32_t colour) {
+    for (int y = area.y; y < area.y + area.height; ++y)
+        std::fill_n(pixels + y * Scene::width + area.x, area.width, colour);
+}
+
+// The character at a place of the endless text; 0 is a space.
+std::uint32_t characterAt(int line, int column) {
+    const auto seed = hash(static_cast<std::uint32_t>(line) * 977u + static_cast<std::uint32_t>(column));
+    const int length = 30 + static_cast<int>(hash(static_cast<std::uint32_t>(line)) % (columns - 30));
+    return column >= length || seed % 6 == 0 ? 0 : 1 + seed % 60;
+}
+
+} // namespace
+
+Scene::Scene(SceneKind which) : kind(which) {
+    if (kind != SceneKind::motion)
+        return;
+    // Soft shapes with a little grain, as in a film or a photo viewer.
+    texture.resize(4ull * width * height);
+    for (int y = 0; y < 2 * height; ++y)
+        for (int x = 0; x < 2 * width; ++x) {
+            const double a = std::sin(x * 0.011) * std::cos(y * 0.017), b = std::sin((x + 2 * y) * 0.005);
+            const auto seed = hash(static_cast<std::uint32_t>(y * 2 * width + x));
+            const auto channel = [&](double base, double gain, std::uint32_t grain) {
+                return static_cast<std::uint32_t>(
+                    std::clamp(base + gain * a + 50 * b + grain % 7, 0.0, 255.0));
+            };
+            texture[static_cast<std::size_t>(y) * 2 * width + static_cast<std::size_t>(x)] =
+                channel(110, 70, seed) << 16 | channel(120, -60, seed >> 8) << 8 |
+                channel(100, 40, seed >> 16);
+        }
+}
+
+bool Scene::parse(std::string_view name, SceneKind& kind) {
+    constexpr std::string_view names[] = {"still", "typing", "scroll", "motion"};
+    const auto found = std::find(std::begin(names), std::end(names), name);
+    kind = static_cast<SceneKind>(found - std::begin(names));
+    return found != std::end(names);
+}
+
+Area Scene::paint(std::uint32_t* pixels, std::uint32_t number, bool whole) const {
+    const int n = static_cast<int>(number);
+    if (whole)
+        paintBackground(pixels);
+    Area changed{0, 0, codeCells * cellSize, cellSize};
+    const auto include = [&](int right, int bottom) {
+        changed.width = std::max(changed.width, right);
+        changed.height = std::max(changed.height, bottom);
+    };
+    switch (kind) {
+    case SceneKind::still:
+        if (whole)
+            paintText(pixels, 0);
+        break;
+    case SceneKind::typing:
+        // A field right below the number: as near as a caret is to what it types.
+        for (int i = whole ? 0 : n % 150; i <= n % 150; ++i) {
+            if (i == 0)
+                fill(pixels, {0, cellSize, 150 * glyphWidth, lineHeight}, paper);
+            const auto typed = static_cast<std::uint32_t>(n / 150 * 150 + i);
+            paintGlyph(pixels, i * glyphWidth, cellSize, 1 + hash(typed) % 60, 0, height);
+        }
+        if (whole)
+            paintText(pixels, 0);
+        include(n % 150 == 0 ? 150 * glyphWidth : (n % 150 + 1) * glyphWidth, cellSize + lineHeight);
+        break;
+    case SceneKind::scroll:
+        paintText(pixels, n * scrollStep);
+        include(textArea.x + textArea.width, textArea.y + textArea.height);
+        break;
+    case SceneKind::motion:
+        paintMotion(pixels, number);
+        include(width, height);
+        break;
+    }
+    paintCode(pixels, number);
+    return whole ? Area{0, 0, width, height} : changed;
+}
+
+void Scene::paintBackground(std::uint32_t* pixels) const {
+    fill(pixels, {0, 0, width, height}, desk);
+    fill(pixels, {textArea.x, textArea.y - 30, textArea.width, 30}, 0xd8d2c6);
+    fill(pixels, textArea, paper);
+}
+
+void Scene::paintCode(std::uint32_t* pixels, std::uint32_t number) const {
+    for (int i = 0; i < codeCells; ++i)
+        fill(pixels, {i * cellSize, 0, cellSize, cellSize}, number >> (codeCells - 1 - i) & 1 ? 0xffffff : 0);
+}
+
+void Scene::paintGlyph(
+    std::uint32_t* pixels, int x, int y, std::uint32_t character, int clipTop, int clipBottom) const {
+    // A made-up letter of 4×6 strokes, each two pixels, with soft edges as anti-aliased text has.
+    const std::uint32_t strokes = character == 0 ? 0 : hash(character) | 0x00420;
+    for (int row = 0; row < lineHeight; ++row) {
+        const int line = y + row;
+        if (line < clipTop || line >= clipBottom)
+            continue;
+        for (int column = 0; column < glyphWidth; ++column) {
+            const int sx = column / 2, sy = (row - 4) / 2;
+            const bool inside = sx < 4 && row >= 4 && sy < 6 && strokes >> (sy * 4 + sx) & 1;
+            const std::uint32_t share = inside ? (column % 2 ? 255 : 160) : 0;
+            pixels[line * width + x + column] = mix(paper, ink, share);
+        }
+    }
+}
+
+void Scene::paintText(std::uint32_t* pixels, int scrolled) const {
+    const int bottom = textArea.y + textArea.height;
+    for (int line = scrolled / lineHeight; line * lineHeight - scrolled < textArea.height; ++line)
+        for (int column = 0; column < columns; ++column)
+            paintGlyph(pixels, textArea.x + (2 + column) * glyphWidth,
+                textArea.y + line * lineHeight - scrolled, characterAt(line, column), textArea.y, bottom);
+}
+
+void Scene::paintMotion(std::uint32_t* pixels, std::uint32_t number) const {
+    const double t = number * 0.02;
+    const int left = static_cast<int>((0.5 + 0.5 * std::sin(t)) * (width - 1));
+    const int top = static_cast<int>((0.5 + 0.5 * std::sin(0.73 * t)) * (height - 1));
+    for (int y = 0; y < height; ++y)
+        std::memcpy(pixels + y * width, texture.data() + static_cast<std::size_t>(top + y) * 2 * width + left,
+            width * 4);
+}
+
+} // namespace tavro::bench

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace tavro::bench {
+
+/// What a screen does while it is recorded. Every picture is a function of the frame number alone, so that
+/// what was painted can be rendered again and compared with what a recording holds.
+enum class SceneKind { still, typing, scroll, motion };
+
+struct Area {
+    int x, y, width, height;
+};
+
+/// A 1920×1080 picture, 4 bytes a pixel (B, G, R, unused), in which the frame number stands at the top left
+/// as 24 cells of 16×16 pixels, most significant bit first, white for 1.
+class Scene {
+public:
+    static constexpr int width = 1920, height = 1080;
+    static constexpr int codeCells = 24, cellSize = 16;
+
+    explicit Scene(SceneKind kind);
+    static bool parse(std::string_view name, SceneKind& kind);
+
+    /// Paints frame `number` into `pixels` (which hold frame `number - 1`, or nothing at all when `whole`)
+    /// and returns the area that changed.
+    Area paint(std::uint32_t* pixels, std::uint32_t number, bool whole) const;
+
+private:
+    void paintBackground(std::uint32_t* pixels) const;
+    void paintCode(std::uint32_t* pixels, std::uint32_t number) const;
+    void paintGlyph(
+        std::uint32_t* pixels, int x, int y, std::uint32_t character, int clipTop, int clipBottom) const;
+    void paintText(std::uint32_t* pixels, int scrolled) const;
+    void paintMotion(std::uint32_t* pixels, std::uint32_t number) const;
+
+    const SceneKind kind;
+    std::vector<std::uint32_t> texture; // for motion: twice the screen's size, panned over
+};
+
+} // namespace tavro::bench

@@ -1,0 +1,135 @@
+#!/usr/bin/python3
+"""Measures tavro-take against other recorders on the same screens, in the same run.
+
+CPU is percent of one core: the recorder's own, plus what the X server spends beyond what it spends on the same
+screen unrecorded. "held" counts the painted frames that are in the file, of those painted between its first and
+its last; "SSIM" compares frames of the file with the pictures painted. The ratios are against ffmpeg's x11grab
+at the same preset and CRF; a bar is what we hold ourselves to.
+"""
+
+import argparse
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+
+import recorders
+import video
+
+PAINTER = recorders.BIN / "tavro-painter"
+TICKS = os.sysconf("SC_CLK_TCK")
+WARM_UP, WINDOW, TAIL = 2.0, 8.0, 1.0
+
+# scene: (painter's arguments, bar for the CPU ratio)
+SCENES = {
+    "still": (["still"], 1 / 50),
+    "typing": (["typing", "--rate", "8"], 1 / 12),
+    "scroll": (["scroll", "--rate", "60"], 0.6),
+    "motion30": (["motion", "--rate", "30"], 0.6),
+    "motion60": (["motion", "--rate", "60"], 0.85),
+}
+
+
+def cpu_seconds(pid):
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+def resident_mb(pid):
+    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
+        if line.startswith("VmRSS:"):
+            return int(line.split()[1]) / 1024
+    raise RuntimeError("no VmRSS")
+
+
+def server_pid():
+    return int(pathlib.Path(os.environ["TAVRO_DESKTOP"], "x11.pid").read_text().split()[0])
+
+
+def percent_over(seconds, *pids):
+    before, start = [cpu_seconds(p) for p in pids], time.monotonic()
+    time.sleep(seconds)
+    elapsed = time.monotonic() - start
+    return [100 * (cpu_seconds(p) - b) / elapsed for p, b in zip(pids, before)]
+
+
+def measure(recorder, scene, server_base, folder):
+    arguments, _ = SCENES[scene]
+    recorder.start(folder, WARM_UP + WINDOW + TAIL)
+    time.sleep(WARM_UP)
+    own, server = percent_over(WINDOW, recorder.process.pid, server_pid())
+    memory = resident_mb(recorder.process.pid)
+    if recorder.name == "ssr":
+        time.sleep(TAIL)
+    file = recorder.stop()
+    numbers = video.frame_numbers(file)
+    span = int(numbers.max() - numbers.min()) + 1
+    in_order = bool((numbers[1:] >= numbers[:-1]).all())
+    return {
+        "cpu": own + max(0.0, server - server_base),
+        "own": own,
+        "memory": memory,
+        "held": len(set(numbers.tolist())) / span,
+        "order": in_order,
+        "frames": len(numbers),
+        "kbps": file.stat().st_size * 8 / 1000 / video.duration(file),
+        "ssim": video.quality(file, PAINTER, arguments[0], numbers.tolist()),
+    }
+
+
+def run_scene(scene, chosen):
+    arguments, bar = SCENES[scene]
+    painter = subprocess.Popen([PAINTER, *arguments], stdout=subprocess.DEVNULL)
+    results = {}
+    try:
+        time.sleep(1.5)
+        (server_base,) = percent_over(4, server_pid())
+        print(f"\n{scene}: X server alone {server_base:.1f} %")
+        print(f"  {'':8}{'CPU %':>8}{'own %':>8}{'MB':>7}{'held':>9}{'frames':>8}{'kbit/s':>9}{'SSIM':>9}")
+        for recorder in chosen:
+            with tempfile.TemporaryDirectory(prefix="tavro-bench-") as folder:
+                r = results[recorder.name] = measure(recorder, scene, server_base, pathlib.Path(folder))
+            order = "" if r["order"] else "  out of order!"
+            print(
+                f"  {recorder.name:8}{r['cpu']:8.2f}{r['own']:8.2f}{r['memory']:7.0f}{r['held']:9.2%}"
+                f"{r['frames']:8}{r['kbps']:9.0f}{r['ssim']:9.5f}{order}",
+                flush=True,
+            )
+    finally:
+        painter.kill()
+        painter.wait()
+    if "ffmpeg" not in results or "tavro" not in results:
+        return True
+    ours, peer = results["tavro"], results["ffmpeg"]
+    checks = [
+        ("CPU", ours["cpu"] / peer["cpu"], bar),
+        ("memory", ours["memory"] / peer["memory"], 0.5),
+        ("size", ours["kbps"] / peer["kbps"], 1.1),
+    ]
+    kept = ours["order"] and ours["ssim"] >= peer["ssim"] - 0.0005
+    for name, ratio, limit in checks:
+        kept &= ratio <= limit
+        print(f"  {name} ratio {ratio:.3f} (bar {limit:.3f}){'' if ratio <= limit else '  MISSED'}")
+    if scene == "scroll":
+        kept &= ours["held"] >= 0.99
+        print(f"  held {ours['held']:.2%} (bar 99 %){'' if ours['held'] >= 0.99 else '  MISSED'}")
+    print(f"  SSIM {ours['ssim']:.5f} against {peer['ssim']:.5f}")
+    return kept
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("scenes", nargs="*", metavar="SCENE", help=f"of {', '.join(SCENES)}; default: all")
+    parser.add_argument("--only", help="recorders, comma-separated")
+    arguments = parser.parse_args()
+    chosen = recorders.available()
+    if arguments.only:
+        chosen = [r for r in chosen if r.name in arguments.only.split(",")]
+    kept = [run_scene(scene, chosen) for scene in arguments.scenes or SCENES]
+    return 0 if all(kept) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

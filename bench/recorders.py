@@ -1,0 +1,112 @@
+"""The recorders that are measured. Each records the whole screen of DISPLAY into one file."""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BIN = ROOT / "build" / "release" / "bin"
+
+
+class Tavro:
+    name = "tavro"
+
+    def start(self, folder, seconds):
+        self.process = subprocess.Popen(
+            [BIN / "tavro-take", "--seconds", str(seconds)],
+            stdout=subprocess.PIPE,
+            stderr=open(folder / "tavro.log", "w", encoding="utf-8"),
+            env=os.environ | {"XDG_DATA_HOME": str(folder), "XDG_CACHE_HOME": str(folder / "cache")},
+        )
+
+    def stop(self):
+        output = self.process.communicate(timeout=120)[0]
+        if self.process.returncode != 0:
+            raise RuntimeError(f"tavro-take failed with {self.process.returncode}")
+        return pathlib.Path(json.loads(output.splitlines()[-1])["video"])
+
+
+class Ffmpeg:
+    name = "ffmpeg"
+
+    def start(self, folder, seconds):
+        self.file = folder / "ffmpeg.mp4"
+        command = ["ffmpeg", "-nostdin", "-v", "error", "-f", "x11grab", "-framerate", "60", "-video_size", "1920x1080"]
+        command += ["-i", os.environ["DISPLAY"], "-t", str(seconds), "-c:v", "libx264", "-preset", "superfast"]
+        command += ["-crf", "23", "-pix_fmt", "yuv420p", "-y", str(self.file)]
+        self.process = subprocess.Popen(command)
+
+    def stop(self):
+        if self.process.wait(timeout=120) != 0:
+            raise RuntimeError("ffmpeg failed")
+        return self.file
+
+
+class SimpleScreenRecorder:
+    name = "ssr"
+    program = shutil.which("simplescreenrecorder")
+
+    def start(self, folder, seconds):
+        self.file = folder / "ssr.mp4"
+        settings = folder / "ssr.conf"
+        settings.write_text(
+            f"""[global]
+nvidia_disable_flipping=ask
+[welcome]
+skip_page=true
+[input]
+audio_enabled=false
+video_backend=x11
+video_frame_rate=60
+video_record_cursor=true
+video_scale=false
+video_x11_area=screen
+video_x11_area_screen=0
+video_x=0
+video_y=0
+video_w=1920
+video_h=1080
+[output]
+add_timestamp=false
+container=mp4
+file={self.file}
+separate_files=false
+video_allow_frame_skipping=true
+video_codec=h264
+video_h264_crf=23
+video_h264_preset=superfast
+[record]
+hotkey_enable=false
+preview_frame_rate=1
+schedule_num_entries=0
+show_recording_area=false
+sound_notifications_enable=false
+"""
+        )
+        self.process = subprocess.Popen(
+            [self.program, f"--settingsfile={settings}", "--no-systray", "--start-hidden", "--start-recording"],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.DEVNULL,
+            stderr=open(folder / "ssr.log", "w", encoding="utf-8"),
+            env=os.environ | {"QT_QPA_PLATFORM": "xcb", "HOME": str(folder)},
+        )
+
+    def stop(self):
+        self.process.stdin.write(b"record-save\nquit\n")
+        self.process.stdin.close()
+        try:
+            self.process.wait(timeout=30)
+        except subprocess.TimeoutExpired:
+            self.process.send_signal(signal.SIGKILL)
+            raise
+        return self.file
+
+
+def available():
+    recorders = [Tavro(), Ffmpeg()]
+    if SimpleScreenRecorder.program:
+        recorders.append(SimpleScreenRecorder())
+    return recorders

@@ -1,0 +1,62 @@
+"""Reads what a recording holds: which painted frames, and how close to what was painted."""
+
+import json
+import subprocess
+
+import numpy
+
+WIDTH, HEIGHT, CELLS, CELL = 1920, 1080, 24, 16
+
+
+def decoded(file, filters, pixel_format, size):
+    command = ["ffmpeg", "-nostdin", "-v", "error", "-i", str(file), "-vf", filters, "-fps_mode", "passthrough"]
+    command += ["-pix_fmt", pixel_format, "-f", "rawvideo", "-"]
+    data = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
+    return numpy.frombuffer(data, numpy.uint8).reshape(-1, *size)
+
+
+def frame_numbers(file):
+    """The painted number that each frame of the file shows, in the file's order."""
+    strips = decoded(file, f"crop={CELLS * CELL}:{CELL}:0:0", "gray", (CELL, CELLS * CELL))
+    centres = strips[:, CELL // 2, CELL // 2 :: CELL]
+    return ((centres > 127) * (1 << numpy.arange(CELLS - 1, -1, -1))).sum(axis=1)
+
+
+def pictures(file, indexes):
+    """The named frames of the file as grey values."""
+    select = "+".join(f"eq(n\\,{i})" for i in indexes)
+    rgb = decoded(file, f"select={select}", "rgb24", (HEIGHT, WIDTH, 3))
+    return rgb.astype(float).mean(axis=3)
+
+
+def painted(painter, scene, numbers):
+    command = [str(painter), scene, "--render", ",".join(str(n) for n in numbers)]
+    data = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
+    bgrx = numpy.frombuffer(data, numpy.uint8).reshape(-1, HEIGHT, WIDTH, 4)
+    return bgrx[..., :3].astype(float).mean(axis=3)
+
+
+def ssim(a, b):
+    """Structural similarity of two grey pictures over windows of 8×8 pixels."""
+
+    def windows(picture):
+        return picture.reshape(HEIGHT // 8, 8, WIDTH // 8, 8).swapaxes(1, 2).reshape(-1, 64)
+
+    x, y = windows(a), windows(b)
+    mx, my = x.mean(axis=1), y.mean(axis=1)
+    vx, vy = x.var(axis=1), y.var(axis=1)
+    cov = (x * y).mean(axis=1) - mx * my
+    c1, c2 = (0.01 * 255) ** 2, (0.03 * 255) ** 2
+    return float(((2 * mx * my + c1) * (2 * cov + c2) / ((mx**2 + my**2 + c1) * (vx + vy + c2))).mean())
+
+
+def duration(file):
+    command = ["ffprobe", "-v", "error", "-show_entries", "format=duration", "-of", "json", str(file)]
+    return float(json.loads(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)["format"]["duration"])
+
+
+def quality(file, painter, scene, numbers, samples=8):
+    """Mean similarity of some frames, evenly spread over the file, to the pictures that were painted."""
+    indexes = numpy.unique(numpy.linspace(len(numbers) * 0.2, len(numbers) - 1, samples).astype(int))
+    originals = painted(painter, scene, [numbers[i] for i in indexes])
+    return float(numpy.mean([ssim(a, b) for a, b in zip(pictures(file, indexes), originals)]))
