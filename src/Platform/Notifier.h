@@ -16,8 +16,8 @@ public:
     };
     struct Notification {
         QString summary;
-        QString body;                 ///< plain text
-        std::optional<Action> action; ///< what a click on it, or on its button, does
+        QString body;                                ///< plain text
+        std::optional<Action> action = std::nullopt; ///< what a click on it, or on its button, does
         bool failure = false;
     };
 

@@ -1,0 +1,108 @@
+#include "Platform/Desktop/DesktopNotifier.h"
+
+#include "Core/Log.h"
+#include "Platform/Desktop/DBusCall.h"
+
+#include <map>
+#include <vector>
+
+namespace tavro {
+namespace {
+
+const dbus::Peer notifications{QStringLiteral("org.freedesktop.Notifications"),
+    QStringLiteral("/org/freedesktop/Notifications"), QStringLiteral("org.freedesktop.Notifications")};
+
+const QString clicked = QStringLiteral("default"); // the key that a click on the notification itself has
+const QString button = QStringLiteral("open");
+
+enum Urgency : uchar { normal = 1, critical = 2 };
+
+} // namespace
+
+class DesktopNotifier::Service final : public QObject {
+    Q_OBJECT
+public:
+    Service() {
+        const auto listen = [this](const QString& signal, const char* slot) {
+            bus.connect(
+                notifications.service, notifications.path, notifications.interface, signal, this, slot);
+        };
+        listen(QStringLiteral("ActionInvoked"), SLOT(invoked(uint, QString)));
+        listen(QStringLiteral("NotificationClosed"), SLOT(closed(uint, uint)));
+    }
+
+    void show(Notification notification) {
+        if (knowsMarkup)
+            return send(std::move(notification));
+        waiting.push_back(std::move(notification));
+        if (waiting.size() == 1)
+            askCapabilities();
+    }
+
+public slots:
+    void invoked(uint id, const QString& key) {
+        const auto found = actions.find(id);
+        if (found == actions.end() || (key != clicked && key != button))
+            return;
+        const auto run = std::move(found->second);
+        actions.erase(found);
+        run();
+    }
+    void closed(uint id, uint) { actions.erase(id); }
+
+private:
+    // Some services show the body as it is, others read it as markup.
+    void askCapabilities() {
+        dbus::send(bus, notifications.call(QStringLiteral("GetCapabilities")), this,
+            [this](const QDBusMessage& reply) {
+                if (dbus::succeeded(reply))
+                    knowsMarkup = dbus::value(reply).toStringList().contains(QStringLiteral("body-markup"));
+                for (auto& notification : std::exchange(waiting, {}))
+                    send(std::move(notification));
+            });
+    }
+
+    void send(Notification notification) {
+        QStringList keys;
+        if (notification.action)
+            keys = {clicked, notification.action->label, button, notification.action->label};
+        const QVariantMap hints{
+            {QStringLiteral("desktop-entry"), QStringLiteral("com.quembridge.tavro")},
+            {QStringLiteral("urgency"), QVariant::fromValue<uchar>(notification.failure ? critical : normal)},
+        };
+        const QString body =
+            knowsMarkup.value_or(false) ? notification.body.toHtmlEscaped() : notification.body;
+        const QVariantList arguments{QStringLiteral("Tavro"), 0U, QStringLiteral("com.quembridge.tavro"),
+            notification.summary, body, keys, hints, -1};
+        dbus::send(bus, notifications.call(QStringLiteral("Notify"), arguments), this,
+            [this, notification = std::move(notification)](
+                const QDBusMessage& reply) { sent(notification, reply); });
+    }
+
+    void sent(const Notification& notification, const QDBusMessage& reply) {
+        if (!dbus::succeeded(reply)) {
+            knowsMarkup.reset(); // another service may come
+            Log::info(QStringLiteral("notification not shown (%1): %2 — %3")
+                          .arg(reply.errorMessage(), notification.summary, notification.body));
+        } else if (notification.action) {
+            actions[dbus::value(reply).toUInt()] = notification.action->run;
+        }
+    }
+
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    std::optional<bool> knowsMarkup;
+    std::vector<Notification> waiting;
+    std::map<uint, std::function<void()>> actions;
+};
+
+DesktopNotifier::DesktopNotifier() : service(std::make_unique<Service>()) {}
+
+DesktopNotifier::~DesktopNotifier() = default;
+
+void DesktopNotifier::show(Notification notification) {
+    service->show(std::move(notification));
+}
+
+} // namespace tavro
+
+#include "DesktopNotifier.moc"

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Platform/Notifier.h"
+
+#include <memory>
+
+namespace tavro {
+
+/// The desktop's notification service (org.freedesktop.Notifications). Never waits for it.
+class DesktopNotifier final : public Notifier {
+public:
+    DesktopNotifier();
+    ~DesktopNotifier() override;
+    void show(Notification notification) override;
+
+private:
+    class Service;
+    std::unique_ptr<Service> service;
+};
+
+} // namespace tavro

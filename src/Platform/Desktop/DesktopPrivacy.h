@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Core/UserDefaults.h"
+#include "Platform/PrivacyServices.h"
+
+#include <QString>
+
+namespace tavro {
+
+class Notifier;
+
+/// Privacy on a desktop that has no prompts of its own: the request itself is the user's agreement, kept in a
+/// file; whether there is anything to record is asked of the system.
+class DesktopPrivacy final : public PrivacyServices {
+public:
+    struct Probes {
+        std::function<QString()>
+            screenObstacle; ///< what keeps the screen from being captured; empty when nothing
+        std::function<bool()> microphoneExists;
+    };
+    /// The file in which the answers are kept for this user.
+    static UserDefaults standardAnswers();
+
+    DesktopPrivacy(UserDefaults answers, Probes probes, Notifier& notifier);
+
+    bool preflightScreenCaptureAccess() override;
+    bool requestScreenCaptureAccess() override;
+    AuthorizationStatus microphoneAuthorization() override;
+    void requestMicrophoneAccess(std::function<void(bool granted)> handler) override;
+    AuthorizationStatus speechAuthorization() override;
+    void requestSpeechAuthorization(std::function<void(AuthorizationStatus)> handler) override;
+
+private:
+    const UserDefaults answers;
+    const Probes probes;
+    Notifier& notifier;
+};
+
+} // namespace tavro

@@ -1,0 +1,102 @@
+#include "Platform/Desktop/DesktopTrayHost.h"
+
+#include "Platform/Desktop/DBusCall.h"
+#include "Platform/Desktop/XEmbedTray.h"
+
+#include <QDBusServiceWatcher>
+
+namespace tavro {
+namespace {
+
+const QString watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
+const dbus::Peer properties{watcherName, watcherPath, QStringLiteral("org.freedesktop.DBus.Properties")};
+
+const dbus::Peer settings{QStringLiteral("org.freedesktop.portal.Desktop"),
+    QStringLiteral("/org/freedesktop/portal/desktop"), QStringLiteral("org.freedesktop.portal.Settings")};
+const QString appearance = QStringLiteral("org.freedesktop.appearance");
+const QString colorScheme = QStringLiteral("color-scheme");
+enum ColorScheme : uint { noPreference, preferDark, preferLight };
+
+} // namespace
+
+class DesktopTrayHost::Watch final : public QObject {
+    Q_OBJECT
+public:
+    explicit Watch(DesktopTrayHost& host) : owner(host) {
+        connect(&watchers, &QDBusServiceWatcher::serviceRegistered, this, &Watch::askForHost);
+        connect(&watchers, &QDBusServiceWatcher::serviceUnregistered, this, [this] { notifierHost = false; });
+        bus.connect(watcherName, watcherPath, watcherName, QStringLiteral("StatusNotifierHostRegistered"),
+            this, SLOT(hostRegistered()));
+        bus.connect(settings.service, settings.path, settings.interface, QStringLiteral("SettingChanged"),
+            this, SLOT(settingChanged(QString, QString, QDBusVariant)));
+        askForHost();
+        dbus::send(bus, settings.call(QStringLiteral("Read"), {appearance, colorScheme}), this,
+            [this](const QDBusMessage& reply) { setScheme(dbus::value(reply)); });
+    }
+
+    bool isPresent() const { return notifierHost || xembed.isPresent(); }
+
+    bool prefersLightSymbols() const {
+        if (const auto asked = xembed.wantsLightSymbols())
+            return *asked;
+        return scheme != preferLight; // most panels are dark, whatever the windows are
+    }
+
+public slots:
+    void hostRegistered() {
+        notifierHost = true;
+        if (owner.onAppeared)
+            owner.onAppeared();
+    }
+    void settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
+        if (group == appearance && key == colorScheme)
+            setScheme(value.variant());
+    }
+
+private:
+    void askForHost() {
+        const QVariantList which{watcherName, QStringLiteral("IsStatusNotifierHostRegistered")};
+        dbus::send(bus, properties.callIfRunning(QStringLiteral("Get"), which), this,
+            [this](const QDBusMessage& reply) {
+                if (dbus::succeeded(reply) && dbus::value(reply).toBool())
+                    hostRegistered();
+                else if (xembed.isPresent())
+                    xembedAppeared();
+            });
+    }
+
+    void xembedAppeared() {
+        if (!notifierHost && owner.onAppeared)
+            owner.onAppeared();
+    }
+
+    void setScheme(const QVariant& value) {
+        if (std::exchange(scheme, value.toUInt()) != value.toUInt() && owner.onAppearance)
+            owner.onAppearance();
+    }
+
+    DesktopTrayHost& owner;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusServiceWatcher watchers{watcherName, bus,
+        QDBusServiceWatcher::WatchForRegistration | QDBusServiceWatcher::WatchForUnregistration};
+    XEmbedTray xembed{[this] { xembedAppeared(); }};
+    bool notifierHost = false;
+    uint scheme = noPreference;
+};
+
+DesktopTrayHost::DesktopTrayHost() : watch(std::make_unique<Watch>(*this)) {}
+
+DesktopTrayHost::~DesktopTrayHost() = default;
+
+bool DesktopTrayHost::isPresent() const {
+    return watch->isPresent();
+}
+
+bool DesktopTrayHost::prefersLightSymbols() const {
+    return watch->prefersLightSymbols();
+}
+
+} // namespace tavro
+
+#include "DesktopTrayHost.moc"

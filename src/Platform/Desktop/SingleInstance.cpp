@@ -1,0 +1,80 @@
+#include "Platform/Desktop/SingleInstance.h"
+
+#include "Core/Log.h"
+#include "Platform/Desktop/DBusCall.h"
+
+#include <QDBusConnectionInterface>
+
+#include <chrono>
+
+namespace tavro {
+namespace {
+
+const dbus::Peer application{QStringLiteral("com.quembridge.tavro"), QStringLiteral("/com/quembridge/tavro"),
+    QStringLiteral("org.freedesktop.Application")};
+
+constexpr std::chrono::milliseconds patience{5000};
+
+} // namespace
+
+class SingleInstance::Service final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+public:
+    explicit Service(Requests given) : requests(std::move(given)) {}
+
+    Role claim() {
+        if (!bus.isConnected())
+            return Role::alone;
+        // There before the name is, so that nobody who sees the name finds nothing behind it.
+        bus.registerObject(application.path, this, QDBusConnection::ExportScriptableSlots);
+        const auto reply = bus.interface()->registerService(application.service);
+        if (!reply.isValid())
+            return Role::alone;
+        return reply == QDBusConnectionInterface::ServiceRegistered ? Role::first : activateOther();
+    }
+
+    void release() {
+        if (bus.isConnected())
+            bus.interface()->unregisterService(application.service);
+        bus.unregisterObject(application.path);
+    }
+
+public slots:
+    Q_SCRIPTABLE void Activate(const QVariantMap&) { requests.activate(); }
+    Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap&) {
+        requests.activate();
+    } // it has no documents
+    Q_SCRIPTABLE void ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
+        requests.action(name);
+    }
+
+private:
+    Role activateOther() {
+        bus.unregisterObject(application.path);
+        const auto call = application.call(QStringLiteral("Activate"), {QVariantMap()});
+        const auto reply = bus.call(call, QDBus::Block, patience.count());
+        if (!dbus::succeeded(reply))
+            Log::error(QStringLiteral("Tavro already runs, but does not answer: ") + reply.errorMessage());
+        return Role::second;
+    }
+
+    const Requests requests;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+};
+
+SingleInstance::SingleInstance(Requests requests) : service(std::make_unique<Service>(std::move(requests))) {}
+
+SingleInstance::~SingleInstance() = default;
+
+SingleInstance::Role SingleInstance::claim() {
+    return service->claim();
+}
+
+void SingleInstance::release() {
+    service->release();
+}
+
+} // namespace tavro
+
+#include "SingleInstance.moc"
