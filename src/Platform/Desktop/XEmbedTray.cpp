@@ -72,14 +72,14 @@ std::uint32_t XEmbedTray::owner() const {
     const auto cookie = xcb_get_selection_owner(connection, selection);
     const ReplyPtr<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(connection, cookie, nullptr));
-    return reply ? reply->owner : XCB_WINDOW_NONE;
+    return reply ? reply->owner : 0;
 }
 
 std::uint32_t XEmbedTray::atom(const QByteArray& name) const {
     const auto cookie =
         xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData());
     const ReplyPtr<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : XCB_ATOM_NONE;
+    return reply ? reply->atom : 0;
 }
 
 } // namespace tavro
