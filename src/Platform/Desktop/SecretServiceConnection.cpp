@@ -45,8 +45,8 @@ const SecretSchema schema = {"com.quembridge.tavro", SECRET_SCHEMA_DONT_MATCH_NA
     nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
 
 Ref<GHashTable> attributes(const SecretKey& key) {
-    return Ref<GHashTable>(secret_attributes_build(&schema, "service", key.service.toUtf8().constData(), "account",
-        key.account.toUtf8().constData(), nullptr));
+    return Ref<GHashTable>(secret_attributes_build(&schema, "service", key.service.toUtf8().constData(),
+        "account", key.account.toUtf8().constData(), nullptr));
 }
 
 // Looking for a bus where no address is known would start one, for nobody but this program.
@@ -97,8 +97,8 @@ public:
     Ref<GVariant> askBus(const char* method, GVariant* arguments, GError** error, GCancellable* cancellable) {
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
             g_dbus_connection_call(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                "org.freedesktop.DBus", method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, cancellable, ready,
-                slot);
+                "org.freedesktop.DBus", method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, cancellable,
+                ready, slot);
         });
         return Ref<GVariant>(g_dbus_connection_call_finish(bus.get(), result.get(), error));
     }
@@ -130,7 +130,8 @@ public:
         return service.get();
     }
 
-    Ref<GList> search(const SecretKey& key, SecretSearchFlags flags, GError** error, GCancellable* cancellable) {
+    Ref<GList> search(
+        const SecretKey& key, SecretSearchFlags flags, GError** error, GCancellable* cancellable) {
         const auto wanted = attributes(key);
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
             secret_service_search(service.get(), &schema, wanted.get(), flags, cancellable, ready, slot);
@@ -175,9 +176,13 @@ SecretServiceConnection::Cancellation SecretServiceConnection::makeCancellation(
     return Cancellation(g_cancellable_new(), Unref());
 }
 
-void SecretServiceConnection::cancel(const Cancellation& cancellation) { g_cancellable_cancel(cancellation.get()); }
+void SecretServiceConnection::cancel(const Cancellation& cancellation) {
+    g_cancellable_cancel(cancellation.get());
+}
 
-void SecretServiceConnection::attach() { g_main_context_push_thread_default(glib->context.get()); }
+void SecretServiceConnection::attach() {
+    g_main_context_push_thread_default(glib->context.get());
+}
 
 void SecretServiceConnection::detach() {
     glib->disconnect();
@@ -186,9 +191,13 @@ void SecretServiceConnection::detach() {
     g_main_context_pop_thread_default(glib->context.get());
 }
 
-void SecretServiceConnection::waitForEvents() { g_main_context_iteration(glib->context.get(), TRUE); }
+void SecretServiceConnection::waitForEvents() {
+    g_main_context_iteration(glib->context.get(), TRUE);
+}
 
-void SecretServiceConnection::wake() { g_main_context_wakeup(glib->context.get()); }
+void SecretServiceConnection::wake() {
+    g_main_context_wakeup(glib->context.get());
+}
 
 SecretServiceConnection::Presence SecretServiceConnection::presence(const Cancellation& cancellation) {
     GCancellable* const cancellable = cancellation.get();
@@ -229,8 +238,7 @@ SecretServiceConnection::Lookup SecretServiceConnection::lookup(
     if (!found)
         return {};
     auto* const item = static_cast<SecretItem*>(found->data);
-    if (secret_item_get_locked(item) &&
-        (locked == Locked::leave || !glib->unlock(found.get(), cancellable)))
+    if (secret_item_get_locked(item) && (locked == Locked::leave || !glib->unlock(found.get(), cancellable)))
         return {std::nullopt, true};
     return {glib->load(item, cancellable), false};
 }

@@ -17,9 +17,9 @@ struct SecretKey {
     bool operator==(const SecretKey&) const = default;
 };
 
-/// The session's Secret Service, through libsecret. Between `attach` and `detach` the operations are called on
-/// that one thread. Each waits there without any bound of its own (a service may be frozen, a user may look for a
-/// password) until its cancellation is cancelled. Nothing throws: what fails has no result.
+/// The session's Secret Service, through libsecret. Between `attach` and `detach` the operations are called
+/// on that one thread. Each waits there without any bound of its own (a service may be frozen, a user may
+/// look for a password) until its cancellation is cancelled. Nothing throws: what fails has no result.
 class SecretServiceConnection {
 public:
     enum class Presence {

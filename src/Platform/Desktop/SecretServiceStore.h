@@ -7,17 +7,19 @@
 
 namespace tavro {
 
-/// Secrets in the desktop's Secret Service, or, where there is none, in a file that nobody but the user can read.
+/// Secrets in the desktop's Secret Service, or, where there is none, in a file that nobody but the user can
+/// read.
 ///
-/// The service is spoken to on a thread of its own, one request after the other. A caller waits for at most 100 ms;
-/// a request that takes longer goes on by itself:
+/// The service is spoken to on a thread of its own, one request after the other. A caller waits for at most
+/// 100 ms; a request that takes longer goes on by itself:
 /// - a read of a locked secret has no value; the user is asked once to unlock, after which reads have it;
-/// - a change that could not be made in time reports false and is still made as soon as the service, or the user,
+/// - a change that could not be made in time reports false and is still made as soon as the service, or the
+/// user,
 ///   lets it, unless a newer change of the same secret has come meanwhile: then only the newer one is made.
 ///
-/// The service is looked for (and started) at construction and again at each request, so it may come late: until
-/// then the file serves, and what it holds moves into the service. Make one early and keep it: the sooner it is
-/// there, the likelier even a slow service has its answers ready.
+/// The service is looked for (and started) at construction and again at each request, so it may come late:
+/// until then the file serves, and what it holds moves into the service. Make one early and keep it: the
+/// sooner it is there, the likelier even a slow service has its answers ready.
 class SecretServiceStore final : public SecretStore {
 public:
     explicit SecretServiceStore(std::filesystem::path fallbackFile = defaultFallbackFile());

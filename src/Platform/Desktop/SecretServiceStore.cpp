@@ -1,0 +1,267 @@
+#include "Platform/Desktop/SecretServiceStore.h"
+
+#include "Core/Paths.h"
+#include "Platform/Desktop/FileSecretStore.h"
+#include "Platform/Desktop/SecretServiceConnection.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <pthread.h>
+#include <thread>
+#include <utility>
+
+namespace tavro {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+// What a caller waits for; below the promised 100 ms, so that these are kept on a busy machine too.
+constexpr auto patience = 90ms;
+
+struct Request {
+    enum class Kind { prepare, read, add, remove, moveFromFile };
+
+    const Kind kind;
+    const SecretKey key;
+    const QByteArray value;
+    const SecretServiceConnection::Cancellation cancellation = SecretServiceConnection::makeCancellation();
+
+    // Under the worker's lock.
+    int waiting = 0; // callers that still wait for the outcome
+    bool settled = false;
+    bool succeeded = false;
+    std::optional<QByteArray> found = std::nullopt;
+
+    bool changes() const { return kind != Kind::prepare && kind != Kind::read; }
+};
+using RequestPtr = std::shared_ptr<Request>;
+
+} // namespace
+
+class SecretServiceStore::Worker {
+public:
+    using Kind = Request::Kind;
+
+    explicit Worker(std::filesystem::path fallbackFile)
+        : file(std::move(fallbackFile))
+        , queue{RequestPtr(new Request{Kind::prepare, {}, {}})}
+        , thread([this] { run(); }) {}
+
+    ~Worker() {
+        RequestPtr abandoned;
+        {
+            const std::lock_guard lock(mutex);
+            stopping = true;
+            abandoned = running;
+        }
+        if (abandoned)
+            SecretServiceConnection::cancel(abandoned->cancellation);
+        connection.wake();
+        thread.join();
+    }
+
+    struct Outcome {
+        bool succeeded = false;
+        std::optional<QByteArray> found;
+    };
+
+    /// Has the request served and waits for that, up to the patience of a caller.
+    Outcome perform(Kind kind, const SecretKey& key, const QByteArray& value = {}) {
+        const auto deadline = Clock::now() + patience;
+        const RequestPtr request = submit(kind, key, value, 1);
+        RequestPtr hindrance;
+        Outcome outcome;
+        {
+            std::unique_lock lock(mutex);
+            settled.wait_until(lock, deadline, [&] { return request->settled; });
+            --request->waiting;
+            outcome = {request->succeeded, request->found};
+            hindrance = hindranceOfChanges();
+        }
+        if (hindrance)
+            SecretServiceConnection::cancel(hindrance->cancellation);
+        return outcome;
+    }
+
+    FileSecretStore file;
+
+    /// Moves what the file holds into the service, when that is there; nobody waits for it.
+    void moveFromFile(const SecretKey& key, const QByteArray& value) {
+        submit(Kind::moveFromFile, key, value, 0);
+    }
+
+private:
+    RequestPtr submit(Kind kind, const SecretKey& key, const QByteArray& value, int waiting) {
+        RequestPtr request, hindrance;
+        {
+            const std::lock_guard lock(mutex);
+            request = admit(kind, key, value);
+            request->waiting += waiting;
+            hindrance = hindranceOfChanges();
+        }
+        if (hindrance)
+            SecretServiceConnection::cancel(hindrance->cancellation);
+        connection.wake();
+        return request;
+    }
+
+    // A read that comes while one of the same secret is under way shares its outcome, unless a change is due
+    // between the two. A change takes the place of older requests that nobody waits for any more.
+    RequestPtr admit(Kind kind, const SecretKey& key, const QByteArray& value) {
+        const bool takesThePlace = kind == Kind::add || kind == Kind::remove;
+        if (const RequestPtr latest = latestOf(key); latest && latest->kind == kind && !takesThePlace)
+            return latest;
+        if (takesThePlace)
+            std::erase_if(queue, [&](const RequestPtr& older) {
+                return older->waiting == 0 && older->kind != Kind::prepare && older->key == key;
+            });
+        queue.push_back(RequestPtr(new Request{kind, key, value}));
+        return queue.back();
+    }
+
+    RequestPtr latestOf(const SecretKey& key) const {
+        const auto last = std::find_if(
+            queue.rbegin(), queue.rend(), [&](const RequestPtr& request) { return request->key == key; });
+        if (last != queue.rend())
+            return *last;
+        return running && running->key == key ? running : nullptr;
+    }
+
+    // The request under way, when nobody waits for it any more and it only keeps a change from being made.
+    RequestPtr hindranceOfChanges() const {
+        if (!running || running->waiting > 0 || running->kind == Kind::prepare)
+            return nullptr;
+        const bool hinders = std::any_of(queue.begin(), queue.end(), [&](const RequestPtr& next) {
+            return next->changes() && (!running->changes() || running->key == next->key);
+        });
+        return hinders ? running : nullptr;
+    }
+
+    // Below: on the worker's thread.
+
+    void run() {
+        pthread_setname_np(pthread_self(), "secrets");
+        connection.attach();
+        while (const RequestPtr request = next()) {
+            const Outcome outcome = serve(*request);
+            const std::lock_guard lock(mutex);
+            request->succeeded = outcome.succeeded;
+            request->found = outcome.found;
+            request->settled = true;
+            running.reset();
+            settled.notify_all();
+        }
+        connection.detach();
+    }
+
+    // Null at the end.
+    RequestPtr next() {
+        for (;;) {
+            {
+                const std::lock_guard lock(mutex);
+                if (stopping)
+                    return nullptr;
+                if (!queue.empty()) {
+                    running = queue.front();
+                    queue.pop_front();
+                    return running;
+                }
+            }
+            connection.waitForEvents();
+        }
+    }
+
+    Outcome serve(const Request& request) {
+        using Presence = SecretServiceConnection::Presence;
+        if (request.kind == Kind::prepare)
+            return {connection.prepare(request.cancellation), {}};
+        const Presence presence = connection.presence(request.cancellation);
+        switch (request.kind) {
+        case Kind::read:
+            return presence == Presence::there ? lookup(request) : Outcome{};
+        case Kind::add:
+            if (presence == Presence::absent)
+                return {file.add(request.key.service, request.key.account, request.value), {}};
+            return {presence == Presence::there && store(request), {}};
+        case Kind::remove:
+            return {remove(request, presence), {}};
+        default:
+            if (presence == Presence::there && !moveRefused)
+                moveRefused = !store(request);
+            return {};
+        }
+    }
+
+    Outcome lookup(const Request& request) {
+        using Locked = SecretServiceConnection::Locked;
+        auto found = connection.lookup(
+            request.key, unlockRefused ? Locked::leave : Locked::askToUnlock, request.cancellation);
+        unlockRefused = found.locked;
+        return {found.value.has_value(), std::move(found.value)};
+    }
+
+    bool store(const Request& request) {
+        if (!connection.store(request.key, request.value, request.cancellation))
+            return false;
+        unlockRefused = false;
+        if (request.kind == Kind::moveFromFile)
+            file.removeIf(request.key.service, request.key.account, request.value);
+        else
+            file.remove(request.key.service, request.key.account);
+        return true;
+    }
+
+    bool remove(const Request& request, SecretServiceConnection::Presence presence) {
+        const bool gone = file.remove(request.key.service, request.key.account);
+        if (presence == SecretServiceConnection::Presence::absent)
+            return gone;
+        return presence == SecretServiceConnection::Presence::there &&
+               connection.clear(request.key, request.cancellation) && gone;
+    }
+
+    SecretServiceConnection connection;
+    bool unlockRefused = false; // asked again only after a change, or when somebody else has unlocked
+    bool moveRefused = false;
+
+    std::mutex mutex;
+    std::condition_variable settled;
+    std::deque<RequestPtr> queue;
+    RequestPtr running;
+    bool stopping = false;
+    std::thread thread; // last: it uses all of the above
+};
+
+SecretServiceStore::SecretServiceStore(std::filesystem::path fallbackFile)
+    : worker(std::make_unique<Worker>(std::move(fallbackFile))) {}
+
+SecretServiceStore::~SecretServiceStore() = default;
+
+std::filesystem::path SecretServiceStore::defaultFallbackFile() {
+    return Paths::applicationSupport() / "tavro" / "secrets.json";
+}
+
+std::optional<QByteArray> SecretServiceStore::read(const QString& service, const QString& account) {
+    const SecretKey key{service, account};
+    // The file holds something only while the service does not have it yet: then the file's is the newer one.
+    if (auto kept = worker->file.read(service, account)) {
+        worker->moveFromFile(key, *kept);
+        return kept;
+    }
+    return worker->perform(Request::Kind::read, key).found;
+}
+
+bool SecretServiceStore::add(const QString& service, const QString& account, const QByteArray& value) {
+    return worker->perform(Request::Kind::add, {service, account}, value).succeeded;
+}
+
+bool SecretServiceStore::remove(const QString& service, const QString& account) {
+    worker->file.remove(service, account); // at once, so that no read finds it while the service is slow
+    return worker->perform(Request::Kind::remove, {service, account}).succeeded;
+}
+
+} // namespace tavro
