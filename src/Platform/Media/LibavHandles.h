@@ -22,9 +22,14 @@ struct FreeByAddress {
 };
 
 using CodecContext = std::unique_ptr<AVCodecContext, FreeByAddress<avcodec_free_context>>;
+using CodecParameters = std::unique_ptr<AVCodecParameters, FreeByAddress<avcodec_parameters_free>>;
 using Frame = std::unique_ptr<AVFrame, FreeByAddress<av_frame_free>>;
 using Packet = std::unique_ptr<AVPacket, FreeByAddress<av_packet_free>>;
 using Resampler = std::unique_ptr<SwrContext, FreeByAddress<swr_free>>;
+struct FreeOutput {
+    void operator()(AVFormatContext* handle) const { avformat_free_context(handle); }
+};
+using OutputContext = std::unique_ptr<AVFormatContext, FreeOutput>;
 using InputContext = std::unique_ptr<AVFormatContext, FreeByAddress<avformat_close_input>>;
 
 } // namespace tavro::libav

@@ -1,0 +1,71 @@
+#include "Audio/MixedAudioWriter.h"
+
+#include "Core/Promise.h"
+
+#include <system_error>
+#include <utility>
+
+namespace tavro {
+
+namespace {
+constexpr int sampleRate = 16'000;
+constexpr AudioSettings encoderSettings{sampleRate, 1, 64'000};
+} // namespace
+
+MixedAudioWriter::MixedAudioWriter(AssetWriterFactory& factory_)
+    : factory(factory_)
+    , queue(QStringLiteral("com.quembridge.tavro.audiowriter")) {}
+
+void MixedAudioWriter::start(const std::filesystem::path& url) {
+    std::error_code ignored;
+    std::filesystem::remove(url, ignored);
+    auto writer = factory.makeAssetWriter(url, FileType::appleM4A);
+    auto input = writer->addAudioInput(encoderSettings);
+    writer->startWriting();
+    writer->startSession({0, sampleRate});
+    queue.sync([&] {
+        writerInput = std::move(input);
+        assetWriter.swap(writer); // a file left open is given up with `writer`, off the queue
+        sessionStarted = true;
+        sampleCount = 0;
+    });
+}
+
+void MixedAudioWriter::appendFrame(std::vector<std::int16_t> frame) {
+    if (!frame.empty())
+        queue.async([this, frame = std::move(frame)] { write(frame); });
+}
+
+void MixedAudioWriter::write(const std::vector<std::int16_t>& frame) {
+    if (!sessionStarted || !writerInput || !writerInput->isReadyForMoreMediaData())
+        return;
+    writerInput->append(frame, {sampleCount, sampleRate});
+    sampleCount += static_cast<std::int64_t>(frame.size());
+}
+
+std::unique_ptr<AssetWriter> MixedAudioWriter::close() {
+    if (!writerInput || !assetWriter || !sessionStarted)
+        return nullptr;
+    writerInput->markAsFinished();
+    writerInput.reset();
+    sessionStarted = false;
+    return std::move(assetWriter);
+}
+
+QCoro::Task<> MixedAudioWriter::finish() {
+    const Promise<std::unique_ptr<AssetWriter>> closed;
+    queue.async([this, closed] { closed.resolve(close()); });
+    const auto writer = co_await closed;
+    if (!writer)
+        co_return;
+    auto finished = writer->finishWriting();
+    co_await finished;
+}
+
+std::int64_t MixedAudioWriter::samplesWritten() {
+    std::int64_t count = 0;
+    queue.sync([&] { count = sampleCount; });
+    return count;
+}
+
+} // namespace tavro

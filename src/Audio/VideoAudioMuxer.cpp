@@ -1,0 +1,60 @@
+#include "Audio/VideoAudioMuxer.h"
+
+#include "Core/Actor.h"
+#include "Core/Errors.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+namespace tavro {
+
+namespace {
+
+PlatformError muxError(VideoAudioMuxer::ErrorCode code) {
+    return PlatformError(QStringLiteral("Tavro.Mux"), code);
+}
+
+std::unique_ptr<MediaComposition> compose(
+    MediaLibrary& library, const std::filesystem::path& video, const std::filesystem::path& audio) {
+    auto composition = library.makeComposition();
+    const auto picture = library.openAsset(video);
+    const auto length = picture->duration();
+    if (picture->trackCount(MediaType::video) == 0 ||
+        !composition->insertTrack(MediaType::video, picture, length))
+        throw muxError(VideoAudioMuxer::noVideoTrack);
+
+    const auto sound = library.openAsset(audio);
+    // Without a place for the sound the picture goes alone.
+    if (sound->trackCount(MediaType::audio) > 0)
+        composition->insertTrack(MediaType::audio, sound, std::min(sound->duration(), length));
+    return composition;
+}
+
+void muxNow(MediaLibrary& library, const std::filesystem::path& video, const std::filesystem::path& audio,
+    const std::filesystem::path& out) {
+    const auto composition = compose(library, video, audio);
+    std::error_code ignored;
+    std::filesystem::remove(out, ignored);
+    const auto session = library.makeExportSession(*composition);
+    if (!session)
+        throw muxError(VideoAudioMuxer::noExportSession);
+    if (session->exportTo(out) == ExportSession::Status::completed)
+        return;
+    if (const auto reason = session->error())
+        std::rethrow_exception(reason);
+    throw muxError(VideoAudioMuxer::exportFailed);
+}
+
+} // namespace
+
+VideoAudioMuxer::VideoAudioMuxer(MediaLibrary& library_) : library(library_) {}
+
+QCoro::Task<> VideoAudioMuxer::mux(
+    std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) {
+    auto done = runInBackground([&files = library, video = std::move(video), audio = std::move(audio),
+                                    out = std::move(out)] { muxNow(files, video, audio, out); });
+    co_await done;
+}
+
+} // namespace tavro

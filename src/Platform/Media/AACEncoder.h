@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Platform/AssetWriter.h"
+#include "Platform/Media/TrackEncoder.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace tavro {
+
+/// AAC of mono samples. Times count samples; the encoder's own lead-in lies before zero.
+class AACEncoder final : public TrackEncoder {
+public:
+    explicit AACEncoder(const AudioSettings& settings);
+
+    TrackDescription open() override;
+    /// The next samples of the stream, the first of which is `position` samples from its start. Where samples
+    /// are missing before it there is silence; those that are there already are left out.
+    void encode(std::span<const std::int16_t> samples, std::int64_t position, const Output& output);
+    void drain(const Output& output) override;
+
+private:
+    void encodeWholeFrames(const Output& output);
+    void encodeFrame(int length, const Output& output);
+    void receive(const Output& output);
+
+    const AudioSettings settings;
+    libav::CodecContext codec;
+    libav::Frame frame;
+    std::vector<float> waiting; // samples short of a whole frame
+    std::int64_t encoded = 0;   // samples given to the encoder
+};
+
+} // namespace tavro

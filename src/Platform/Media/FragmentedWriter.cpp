@@ -1,0 +1,105 @@
+#include "Platform/Media/FragmentedWriter.h"
+
+#include "Platform/Media/LibavError.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+#include <utility>
+
+namespace tavro {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr AVRational microsecondBase{1, std::micro::den};
+// What a killed process loses at most of a busy take, with room for the frames on their way.
+constexpr std::chrono::microseconds targetFragmentLength = 400ms;
+
+} // namespace
+
+FragmentedWriter::FragmentedWriter(OutputFile& file_, FileType type, const TrackDescription& track)
+    : file(file_)
+    , timeBase(track.timeBase)
+    , lastDuration(inTrackTime(track.lastDuration))
+    , fragmentLength(inTrackTime(targetFragmentLength))
+    , muxer(libav::makeMuxer(file_, type)) {
+    stream = libav::addTrack(*muxer, *track.parameters, timeBase);
+    // The index waits for the first packet, which says where the track begins.
+    libav::writeHeader(*muxer, {{"movflags", "frag_custom+empty_moov+default_base_moof+delay_moov"}});
+}
+
+std::int64_t FragmentedWriter::inTrackTime(std::chrono::microseconds time) const {
+    return av_rescale_q(time.count(), microsecondBase, timeBase);
+}
+
+void FragmentedWriter::add(libav::Packet packet) {
+    const std::int64_t start = packet->pts;
+    if (pending) {
+        const std::int64_t duration = start - pending->pts;
+        put(std::move(pending), duration);
+    }
+    if (held && start - fragmentStart >= fragmentLength)
+        cut();
+    if (const auto duration = packet->duration; duration > 0)
+        put(std::move(packet), duration);
+    else
+        pending = std::move(packet);
+}
+
+void FragmentedWriter::put(libav::Packet packet, std::int64_t duration) {
+    if (!held)
+        fragmentStart = packet->pts;
+    // A fragment begins where the one before it ends unless the muxer is told otherwise.
+    if (!held && end && *end != packet->pts)
+        libav::check(av_opt_set(muxer->priv_data, "movflags", "+frag_discont", 0));
+    end = packet->pts + duration;
+    held = true;
+    packet->stream_index = stream->index;
+    packet->duration = duration;
+    av_packet_rescale_ts(packet.get(), timeBase, stream->time_base);
+    libav::check(av_write_frame(muxer.get(), packet.get()));
+}
+
+void FragmentedWriter::cut() {
+    held = false;
+    try {
+        libav::check(av_write_frame(muxer.get(), nullptr));
+        if (!std::exchange(indexWritten, true)) // the first time only the index is written
+            libav::check(av_write_frame(muxer.get(), nullptr));
+        file.flush();
+    } catch (...) {
+        file.truncate(wholeLength);
+        throw;
+    }
+    wholeLength = file.position();
+}
+
+void FragmentedWriter::flush(std::chrono::microseconds duration) {
+    if (pending) {
+        const std::int64_t start = pending->pts;
+        put(std::move(pending), inTrackTime(duration));
+        end = start + lastDuration; // what is certain
+    }
+    if (held)
+        cut();
+}
+
+std::chrono::microseconds FragmentedWriter::finish() {
+    if (pending)
+        put(std::move(pending), lastDuration);
+    if (held)
+        cut();
+    try {
+        libav::check(av_write_trailer(muxer.get()));
+        file.flush();
+    } catch (...) {
+        file.truncate(wholeLength);
+        throw;
+    }
+    return std::chrono::microseconds(av_rescale_q(end.value_or(0), timeBase, microsecondBase));
+}
+
+} // namespace tavro

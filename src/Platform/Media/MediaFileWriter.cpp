@@ -1,0 +1,74 @@
+#include "Platform/Media/MediaFileWriter.h"
+
+#include "Platform/Media/AudioTrackInput.h"
+#include "Platform/Media/Media.h"
+#include "Platform/Media/VideoTrackInput.h"
+
+namespace tavro {
+
+namespace {
+
+// The recorded program comes first, then the sound, which cannot wait for long, then the picture.
+constexpr int audioNiceness = 5;
+constexpr int videoNiceness = 10;
+
+class MediaFileWriterFactory final : public AssetWriterFactory {
+public:
+    std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path& file, FileType type) override {
+        return std::make_unique<MediaFileWriter>(file, type);
+    }
+};
+
+} // namespace
+
+MediaFileWriter::MediaFileWriter(const std::filesystem::path& file, FileType type)
+    : pipeline(std::make_shared<WriterPipeline>(file, type)) {}
+
+MediaFileWriter::~MediaFileWriter() {
+    pipeline->cancel();
+}
+
+std::shared_ptr<VideoWriterInput> MediaFileWriter::addVideoInput(const VideoSettings& settings) {
+    const auto isUsable = [](int size) { return size > 0 && size % 2 == 0; };
+    if (pipeline->hasTrack() || !isUsable(settings.width) || !isUsable(settings.height))
+        return nullptr;
+    auto encoder = std::make_shared<X264Encoder>(settings);
+    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.videowriter"), videoNiceness);
+    return std::make_shared<VideoTrackInput>(settings, pipeline, std::move(encoder));
+}
+
+std::shared_ptr<AudioWriterInput> MediaFileWriter::addAudioInput(const AudioSettings& settings) {
+    if (pipeline->hasTrack() || settings.sampleRate <= 0 || settings.channels != 1 || settings.bitRate <= 0)
+        return nullptr;
+    auto encoder = std::make_shared<AACEncoder>(settings);
+    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.aacencoder"), audioNiceness);
+    return std::make_shared<AudioTrackInput>(settings, pipeline, std::move(encoder));
+}
+
+bool MediaFileWriter::startWriting() {
+    return pipeline->start();
+}
+
+void MediaFileWriter::startSession(MediaTime sourceTime) {
+    pipeline->startSession(sourceTime);
+}
+
+QCoro::Task<> MediaFileWriter::finishWriting() {
+    const Promise<void> done;
+    pipeline->finish(done);
+    co_await done;
+}
+
+AssetWriter::Status MediaFileWriter::status() const {
+    return pipeline->status();
+}
+
+std::exception_ptr MediaFileWriter::error() const {
+    return pipeline->error();
+}
+
+std::unique_ptr<AssetWriterFactory> makeAssetWriterFactory() {
+    return std::make_unique<MediaFileWriterFactory>();
+}
+
+} // namespace tavro

@@ -1,0 +1,163 @@
+#include "Platform/Media/WriterPipeline.h"
+
+#include "Core/Log.h"
+#include "Core/Paths.h"
+#include "Platform/Media/LibavError.h"
+#include "Platform/Media/TrackCopy.h"
+
+namespace tavro {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Status = AssetWriter::Status;
+
+// A packet that no other follows for this long goes into the file by itself …
+constexpr auto longestWait = 300ms;
+// … as a picture that stands as long as a still screen's do.
+constexpr std::chrono::microseconds standingDuration = 1s;
+
+// Beside the file, then in its place: whoever looks sees either the fragments or the whole.
+void rewrite(const std::filesystem::path& path, FileType type, std::chrono::microseconds length) {
+    std::filesystem::path temporary = path;
+    temporary += ".finishing";
+    try {
+        const auto media = type == FileType::mpeg4 ? MediaType::video : MediaType::audio;
+        std::vector<std::unique_ptr<TrackReader>> tracks;
+        tracks.push_back(std::make_unique<TrackReader>(path, media, length));
+        copyTracks(std::move(tracks), temporary, type);
+        std::filesystem::rename(temporary, path);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        throw;
+    }
+}
+
+} // namespace
+
+WriterPipeline::WriterPipeline(std::filesystem::path path, FileType type_)
+    : type(type_)
+    , file(std::move(path)) {}
+
+WriterPipeline::~WriterPipeline() {
+    cancel();
+}
+
+void WriterPipeline::setTrack(
+    std::shared_ptr<TrackEncoder> trackEncoder, const QString& label, int niceness) {
+    encoder = std::move(trackEncoder);
+    queue = std::make_unique<SerialQueue>(label, niceness);
+}
+
+bool WriterPipeline::start() {
+    if (!encoder || status() != Status::unknown)
+        return false;
+    {
+        const std::lock_guard lock(mutex);
+        currentStatus = Status::writing;
+    }
+    queue->async([this] { run([this] { open(); }); });
+    return true;
+}
+
+void WriterPipeline::submit(std::function<void(const TrackEncoder::Output&)> encode) {
+    queue->async([this, encode = std::move(encode)] {
+        run([&] { encode([this](libav::Packet packet) { add(std::move(packet)); }); });
+    });
+}
+
+void WriterPipeline::finish(const Promise<void>& done) {
+    if (!queue) {
+        done.resolve();
+        return;
+    }
+    queue->async([this, done] {
+        run([this] { complete(); });
+        done.resolve();
+    });
+}
+
+void WriterPipeline::cancel() {
+    settle(Status::cancelled);
+}
+
+// Work of a writer that has ended, one way or another, is left.
+void WriterPipeline::run(const std::function<void()>& work) {
+    if (!isWriting())
+        return;
+    try {
+        work();
+    } catch (...) {
+        fail(std::current_exception());
+    }
+}
+
+void WriterPipeline::open() {
+    fragments.emplace(file, type, encoder->open());
+}
+
+void WriterPipeline::add(libav::Packet packet) {
+    fragments->add(std::move(packet));
+    lastPacket = SerialQueue::Clock::now();
+    if (!watching)
+        watchForSilence();
+}
+
+void WriterPipeline::watchForSilence() {
+    watching = true;
+    queue->at(lastPacket + longestWait, [this] {
+        watching = false;
+        run([this] {
+            if (!fragments->hasUnwritten())
+                return;
+            if (SerialQueue::Clock::now() < lastPacket + longestWait)
+                watchForSilence();
+            else
+                fragments->flush(standingDuration);
+        });
+    });
+}
+
+void WriterPipeline::complete() {
+    encoder->drain([this](libav::Packet packet) { add(std::move(packet)); });
+    const auto length = fragments->finish();
+    try {
+        rewrite(file.path(), type, length);
+    } catch (...) { // what stands there plays as well
+        Log::error(QStringLiteral("writer: %1 stays in fragments: %2")
+                       .arg(name(), localizedDescriptionOfCurrentError()));
+    }
+    settle(Status::completed);
+}
+
+void WriterPipeline::fail(std::exception_ptr reason) {
+    Log::error(
+        QStringLiteral("writer: writing %1 failed: %2").arg(name(), describe(reason).localizedDescription));
+    settle(Status::failed, std::move(reason));
+}
+
+// The first end counts.
+void WriterPipeline::settle(Status status, std::exception_ptr reason) {
+    const std::lock_guard lock(mutex);
+    if (currentStatus != Status::unknown && currentStatus != Status::writing)
+        return;
+    currentStatus = status;
+    currentError = std::move(reason);
+}
+
+Status WriterPipeline::status() const {
+    const std::lock_guard lock(mutex);
+    return currentStatus;
+}
+
+std::exception_ptr WriterPipeline::error() const {
+    const std::lock_guard lock(mutex);
+    return currentError;
+}
+
+QString WriterPipeline::name() const {
+    return Paths::toText(file.path().filename());
+}
+
+} // namespace tavro

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "Core/Promise.h"
+#include "Core/SerialQueue.h"
+#include "Platform/Media/FragmentedWriter.h"
+
+#include <mutex>
+#include <optional>
+
+namespace tavro {
+
+/// What an asset writer and its input share: the file, the state, and the queue on which one track is encoded
+/// into the file. Functions without a note are called by the writer and its input, one thread at a time.
+class WriterPipeline {
+public:
+    /// Creates the file. Throws PlatformError.
+    WriterPipeline(std::filesystem::path path, FileType type);
+    ~WriterPipeline();
+
+    bool hasTrack() const { return encoder != nullptr; }
+    void setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label, int niceness);
+
+    bool start();
+    void startSession(MediaTime sourceTime) { zero = sourceTime; }
+    /// What lies at the file's time zero, once the session has started.
+    std::optional<MediaTime> sessionStart() const { return zero; }
+    void finish(const Promise<void>& done); ///< any state; `done` follows whatever happens
+    void cancel();
+
+    AssetWriter::Status status() const; ///< any thread
+    std::exception_ptr error() const;   ///< any thread
+
+    bool isWriting() const { return status() == AssetWriter::Status::writing; } ///< any thread
+    /// Runs `encode` on the queue, with where its packets go.
+    void submit(std::function<void(const TrackEncoder::Output&)> encode);
+
+private:
+    void run(const std::function<void()>& work);
+    void open();
+    void add(libav::Packet packet);
+    void watchForSilence();
+    void complete();
+    void fail(std::exception_ptr reason);
+    void settle(AssetWriter::Status status, std::exception_ptr reason = nullptr);
+    QString name() const;
+
+    const FileType type;
+    std::optional<MediaTime> zero;
+    mutable std::mutex mutex;
+    AssetWriter::Status currentStatus = AssetWriter::Status::unknown;
+    std::exception_ptr currentError;
+
+    // On the queue:
+    OutputFile file;
+    std::optional<FragmentedWriter> fragments;
+    SerialQueue::Clock::time_point lastPacket;
+    bool watching = false;
+
+    std::shared_ptr<TrackEncoder> encoder;
+    std::unique_ptr<SerialQueue> queue; // last: it uses all of the above
+};
+
+} // namespace tavro

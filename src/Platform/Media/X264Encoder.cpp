@@ -1,0 +1,178 @@
+#include "Platform/Media/X264Encoder.h"
+
+#include "Platform/Media/LibavError.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+extern "C" {
+#include <x264.h>
+}
+
+namespace tavro {
+
+namespace {
+
+using std::chrono::microseconds;
+using namespace std::chrono_literals;
+
+constexpr AVRational timeBase{1, std::micro::den};
+constexpr int mostFramesPerSecond = 60;
+// Key frames stand at most 5 s apart, and a still screen gives a frame only once a second.
+constexpr microseconds keyFrameInterval = 5s;
+constexpr microseconds longestFrameInterval = 1s;
+
+void setColours(x264_param_t& parameters) {
+    constexpr int bt709 = 1; // as H.264 numbers primaries, transfer and matrix
+    parameters.vui.i_colorprim = bt709;
+    parameters.vui.i_transfer = bt709;
+    parameters.vui.i_colmatrix = bt709;
+    parameters.vui.b_fullrange = 0;
+}
+
+x264_param_t makeParameters(const VideoSettings& settings) {
+    x264_param_t parameters;
+    x264_param_default_preset(&parameters, "superfast", "zerolatency");
+    parameters.i_width = settings.width;
+    parameters.i_height = settings.height;
+    parameters.i_csp = X264_CSP_I420;
+    setColours(parameters);
+
+    parameters.b_vfr_input = 1;
+    parameters.i_fps_num = mostFramesPerSecond;
+    parameters.i_fps_den = 1;
+    parameters.i_timebase_num = timeBase.num;
+    parameters.i_timebase_den = timeBase.den;
+    parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE; // frames do not count here, time does
+
+    parameters.rc.i_rc_method = X264_RC_CRF;
+    parameters.rc.f_rf_constant = 23;
+    parameters.analyse.b_mb_info = 1;
+    parameters.analyse.b_psnr = 0;
+    parameters.analyse.b_ssim = 0;
+
+    parameters.i_threads = 1; // at 60 frames a second one is enough, and threads cost frames of delay
+    parameters.b_sliced_threads = 0;
+    parameters.b_annexb = 1;
+    parameters.b_repeat_headers = 0;
+    x264_param_apply_profile(&parameters, "high");
+    return parameters;
+}
+
+// Parameter sets, as start-code separated units.
+std::vector<std::uint8_t> headers(x264_t* encoder) {
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    std::vector<std::uint8_t> bytes;
+    if (x264_encoder_headers(encoder, &units, &count) < 0)
+        return bytes;
+    for (int i = 0; i < count; ++i)
+        if (units[i].i_type == NAL_SPS || units[i].i_type == NAL_PPS)
+            bytes.insert(bytes.end(), units[i].p_payload, units[i].p_payload + units[i].i_payload);
+    return bytes;
+}
+
+void setExtradata(AVCodecParameters& parameters, const std::vector<std::uint8_t>& bytes) {
+    parameters.extradata =
+        static_cast<std::uint8_t*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    std::memcpy(parameters.extradata, bytes.data(), bytes.size());
+    parameters.extradata_size = static_cast<int>(bytes.size());
+}
+
+} // namespace
+
+void X264Encoder::Close::operator()(x264_t* handle) const {
+    x264_encoder_close(handle);
+}
+
+X264Encoder::X264Encoder(const VideoSettings& settings_)
+    : settings(settings_)
+    , blocks(settings_.width, settings_.height) {}
+
+void X264Encoder::collect(void* self, int level, const char* format, va_list arguments) {
+    if (level > X264_LOG_ERROR)
+        return;
+    std::array<char, 512> line{};
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    static_cast<X264Encoder*>(self)->reported.append(QString::fromUtf8(line.data()).trimmed());
+}
+
+PlatformError X264Encoder::failure() {
+    const QStringList lines = std::exchange(reported, {});
+    return PlatformError(QStringLiteral("x264"), -1, lines.join(QStringLiteral("; ")));
+}
+
+TrackDescription X264Encoder::open() {
+    x264_param_t parameters = makeParameters(settings);
+    parameters.pf_log = collect;
+    parameters.p_log_private = this;
+    parameters.i_log_level = X264_LOG_ERROR;
+    encoder.reset(x264_encoder_open(&parameters));
+    if (!encoder)
+        throw failure();
+
+    TrackDescription track;
+    track.parameters.reset(avcodec_parameters_alloc());
+    auto& described = *track.parameters;
+    described.codec_type = AVMEDIA_TYPE_VIDEO;
+    described.codec_id = AV_CODEC_ID_H264;
+    described.format = AV_PIX_FMT_YUV420P;
+    described.width = settings.width;
+    described.height = settings.height;
+    described.color_primaries = AVCOL_PRI_BT709;
+    described.color_trc = AVCOL_TRC_BT709;
+    described.color_space = AVCOL_SPC_BT709;
+    described.color_range = AVCOL_RANGE_MPEG;
+    setExtradata(described, headers(encoder.get()));
+    track.timeBase = timeBase;
+    track.lastDuration = microseconds(1s) / mostFramesPerSecond;
+    return track;
+}
+
+// The next frame may come as late as a still screen's does, so one that comes sooner than that before the end
+// of the interval is the last that can be sure to keep it.
+bool X264Encoder::isKeyFrameDue(microseconds time) {
+    if (lastKeyFrame && time - *lastKeyFrame <= keyFrameInterval - longestFrameInterval)
+        return false;
+    lastKeyFrame = time;
+    return true;
+}
+
+libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, const Damage& damage) {
+    blocks.set(damage, 0, X264_MBINFO_CONSTANT);
+
+    x264_picture_t picture;
+    x264_picture_init(&picture);
+    picture.i_pts = time.count();
+    picture.i_type = isKeyFrameDue(time) ? X264_TYPE_IDR : X264_TYPE_AUTO;
+    picture.img.i_csp = X264_CSP_I420;
+    picture.img.i_plane = 3;
+    for (int plane = 0; plane < 3; ++plane) {
+        picture.img.plane[plane] = const_cast<std::uint8_t*>(frame.planes[plane]); // only read
+        picture.img.i_stride[plane] = frame.strides[plane];
+    }
+    picture.prop.mb_info = blocks.data();
+
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    x264_picture_t encoded;
+    const int size = x264_encoder_encode(encoder.get(), &units, &count, &picture, &encoded);
+    if (size <= 0)
+        throw failure();
+
+    libav::Packet packet(av_packet_alloc());
+    libav::check(av_new_packet(packet.get(), size));
+    std::memcpy(packet->data, units[0].p_payload, static_cast<std::size_t>(size)); // the units lie in one row
+    packet->pts = encoded.i_pts;
+    packet->dts = encoded.i_pts; // frames are never reordered
+    if (encoded.b_keyframe != 0) {
+        packet->flags |= AV_PKT_FLAG_KEY;
+        lastKeyFrame = time;
+    }
+    return packet;
+}
+
+} // namespace tavro

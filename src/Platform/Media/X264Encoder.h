@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Core/Errors.h"
+#include "Platform/AssetWriter.h"
+#include "Platform/Media/Damage.h"
+#include "Platform/Media/TrackEncoder.h"
+
+#include <QStringList>
+
+#include <cstdarg>
+#include <optional>
+
+extern "C" {
+struct x264_t;
+}
+
+namespace tavro {
+
+/// H.264 of a screen: one packet a frame, at once, in the order given. What is not damaged costs next to
+/// nothing.
+class X264Encoder final : public TrackEncoder {
+public:
+    explicit X264Encoder(const VideoSettings& settings);
+
+    TrackDescription open() override;
+    /// `time` on the file's time line, later than that of the frame before; `damage` since that frame.
+    libav::Packet encode(const VideoFrame& frame, std::chrono::microseconds time, const Damage& damage);
+    void drain(const Output&) override {} // nothing is ever held back
+
+private:
+    struct Close {
+        void operator()(x264_t* handle) const;
+    };
+    static void collect(void* self, int level, const char* format, va_list arguments);
+    PlatformError failure();
+    bool isKeyFrameDue(std::chrono::microseconds time);
+
+    const VideoSettings settings;
+    std::unique_ptr<x264_t, Close> encoder;
+    MacroblockMap blocks;
+    std::optional<std::chrono::microseconds> lastKeyFrame;
+    QStringList reported; // the encoder's own words on its last failure
+};
+
+} // namespace tavro
