@@ -1,0 +1,192 @@
+#include "Capture/ScreenRecorder.h"
+
+#include "Capture/CaptureTarget.h"
+#include "Core/Errors.h"
+#include "Core/Log.h"
+#include "Core/Paths.h"
+
+#include <system_error>
+#include <utility>
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr StreamConfiguration streamConfiguration{
+    .width = 1920, .height = 1080, .minimumFrameInterval = 1'000'000us / 60, .queueDepth = 6};
+
+PlatformError recorderError(int code, const QString& message = {}) {
+    return PlatformError(QStringLiteral("Tavro.ScreenRecorder"), code, message);
+}
+
+QString startLine(const CaptureTargetMeta& target, bool includeMic, const QString& grant) {
+    return QStringLiteral("recorder.start: target=") +
+           (target.kind == CaptureKind::window ? QStringLiteral("window/") : QStringLiteral("display/")) +
+           target.identifier + QStringLiteral(" includeMic=") +
+           (includeMic ? QStringLiteral("true") : QStringLiteral("false")) + QStringLiteral(" screenGrant=") +
+           grant;
+}
+
+// A picture that is shown longer than its stream's next one came.
+class HeldFrame final : public VideoFrame {
+public:
+    HeldFrame(VideoFramePtr frame, std::chrono::microseconds time)
+        : VideoFrame(*frame)
+        , held(std::move(frame)) {
+        presentationTime = time;
+        damage.clear();
+        ++sequence;
+    }
+
+private:
+    const VideoFramePtr held; // owns the planes
+};
+
+void removeFile(const std::filesystem::path& file) {
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+}
+
+} // namespace
+
+ScreenRecorder::ScreenRecorder(
+    ScreenCaptureService& service, AssetWriterFactory& factory, SystemVersion version, ScreenGrant grant)
+    : screen(service)
+    , writers(factory)
+    , system(version)
+    , screenGrant(std::move(grant)) {}
+
+ScreenRecorder::~ScreenRecorder() = default;
+
+QCoro::Task<> ScreenRecorder::start(
+    CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) {
+    Log::info(startLine(target, includeMic, screenGrant()));
+    auto lookup = CaptureCatalog::filter(screen, target);
+    const std::optional<ContentFilter> filter = co_await lookup;
+    if (!filter) {
+        Log::error(
+            QStringLiteral("recorder.start: capture target not found (filter nil) — aborting session start"));
+        throw recorderError(1, QStringLiteral("Capture target not found"));
+    }
+    outputFile = outputURL;
+    removeFile(outputURL);
+
+    auto created = screen.makeStream(*filter, streamConfiguration);
+    created->addStreamOutput([this](const VideoFramePtr& frame) { receive(frame); });
+    if (writesItself()) {
+        setupWriter(streamConfiguration.width, streamConfiguration.height);
+        Log::info(QStringLiteral("recorder.start: using AVAssetWriter fallback (macOS 13–14)"));
+    } else {
+        recordingOutput = screen.makeRecordingOutput(outputURL);
+        created->addRecordingOutput(recordingOutput);
+        Log::info(QStringLiteral("recorder.start: using SCRecordingOutput (macOS 15+) → ") +
+                  Paths::toText(outputURL.filename()));
+    }
+    stream = std::move(created);
+
+    try {
+        auto started = stream->startCapture();
+        co_await started;
+    } catch (...) {
+        Log::error(
+            QStringLiteral("recorder.start: stream.startCapture() failed: ") +
+            localizedDescriptionOfCurrentError() +
+            QStringLiteral(". If you just granted Screen Recording, QUIT and relaunch Tavro — the grant only "
+                           "applies to a fresh launch."));
+        throw;
+    }
+    isPaused = false;
+    Log::info(QStringLiteral("recorder.start: capture started OK"));
+}
+
+void ScreenRecorder::setupWriter(int width, int height) {
+    writer = writers.makeAssetWriter(*outputFile, FileType::mpeg4);
+    videoInput = writer->addVideoInput({width, height});
+}
+
+void ScreenRecorder::receive(const VideoFramePtr& frame) {
+    if (!frame || !frame->isValid())
+        return;
+    currentFrame = frame;
+    if (!isPaused && writesItself())
+        appendToWriter(frame);
+}
+
+void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
+    if (!writer || !videoInput)
+        return;
+    if (!sessionStarted) {
+        writer->startWriting();
+        writer->startSession({frame->presentationTime.count(), 1'000'000});
+        sessionStarted = true;
+    }
+    if (videoInput->isReadyForMoreMediaData() && videoInput->append(frame))
+        writtenFrame = frame;
+}
+
+QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
+    if (!outputFile)
+        throw recorderError(2);
+    if (stream) {
+        auto stopped = stream->stopCapture();
+        co_await stopped;
+        lastStatistics = stream->statistics();
+    }
+    stream.reset();
+    bool hasPictures = true;
+    if (writesItself()) {
+        auto finished = finishWriter();
+        hasPictures = co_await finished;
+    }
+    recordingOutput.reset();
+    const std::filesystem::path file = *std::exchange(outputFile, std::nullopt);
+    if (!hasPictures) {
+        removeFile(file);
+        throw recorderError(3, QStringLiteral("No picture was recorded"));
+    }
+    co_return file;
+}
+
+// A take that ends in a pause is as long as any other: the picture held through the pause ends it.
+void ScreenRecorder::appendHeldPicture() {
+    if (isPaused && writtenFrame && currentFrame->presentationTime > writtenFrame->presentationTime)
+        appendToWriter(std::make_shared<HeldFrame>(writtenFrame, currentFrame->presentationTime));
+}
+
+// A writer that was never started cannot be finished; it is cancelled, and there is no video.
+QCoro::Task<bool> ScreenRecorder::finishWriter() {
+    const bool started = sessionStarted;
+    if (started) {
+        appendHeldPicture();
+        videoInput->markAsFinished();
+        auto finished = writer->finishWriting();
+        co_await finished;
+    }
+    dropWriter();
+    co_return started;
+}
+
+void ScreenRecorder::dropWriter() {
+    videoInput.reset();
+    writer.reset();
+    sessionStarted = false;
+    writtenFrame.reset();
+}
+
+QCoro::Task<> ScreenRecorder::discard() {
+    if (stream) {
+        try {
+            auto stopped = stream->stopCapture();
+            co_await stopped;
+        } catch (...) { // whatever it is, the take is thrown away
+        }
+    }
+    stream.reset();
+    dropWriter();
+    recordingOutput.reset();
+    if (outputFile)
+        removeFile(*std::exchange(outputFile, std::nullopt));
+}
+
+} // namespace tavro

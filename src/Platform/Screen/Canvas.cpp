@@ -1,0 +1,110 @@
+#include "Platform/Screen/Canvas.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace tavro {
+namespace {
+
+constexpr int lineAlignment = 64; // what vector code likes
+
+int aligned(int bytes) {
+    return (bytes + lineAlignment - 1) / lineAlignment * lineAlignment;
+}
+
+} // namespace
+
+void Canvas::Free::operator()(std::uint8_t* memory) const {
+    std::free(memory);
+}
+
+Canvas::Canvas(int canvasWidth, int canvasHeight) : width(canvasWidth), height(canvasHeight) {
+    strides[0] = aligned(width);
+    strides[1] = strides[2] = aligned(width / 2);
+    const std::size_t luma = std::size_t(strides[0]) * height,
+                      chroma = std::size_t(strides[1]) * (height / 2);
+    memory.reset(static_cast<std::uint8_t*>(std::aligned_alloc(lineAlignment, luma + 2 * chroma)));
+    if (!memory)
+        throw std::bad_alloc();
+    planes[0] = memory.get();
+    planes[1] = planes[0] + luma;
+    planes[2] = planes[1] + chroma;
+    fillBlack();
+}
+
+void Canvas::fillBlack() {
+    std::memset(planes[0], 16, std::size_t(strides[0]) * height);
+    std::memset(planes[1], 128, std::size_t(strides[1]) * (height / 2) * 2);
+}
+
+void Canvas::copyFrom(const Canvas& other, const Rect& rect) {
+    for (int plane = 0; plane < 3; ++plane) {
+        const int half = plane > 0 ? 2 : 1;
+        const int bytes = rect.width / half;
+        for (int row = rect.y / half; row < bottomOf(rect) / half; ++row) {
+            const std::ptrdiff_t at = std::ptrdiff_t(row) * strides[plane] + rect.x / half;
+            std::memcpy(planes[plane] + at, other.planes[plane] + at, static_cast<std::size_t>(bytes));
+        }
+    }
+}
+
+CanvasPool::CanvasPool(
+    int canvasWidth, int canvasHeight, std::size_t mostCanvases, std::function<void()> release)
+    : width(canvasWidth)
+    , height(canvasHeight)
+    , most(mostCanvases)
+    , onRelease(std::move(release)) {}
+
+CanvasPool::~CanvasPool() = default;
+
+bool CanvasPool::canTake() {
+    const std::lock_guard lock(mutex);
+    missing = free.empty() && all.size() == most;
+    return !missing;
+}
+
+Canvas* CanvasPool::findFree() {
+    {
+        const std::lock_guard lock(mutex);
+        const auto best = std::min_element(free.begin(), free.end(),
+            [](const Canvas* a, const Canvas* b) { return a->stale.area() < b->stale.area(); });
+        if (best != free.end()) {
+            Canvas* canvas = *best;
+            free.erase(best);
+            return canvas;
+        }
+    }
+    all.push_back(std::make_unique<Canvas>(width, height));
+    all.back()->stale.add(all.back()->bounds());
+    return all.back().get();
+}
+
+void CanvasPool::giveBack(Canvas* canvas) {
+    bool awaited = false;
+    {
+        const std::lock_guard lock(mutex);
+        free.push_back(canvas);
+        awaited = std::exchange(missing, false);
+    }
+    if (awaited)
+        onRelease();
+}
+
+std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage) {
+    Canvas* canvas = findFree();
+    if (latest) {
+        for (const Rect& rect : canvas->stale.rects())
+            if (!damage.covers(rect))
+                canvas->copyFrom(*latest, rect);
+    }
+    canvas->stale.clear();
+    for (const auto& other : all)
+        if (other.get() != canvas)
+            other->stale.add(damage);
+    return {canvas, [pool = shared_from_this()](Canvas* used) { pool->giveBack(used); }};
+}
+
+} // namespace tavro

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Core/EventLoop.h"
+#include "Platform/ScreenCapture.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace tavro {
+
+/// Carries frames from a capture thread to the main thread, no more than a few at a time.
+class FrameChannel : public std::enable_shared_from_this<FrameChannel> {
+public:
+    using Handler = ScreenStream::FrameHandler;
+
+    /// `onRoom` is called on the main thread when a frame has arrived while there was no room.
+    FrameChannel(std::shared_ptr<EventLoop> main, int depth, std::function<void()> onRoom);
+
+    void addHandler(Handler handler);    ///< main thread, before the first frame
+    void close();                        ///< main thread; no handler is called afterwards
+    StreamStatistics statistics() const; ///< any thread
+
+    // The capture thread's side.
+    bool hasRoom() const;
+    void send(VideoFramePtr frame); ///< also without room
+    void countDropped();
+
+private:
+    void deliver(const VideoFramePtr& frame);
+
+    const std::shared_ptr<EventLoop> main;
+    const int depth;
+    const std::function<void()> onRoom;
+    std::vector<Handler> handlers; // the main thread's
+    bool closed = false;           // the main thread's
+
+    mutable std::mutex mutex;
+    int underWay = 0;
+    StreamStatistics counts;
+};
+
+} // namespace tavro

@@ -1,0 +1,36 @@
+#include "Platform/Screen/WriterRecordingOutput.h"
+
+#include "Core/Errors.h"
+
+namespace tavro {
+
+WriterRecordingOutput::WriterRecordingOutput(AssetWriterFactory& factory, const std::filesystem::path& file)
+    : writer(factory.makeAssetWriter(file, FileType::mpeg4)) {}
+
+WriterRecordingOutput::~WriterRecordingOutput() = default;
+
+void WriterRecordingOutput::open(int width, int height) {
+    input = writer->addVideoInput({width, height});
+    if (!input)
+        throw PlatformError(
+            QStringLiteral("Tavro.Screen"), 1, QStringLiteral("The recording output accepts no video"));
+}
+
+void WriterRecordingOutput::write(const VideoFramePtr& frame) {
+    if (!started) {
+        writer->startWriting();
+        writer->startSession({frame->presentationTime.count(), 1'000'000});
+        started = true;
+    }
+    if (input->isReadyForMoreMediaData())
+        input->append(frame);
+}
+
+QCoro::Task<> WriterRecordingOutput::finish() {
+    if (!started)
+        co_return; // nothing came: the writer cancels as it goes
+    input->markAsFinished();
+    co_await writer->finishWriting();
+}
+
+} // namespace tavro

@@ -1,0 +1,243 @@
+#include "Platform/X11/X11CaptureThread.h"
+
+#include "Core/Errors.h"
+#include "Core/Log.h"
+#include "Platform/Screen/Canvas.h"
+#include "Platform/Screen/FramePacer.h"
+#include "Platform/X11/X11Grabber.h"
+
+#include <algorithm>
+#include <poll.h>
+#include <pthread.h>
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+
+constexpr auto repeatInterval = 1s;
+constexpr auto lastAnswerWithin = 500ms; // of a server, once the capture is to stop
+constexpr std::size_t spareCanvases = 6; // beyond those on their way: for whoever keeps or encodes them
+
+class CanvasFrame final : public VideoFrame {
+public:
+    explicit CanvasFrame(std::shared_ptr<const Canvas> picture) : canvas(std::move(picture)) {
+        width = canvas->width;
+        height = canvas->height;
+        std::copy(std::begin(canvas->planes), std::end(canvas->planes), std::begin(planes));
+        std::copy(std::begin(canvas->strides), std::end(canvas->strides), std::begin(strides));
+    }
+
+private:
+    const std::shared_ptr<const Canvas> canvas;
+};
+
+} // namespace
+
+/// What the thread does.
+class X11CaptureThread::Loop {
+public:
+    Loop(X11CaptureThread& thread, const QByteArray& display, const ContentFilter& filter,
+        const StreamConfiguration& configuration)
+        : owner(thread)
+        , connection(display)
+        , pool(std::make_shared<CanvasPool>(configuration.width, configuration.height,
+              static_cast<std::size_t>(configuration.queueDepth) + spareCanvases,
+              [waker = thread.waker] { waker->wake(); }))
+        , grabber(connection, filter, configuration, pool)
+        , pacer(configuration.minimumFrameInterval)
+        , samePicture(configuration.minimumFrameInterval / 2) {
+        connection.whileWaiting = [this] { return waitForReply(); };
+    }
+
+    /// The first picture. Throws.
+    void begin() {
+        if (!grabber.grab())
+            throw PlatformError(QStringLiteral("Tavro.X11"), 5,
+                QStringLiteral("The X server gives no picture of the target"));
+    }
+
+    void run() {
+        send(now(), grabber.damage().rects());
+        while (!owner.orders.isGiven()) {
+            takeNoteOfEvents();
+            if (isTimeToGrab() || isTimeToRepeat())
+                takeFrame();
+            else
+                wait();
+        }
+        if (const auto time = owner.orders.lastFrameTime())
+            finish(*time);
+    }
+
+private:
+    static microseconds now() {
+        return std::chrono::duration_cast<microseconds>(Clock::now().time_since_epoch());
+    }
+
+    void takeNoteOfEvents() {
+        const bool waiting = grabber.mayHaveChanged();
+        bool news = false;
+        while (const X11Event event{xcb_poll_for_event(connection)})
+            news = grabber.handle(*event) || news;
+        if (news) {
+            const auto time = Clock::now();
+            if (waiting && time - lastNews > samePicture)
+                owner.channel->countDropped(); // nobody will see the picture that was waiting
+            lastNews = time;
+        }
+        if (connection.isBroken() && !std::exchange(isBroken, true))
+            Log::error(
+                QStringLiteral("capture: the connection to the X server is lost; the last picture stays"));
+    }
+
+    bool canSend() { return owner.channel->hasRoom() && pool->canTake(); }
+    bool isTimeToGrab() {
+        return !isBroken && grabber.mayHaveChanged() && pacer.next() <= Clock::now() && canSend();
+    }
+    bool isTimeToRepeat() { return Clock::now() >= lastSent + repeatInterval && canSend(); }
+
+    void takeFrame() {
+        const bool repeat = isTimeToRepeat();
+        if (repeat)
+            grabber.suspectChange();
+        const microseconds time = now();
+        if (grab())
+            send(time, grabber.damage().rects());
+        else if (repeat)
+            send(time, {});
+    }
+
+    bool grab() {
+        try {
+            return !isBroken && grabber.grab();
+        } catch (const PlatformError& error) {
+            Log::error(
+                QStringLiteral("capture: ") + error.message() + QStringLiteral("; the last picture stays"));
+            return false;
+        }
+    }
+
+    void send(microseconds time, std::vector<Rect> damage) {
+        auto frame = std::make_shared<CanvasFrame>(grabber.picture());
+        frame->presentationTime = lastTime = std::max(time, lastTime + 1us);
+        frame->sequence = nextSequence++;
+        frame->damage = std::move(damage);
+        lastSent = Clock::now();
+        pacer.taken(lastSent);
+        owner.channel->send(std::move(frame));
+    }
+
+    void finish(microseconds time) {
+        takeNoteOfEvents();
+        const bool fresh = pool->canTake() && grab();
+        send(time, fresh ? grabber.damage().rects() : std::vector<Rect>());
+    }
+
+    void wait() {
+        auto until = lastSent + repeatInterval;
+        if (!isBroken && grabber.mayHaveChanged())
+            until = std::min(until, pacer.next());
+        // Without room or a canvas whoever makes some wakes us.
+        waitForData(canSend() ? std::optional(until - Clock::now()) : std::nullopt);
+    }
+
+    bool waitForReply() {
+        if (!owner.orders.isGiven()) {
+            waitForData(std::nullopt);
+            return true;
+        }
+        const auto left = owner.orders.answerBefore() - Clock::now();
+        if (left <= 0s)
+            return false;
+        waitForData(left);
+        return true;
+    }
+
+    void waitForData(std::optional<Clock::duration> most) {
+        xcb_flush(connection);
+        pollfd descriptors[] = {{owner.waker->descriptor(), POLLIN, 0}, {connection.descriptor(), POLLIN, 0}};
+        timespec time{};
+        if (most) {
+            const auto left = std::max<Clock::duration>(*most, 0ns);
+            time.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
+            time.tv_nsec = (left % 1s).count();
+        }
+        ::ppoll(descriptors, isBroken ? 1 : 2, most ? &time : nullptr, nullptr);
+        if (descriptors[0].revents)
+            owner.waker->clear();
+    }
+
+    X11CaptureThread& owner;
+    X11Connection connection;
+    const std::shared_ptr<CanvasPool> pool;
+    X11Grabber grabber;
+    FramePacer pacer;
+    const microseconds samePicture; // damage as close as this to the one before belongs to the same picture
+    bool isBroken = false;
+    Clock::time_point lastNews{};
+    Clock::time_point lastSent{};
+    microseconds lastTime{0};
+    std::uint64_t nextSequence = 0;
+};
+
+void X11CaptureThread::Orders::give(std::optional<microseconds> time, Clock::duration answerWithin) {
+    const std::lock_guard lock(mutex);
+    given = true;
+    lastTime = time;
+    deadline = Clock::now() + answerWithin;
+}
+
+bool X11CaptureThread::Orders::isGiven() const {
+    const std::lock_guard lock(mutex);
+    return given;
+}
+
+std::optional<microseconds> X11CaptureThread::Orders::lastFrameTime() const {
+    const std::lock_guard lock(mutex);
+    return lastTime;
+}
+
+Clock::time_point X11CaptureThread::Orders::answerBefore() const {
+    const std::lock_guard lock(mutex);
+    return deadline;
+}
+
+X11CaptureThread::X11CaptureThread(QByteArray display, const ContentFilter& filter,
+    const StreamConfiguration& configuration, std::shared_ptr<FrameChannel> frames,
+    std::shared_ptr<Waker> wake)
+    : channel(std::move(frames))
+    , waker(std::move(wake))
+    , thread([this, display = std::move(display), filter, configuration] {
+        run(display, filter, configuration);
+    }) {}
+
+X11CaptureThread::~X11CaptureThread() {
+    orders.give(std::nullopt, 0s);
+    waker->wake();
+    thread.join();
+}
+
+Promise<void> X11CaptureThread::stop(microseconds time) {
+    orders.give(time, lastAnswerWithin);
+    waker->wake();
+    return stoppedPromise;
+}
+
+void X11CaptureThread::run(
+    const QByteArray& display, const ContentFilter& filter, const StreamConfiguration& configuration) {
+    pthread_setname_np(pthread_self(), "screen-capture");
+    try {
+        Loop loop(*this, display, filter, configuration);
+        loop.begin();
+        startedPromise.resolve();
+        loop.run();
+    } catch (...) {
+        startedPromise.reject(std::current_exception());
+    }
+    stoppedPromise.resolve();
+}
+
+} // namespace tavro

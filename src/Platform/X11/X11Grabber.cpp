@@ -1,0 +1,196 @@
+#include "Platform/X11/X11Grabber.h"
+
+#include "Core/Log.h"
+
+#include <algorithm>
+#include <utility>
+#include <xcb/shm.h>
+
+namespace tavro {
+namespace {
+
+constexpr int bytesPerPixel = 4;
+
+Rect wholeOf(const TargetPlace& place) {
+    return {0, 0, place.area.width, place.area.height};
+}
+
+} // namespace
+
+X11Grabber::X11Grabber(X11Connection& x, const ContentFilter& filter,
+    const StreamConfiguration& configuration, std::shared_ptr<CanvasPool> canvases)
+    : connection(x)
+    , target(X11Target::make(x, filter))
+    , cursor(x)
+    , width(configuration.width)
+    , height(configuration.height)
+    , pool(std::move(canvases)) {}
+
+bool X11Grabber::handle(const xcb_generic_event_t& event) {
+    if (target->isMovedBy(event)) {
+        mustLocate = true;
+        return true;
+    }
+    if (cursor.handle(event))
+        return true;
+    const auto drawn = place ? target->damageIn(event, *place) : std::nullopt;
+    if (drawn)
+        pending.add(*drawn);
+    return drawn.has_value();
+}
+
+void X11Grabber::suspectChange() {
+    cursor.suspectMotion();
+    mustLocate = mustLocate || failed;
+    failed = false;
+}
+
+bool X11Grabber::mayHaveChanged() const {
+    return mustLocate || (place && !failed && (!pending.isEmpty() || cursor.mayHaveChanged()));
+}
+
+bool X11Grabber::grab() {
+    if (mustLocate)
+        locate();
+    if (!place)
+        return false;
+    lookAtCursor();
+    if (pending.isEmpty())
+        return false;
+    damaged = damagedCanvas();
+    const std::vector<Piece> pieces = fit.isOneToOne() ? piecesFor(damaged) : linesFor(damaged);
+    target->clearDamage();
+    if (!fetch(pieces)) {
+        failed = true; // it has just changed or gone; what comes tells which
+        return false;
+    }
+    failed = false;
+    draw(pieces);
+    pending.clear();
+    return true;
+}
+
+void X11Grabber::locate() {
+    mustLocate = false;
+    const auto next = target->locate();
+    if (next == place)
+        return;
+    if (!next)
+        Log::error(
+            QStringLiteral("capture: %1 is not there any more; its last picture stays").arg(target->name()));
+    else if (!place && canvas)
+        Log::info(QStringLiteral("capture: %1 is there again").arg(target->name()));
+    place.reset();
+    if (next)
+        moveTo(*next);
+}
+
+void X11Grabber::moveTo(const TargetPlace& next) {
+    const Rect whole = wholeOf(next);
+    if (fit.source() != whole) {
+        if (canvas)
+            Log::info(QStringLiteral("capture: %1 is now %2×%3")
+                          .arg(target->name())
+                          .arg(whole.width)
+                          .arg(whole.height));
+        const std::size_t bytes = std::size_t(whole.width) * whole.height * bytesPerPixel;
+        if (!memory || memory->size() < bytes) {
+            memory.reset();
+            memory = std::make_unique<ShmImage>(connection, bytes);
+        }
+        fit = PictureFit(whole.width, whole.height, width, height);
+        fitChanged = true;
+    }
+    pending = PictureRegion(whole);
+    place = next;
+    cursor.suspectMotion();
+}
+
+// The pointer's old place shows again what lies below, its new one does not.
+void X11Grabber::lookAtCursor() {
+    if (cursor.mayHaveChanged() && cursor.update(*target, *place)) {
+        pending.add(intersected(shownCursor, wholeOf(*place)));
+        pending.add(intersected(cursor.area(), wholeOf(*place)));
+    }
+}
+
+PictureRegion X11Grabber::damagedCanvas() const {
+    if (fitChanged)
+        return PictureRegion({0, 0, width, height});
+    PictureRegion region;
+    for (const Rect& rect : pending.rects())
+        region.add(fit.toCanvas(rect));
+    return region;
+}
+
+// Unscaled pixels are read as they are damaged, one piece after the other.
+std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region) const {
+    std::vector<Piece> pieces;
+    std::size_t used = 0;
+    for (const Rect& rect : region.rects()) {
+        const Rect area = fit.toSource(intersected(rect, fit.picture()));
+        pieces.push_back({area, used, area.width * bytesPerPixel});
+        used += std::size_t(areaOf(area)) * bytesPerPixel;
+    }
+    if (used <= memory->size())
+        return pieces;
+    const Rect all = fit.toSource(region.bounds()); // overlapping ones that do not fit
+    return {{all, 0, all.width * bytesPerPixel}};
+}
+
+// Scaling needs the neighbours too: whole lines are read, each to where it lies in a picture of the whole
+// target.
+std::vector<X11Grabber::Piece> X11Grabber::linesFor(const PictureRegion& region) const {
+    std::vector<std::pair<int, int>> ranges;
+    for (const Rect& rect : region.rects()) {
+        const Rect area = fit.toSource(intersected(rect, fit.picture()));
+        ranges.emplace_back(area.y, bottomOf(area));
+    }
+    std::sort(ranges.begin(), ranges.end());
+    const Rect whole = fit.source();
+    const int stride = whole.width * bytesPerPixel;
+    std::vector<Piece> pieces;
+    for (const auto& [top, bottom] : ranges) {
+        if (!pieces.empty() && top <= bottomOf(pieces.back().area))
+            pieces.back().area.height = std::max(bottomOf(pieces.back().area), bottom) - pieces.back().area.y;
+        else
+            pieces.push_back({{0, top, whole.width, bottom - top}, std::size_t(top) * stride, stride});
+    }
+    return pieces;
+}
+
+bool X11Grabber::fetch(const std::vector<Piece>& pieces) {
+    std::vector<xcb_shm_get_image_cookie_t> asked; // all at once: one way to the server and back
+    for (const Piece& piece : pieces)
+        asked.push_back(xcb_shm_get_image(connection, place->drawable,
+            static_cast<std::int16_t>(place->area.x + piece.area.x),
+            static_cast<std::int16_t>(place->area.y + piece.area.y),
+            static_cast<std::uint16_t>(piece.area.width), static_cast<std::uint16_t>(piece.area.height), ~0u,
+            XCB_IMAGE_FORMAT_Z_PIXMAP, memory->segment(), static_cast<std::uint32_t>(piece.offset)));
+    bool complete = true;
+    for (const auto& cookie : asked)
+        complete = connection.reply(xcb_shm_get_image_reply, cookie) && complete;
+    return complete;
+}
+
+void X11Grabber::draw(const std::vector<Piece>& pieces) {
+    std::vector<PixelView> views;
+    for (const Piece& piece : pieces) {
+        views.push_back({memory->data() + piece.offset, piece.stride, piece.area});
+        cursor.drawInto(views.back());
+    }
+    shownCursor = cursor.area();
+
+    const auto next = pool->take(canvas, damaged);
+    if (std::exchange(fitChanged, false))
+        next->fillBlack();
+    for (const Rect& rect : damaged.rects()) {
+        const Rect onPicture = intersected(rect, fit.picture());
+        const auto view = std::find_if(views.begin(), views.end(),
+            [needed = fit.toSource(onPicture)](const PixelView& v) { return contains(v.area, needed); });
+        fit.draw(*view, *next, onPicture);
+    }
+    canvas = next;
+}
+
+} // namespace tavro

@@ -1,0 +1,64 @@
+#include "Platform/X11/X11ScreenCapture.h"
+
+#include "Core/Actor.h"
+#include "Core/Errors.h"
+#include "Platform/Screen/WriterRecordingOutput.h"
+#include "Platform/X11/X11Content.h"
+#include "Platform/X11/X11ScreenStream.h"
+
+namespace tavro {
+namespace {
+
+ShareableContent readContent(const QByteArray& display) {
+    X11Connection connection(display);
+    ShareableContent content;
+    for (const X11Monitor& monitor : listMonitors(connection))
+        content.displays.push_back({monitor.id, monitor.area.width, monitor.area.height});
+    content.windows = listWindows(connection);
+    if (connection.isBroken())
+        throw PlatformError(
+            QStringLiteral("Tavro.X11"), 1, QStringLiteral("The connection to the X server is lost"));
+    return content;
+}
+
+class X11ScreenCapture final : public ScreenCaptureService {
+public:
+    X11ScreenCapture(AssetWriterFactory& factory, QByteArray server)
+        : writers(factory)
+        , display(std::move(server)) {}
+
+    QCoro::Task<ShareableContent> shareableContent() override {
+        const auto content = runInBackground([server = display] { return readContent(server); });
+        co_return co_await content;
+    }
+
+    std::unique_ptr<ScreenStream> makeStream(
+        const ContentFilter& filter, const StreamConfiguration& configuration) override {
+        return std::make_unique<X11ScreenStream>(display, filter, configuration);
+    }
+
+    std::shared_ptr<RecordingOutput> makeRecordingOutput(const std::filesystem::path& file) override {
+        return std::make_shared<WriterRecordingOutput>(writers, file);
+    }
+
+private:
+    AssetWriterFactory& writers;
+    const QByteArray display;
+};
+
+} // namespace
+
+std::unique_ptr<ScreenCaptureService> makeX11ScreenCapture(AssetWriterFactory& writers, QByteArray display) {
+    return std::make_unique<X11ScreenCapture>(writers, std::move(display));
+}
+
+bool canCaptureX11(const QByteArray& display) {
+    try {
+        const X11Connection connection(display);
+        return true;
+    } catch (const PlatformError&) {
+        return false;
+    }
+}
+
+} // namespace tavro
