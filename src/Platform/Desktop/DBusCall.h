@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -33,6 +34,12 @@ struct Peer {
 /// `context` is gone by then.
 inline void send(const QDBusConnection& bus, const QDBusMessage& message, QObject* context,
     std::function<void(const QDBusMessage& reply)> handler) {
+    if (!bus.isConnected()) { // Qt would never answer
+        const auto error = QDBusMessage::createError(QDBusError::Disconnected, bus.lastError().message());
+        QMetaObject::invokeMethod(
+            context, [handler = std::move(handler), error] { handler(error); }, Qt::QueuedConnection);
+        return;
+    }
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message), context);
     QObject::connect(
         watcher, &QDBusPendingCallWatcher::finished, context, [watcher, handler = std::move(handler)] {

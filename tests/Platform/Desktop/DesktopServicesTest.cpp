@@ -1,0 +1,258 @@
+#include "Core/Paths.h"
+#include "Platform/Desktop/DesktopInhibitor.h"
+#include "Platform/Desktop/DesktopNotifier.h"
+#include "Platform/Desktop/DesktopPrivacy.h"
+#include "support/TestSupport.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace tavro;
+using namespace tavro::test;
+
+namespace {
+
+/// A service on a connection of its own, as another program would have it, that grants every inhibition.
+class PowerService final : public QDBusVirtualObject {
+public:
+    PowerService(const QString& called, const QString& path)
+        : connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus, called))
+        , name(called) {
+        connection.registerVirtualObject(path, this);
+        EXPECT_TRUE(connection.registerService(name));
+    }
+    ~PowerService() override { QDBusConnection::disconnectFromBus(name); }
+
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+        if (message.member() == u"Inhibit") {
+            asked.push_back(message.arguments());
+            if (!answersLate)
+                answer(message, bus);
+            else
+                late = message;
+        } else if (message.member().compare(u"UnInhibit", Qt::CaseInsensitive) == 0) {
+            released.push_back(message.arguments().value(0).toUInt());
+        }
+        return true;
+    }
+    void answerNow() { answer(late, connection); }
+
+    bool answersLate = false;
+    std::vector<QVariantList> asked;
+    std::vector<uint> released;
+
+private:
+    static void answer(const QDBusMessage& message, const QDBusConnection& bus) {
+        bus.send(message.createReply(QVariant::fromValue(42U)));
+    }
+
+    QDBusConnection connection;
+    const QString name;
+    QDBusMessage late;
+};
+
+/// The login manager, which gives a pipe's end: the inhibition lasts as long as that is open.
+class LoginManager final : public QDBusVirtualObject {
+public:
+    LoginManager()
+        : bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("login"))) {
+        bus.registerVirtualObject(QStringLiteral("/org/freedesktop/login1"), this);
+        EXPECT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.login1")));
+    }
+    ~LoginManager() override { QDBusConnection::disconnectFromBus(QStringLiteral("login")); }
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        int ends[2];
+        EXPECT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+        ours = ends[0];
+        connection.send(message.createReply(QVariant::fromValue(QDBusUnixFileDescriptor(ends[1]))));
+        ::close(ends[1]);
+        what = message.arguments().value(0).toString();
+        return true;
+    }
+    /// The other side has closed its end.
+    bool isReleased() const {
+        char byte;
+        return ours >= 0 && ::read(ours, &byte, 1) == 0;
+    }
+
+    QString what;
+
+private:
+    QDBusConnection bus;
+    int ours = -1;
+};
+
+DesktopInhibitor onSessionBusAlone() {
+    return DesktopInhibitor(QDBusConnection::sessionBus(), QDBusConnection::sessionBus());
+}
+
+} // namespace
+
+TEST(DesktopInhibitor, asksEveryServiceThatRunsAndGivesBackWhatItGot) {
+    PowerService screenSaver(
+        QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"));
+    PowerService gnome(
+        QStringLiteral("org.gnome.SessionManager"), QStringLiteral("/org/gnome/SessionManager"));
+    LoginManager login;
+    auto inhibitor = onSessionBusAlone();
+
+    auto inhibition = inhibitor.inhibit(QStringLiteral("Recording"));
+    ASSERT_TRUE(waitUntil(
+        [&] { return !screenSaver.asked.empty() && !gnome.asked.empty() && !login.what.isEmpty(); }));
+    EXPECT_EQ(screenSaver.asked[0],
+        (QVariantList{QStringLiteral("com.quembridge.tavro"), QStringLiteral("Recording")}));
+    EXPECT_EQ(gnome.asked[0].value(3).toUInt(), 4U | 8U); // suspend and idle
+    EXPECT_EQ(login.what, QStringLiteral("sleep:idle"));
+    EXPECT_FALSE(login.isReleased());
+
+    inhibition.reset();
+    EXPECT_TRUE(waitUntil(
+        [&] { return screenSaver.released == std::vector{42U} && gnome.released == std::vector{42U}; }));
+    EXPECT_TRUE(waitUntil([&] { return login.isReleased(); }));
+}
+
+TEST(DesktopInhibitor, givesBackAnAnswerThatComesAfterTheEnd) {
+    PowerService screenSaver(
+        QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"));
+    screenSaver.answersLate = true;
+    auto inhibitor = onSessionBusAlone();
+
+    auto inhibition = inhibitor.inhibit(QStringLiteral("Recording"));
+    ASSERT_TRUE(waitUntil([&] { return !screenSaver.asked.empty(); }));
+    inhibition.reset();
+    EXPECT_TRUE(screenSaver.released.empty());
+    screenSaver.answerNow();
+    EXPECT_TRUE(waitUntil([&] { return screenSaver.released == std::vector{42U}; }));
+}
+
+namespace {
+
+struct DesktopNotifierTest : testing::Test {
+    std::filesystem::path record =
+        std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString()) / "notifications.jsonl";
+    qsizetype before = lines().size();
+    DesktopNotifier notifier;
+
+    QList<QByteArray> lines() const {
+        auto all = readFile(record).split('\n');
+        all.removeLast(); // what follows the last line feed
+        return all;
+    }
+    QJsonObject shown(int number) {
+        const auto index = before + number;
+        EXPECT_TRUE(waitUntil([&] { return lines().size() > index; }));
+        return QJsonDocument::fromJson(lines().value(index)).object();
+    }
+    static void click(int id, const QString& action) {
+        auto call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.Notifications"),
+            QStringLiteral("/org/freedesktop/Notifications"),
+            QStringLiteral("com.quembridge.tavro.Notifications"), QStringLiteral("Invoke"));
+        call.setArguments({static_cast<uint>(id), action});
+        QDBusConnection::sessionBus().call(call);
+    }
+};
+
+} // namespace
+
+TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasClicked) {
+    int first = 0, second = 0;
+    const auto notify = [this](const QString& body, int& counter, bool failure) {
+        notifier.show({.summary = QStringLiteral("Title"),
+            .body = body,
+            .action = Notifier::Action{QStringLiteral("Open"), [&counter] { ++counter; }},
+            .failure = failure});
+    };
+    notify(QStringLiteral("a < b"), first, false);
+    notify(QStringLiteral("two"), second, true);
+
+    const auto one = shown(0);
+    EXPECT_EQ(one[u"summary"].toString(), QStringLiteral("Title"));
+    EXPECT_EQ(one[u"body"].toString(), QStringLiteral("a < b")); // this service reads no markup
+    EXPECT_EQ(
+        one[u"actions"].toObject().keys(), (QStringList{QStringLiteral("default"), QStringLiteral("open")}));
+    const auto two = shown(1);
+    EXPECT_GT(two[u"urgency"].toInt(), one[u"urgency"].toInt());
+
+    click(two[u"id"].toInt(), QStringLiteral("open"));
+    EXPECT_TRUE(waitUntil([&] { return second == 1; }));
+    click(one[u"id"].toInt(), QStringLiteral("default"));
+    EXPECT_TRUE(waitUntil([&] { return first == 1; }));
+    click(one[u"id"].toInt(), QStringLiteral("default")); // gone already
+    click(two[u"id"].toInt(), QStringLiteral("other"));
+    notify(QStringLiteral("three"), first, false);
+    shown(2);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 1);
+}
+
+namespace {
+
+struct RecordingNotifier final : Notifier {
+    void show(Notification notification) override { shown.push_back(std::move(notification)); }
+    std::vector<Notification> shown;
+};
+
+struct DesktopPrivacyTest : testing::Test {
+    TemporaryFolder folder;
+    QString obstacle;
+    bool hasMicrophone = true;
+    RecordingNotifier notifier;
+    DesktopPrivacy privacy = make();
+
+    DesktopPrivacy make() {
+        return DesktopPrivacy(UserDefaults(folder.path() / "new" / "answers.conf"),
+            {.screenObstacle = [this] { return obstacle; },
+                .microphoneExists = [this] { return hasMicrophone; }},
+            notifier);
+    }
+};
+
+} // namespace
+
+TEST_F(DesktopPrivacyTest, requestIsTheAgreementAndIsRemembered) {
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::notDetermined);
+    EXPECT_EQ(privacy.speechAuthorization(), AuthorizationStatus::notDetermined);
+
+    std::optional<bool> microphone;
+    privacy.requestMicrophoneAccess([&](bool granted) { microphone = granted; });
+    EXPECT_EQ(microphone, true);
+    std::optional<AuthorizationStatus> speech;
+    privacy.requestSpeechAuthorization([&](AuthorizationStatus status) { speech = status; });
+    EXPECT_EQ(speech, AuthorizationStatus::authorized);
+
+    auto later = make();
+    EXPECT_EQ(later.microphoneAuthorization(), AuthorizationStatus::authorized);
+    EXPECT_EQ(later.speechAuthorization(), AuthorizationStatus::authorized);
+    EXPECT_TRUE(notifier.shown.empty());
+}
+
+TEST_F(DesktopPrivacyTest, agreementWithoutAMicrophoneIsNoGrantUntilThereIsOne) {
+    hasMicrophone = false;
+    std::optional<bool> answer;
+    privacy.requestMicrophoneAccess([&](bool granted) { answer = granted; });
+    EXPECT_EQ(answer, false);
+    EXPECT_EQ(notifier.shown.size(), 1U); // or the click would seem to do nothing
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted);
+    hasMicrophone = true;
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::authorized);
+}
+
+TEST_F(DesktopPrivacyTest, screenThatCannotBeCapturedIsExplainedWhenAskedFor) {
+    EXPECT_TRUE(privacy.preflightScreenCaptureAccess());
+    EXPECT_TRUE(privacy.requestScreenCaptureAccess());
+    obstacle = QStringLiteral("no shared memory");
+    EXPECT_FALSE(privacy.preflightScreenCaptureAccess());
+    EXPECT_TRUE(notifier.shown.empty());
+    EXPECT_FALSE(privacy.requestScreenCaptureAccess());
+    ASSERT_EQ(notifier.shown.size(), 1U);
+    EXPECT_EQ(notifier.shown[0].body, obstacle);
+}
