@@ -1,0 +1,85 @@
+#include "Audio/AudioMixer.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+namespace tavro {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto interval = 20ms;
+
+// Written so that the compiler sees a saturating add of 16-bit lanes: sum in 32 bits, clamp, narrow.
+void addSaturating(std::int16_t* __restrict sum, const std::int16_t* __restrict other, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const int both = sum[i] + other[i];
+        sum[i] = static_cast<std::int16_t>(std::clamp(both, -32768, 32767));
+    }
+}
+
+void append(AudioFrame& buffer, AudioFrame frame) {
+    if (buffer.empty())
+        buffer = std::move(frame);
+    else
+        buffer.insert(buffer.end(), frame.begin(), frame.end());
+}
+
+} // namespace
+
+AudioMixer::AudioMixer() : queue(QStringLiteral("com.quembridge.tavro.mixer")) {}
+
+void AudioMixer::setOnFrame(AudioFrameHandler handler) {
+    queue.async([buffers = buffers, handler = std::move(handler)]() mutable {
+        buffers->onFrame = std::move(handler);
+    });
+}
+
+void AudioMixer::start() {
+    if (timer)
+        return;
+    timer = std::make_unique<RepeatingTimer>(queue, interval, [weak = std::weak_ptr(buffers)] {
+        if (const auto present = weak.lock())
+            present->flush();
+    });
+}
+
+void AudioMixer::stop() {
+    timer.reset();
+    queue.sync([this] { buffers->flush(); });
+}
+
+void AudioMixer::feed(AudioFrame mic, AudioFrame system) {
+    queue.async([buffers = buffers, mic = std::move(mic), system = std::move(system)]() mutable {
+        append(buffers->mic, std::move(mic));
+        append(buffers->sys, std::move(system));
+    });
+}
+
+AudioMixer::Mix AudioMixer::mix(AudioFrame mic, AudioFrame sys) {
+    if (mic.empty())
+        return {std::move(sys), {}, {}};
+    if (sys.empty())
+        return {std::move(mic), {}, {}};
+    const auto common = static_cast<std::ptrdiff_t>(std::min(mic.size(), sys.size()));
+    Mix result;
+    result.micRemainder.assign(mic.begin() + common, mic.end());
+    result.sysRemainder.assign(sys.begin() + common, sys.end());
+    result.mixed = std::move(mic);
+    result.mixed.resize(static_cast<std::size_t>(common));
+    addSaturating(result.mixed.data(), sys.data(), result.mixed.size());
+    return result;
+}
+
+void AudioMixer::Buffers::flush() {
+    auto [mixed, micRemainder, sysRemainder] =
+        AudioMixer::mix(std::exchange(mic, {}), std::exchange(sys, {}));
+    mic = std::move(micRemainder);
+    sys = std::move(sysRemainder);
+    if (!mixed.empty() && onFrame)
+        onFrame(std::move(mixed));
+}
+
+} // namespace tavro

@@ -1,0 +1,91 @@
+#include "Audio/SourcePairing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace tavro {
+
+namespace {
+
+// A source whose line stands still for longer than this has broken its promise; the other goes on without it.
+constexpr auto patience = static_cast<std::size_t>(audioFrameRate);
+
+AudioFrame takeFront(AudioFrame& samples, std::size_t count) {
+    const auto end = samples.begin() + static_cast<std::ptrdiff_t>(std::min(count, samples.size()));
+    AudioFrame front(samples.begin(), end);
+    samples.erase(samples.begin(), end);
+    return front;
+}
+
+} // namespace
+
+SourcePairing::SourcePairing(Handler receiver) : handler(std::move(receiver)) {}
+
+void SourcePairing::add(Source source, const AudioFrame& frame) {
+    std::unique_lock lock(mutex);
+    if (closed)
+        return;
+    AudioFrame& samples = line(source).samples;
+    samples.insert(samples.end(), frame.begin(), frame.end());
+    handOver(lock);
+}
+
+void SourcePairing::begin(Source source, std::chrono::nanoseconds sinceTakeBegan) {
+    std::unique_lock lock(mutex);
+    Line& begun = line(source);
+    begun.known = begun.present = true;
+    const auto lead = std::llround(std::chrono::duration<double>(sinceTakeBegan).count() * audioFrameRate);
+    begun.samples.insert(begun.samples.begin(), static_cast<std::size_t>(std::max(lead, 0LL)), 0);
+    handOver(lock);
+}
+
+void SourcePairing::leaveOut(Source source) {
+    std::unique_lock lock(mutex);
+    line(source) = {.known = true, .present = false, .samples = {}};
+    handOver(lock);
+}
+
+void SourcePairing::close() {
+    std::unique_lock lock(mutex);
+    closed = true;
+    const std::size_t length = std::max(lines[0].samples.size(), lines[1].samples.size());
+    for (Line& each : lines)
+        if (each.present)
+            each.samples.resize(length, 0);
+    handOver(lock);
+    idle.wait(lock, [this] { return !handing; });
+}
+
+// One thread at a time, so that the order is kept without a call under the lock.
+void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
+    if (handing || !lines[0].known || !lines[1].known)
+        return;
+    handing = true;
+    for (Pair pair = takePair(); !pair.isEmpty(); pair = takePair()) {
+        lock.unlock();
+        handler(std::move(pair.microphone), std::move(pair.system));
+        lock.lock();
+    }
+    handing = false;
+    idle.notify_all();
+}
+
+SourcePairing::Pair SourcePairing::takePair() {
+    const std::size_t length = pairLength();
+    Pair pair{takeFront(lines[0].samples, length), takeFront(lines[1].samples, length)};
+    if (lines[0].present && lines[1].present) { // also where one has fallen behind for too long
+        pair.microphone.resize(length, 0);
+        pair.system.resize(length, 0);
+    }
+    return pair;
+}
+
+std::size_t SourcePairing::pairLength() const {
+    const auto [shorter, longer] = std::minmax(lines[0].samples.size(), lines[1].samples.size());
+    if (!lines[0].present || !lines[1].present)
+        return longer;
+    return std::max(shorter, longer > patience ? longer - patience : 0);
+}
+
+} // namespace tavro

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Audio/AudioLevel.h"
+#include "Audio/AudioMixer.h"
+#include "Audio/MicCapture.h"
+#include "Audio/MixedAudioWriter.h"
+#include "Audio/SourcePairing.h"
+#include "Audio/SystemAudioCapture.h"
+#include "Capture/ScreenRecorder.h"
+#include "Session/CaptureController.h"
+
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace tavro {
+
+/// Records a take: the picture, and beside it, in a file of the same name with the extension m4a, microphone
+/// and computer sound in one track. Joining the two is left to the muxer. Reused for every take. Main thread.
+class RealScreenCapture final : public CaptureController {
+public:
+    using LevelHandler = std::function<void(double level)>;
+
+    /// What it is given outlives it.
+    RealScreenCapture(ScreenCaptureService& screen, AssetWriterFactory& writers, AudioEngine& engine,
+        AudioHardware& hardware, AudioConverterFactory& converters, SystemVersion system,
+        ScreenRecorder::ScreenGrant grant);
+    ~RealScreenCapture() override;
+
+    QCoro::Task<> start(CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) override;
+    void pause() override { recorder.isPaused = true; }
+    void resume() override { recorder.isPaused = false; }
+    QCoro::Task<std::filesystem::path> stop() override;
+    QCoro::Task<> restartTake(std::filesystem::path outputURL) override;
+    QCoro::Task<> discard() override;
+
+    std::optional<std::filesystem::path> audioFile() const override { return audioFileURL; }
+
+    /// Called 20 times a second on the main thread while sound is recorded, with the level of the mixed
+    /// sound, 0 to 1.
+    void setLevelHandler(LevelHandler handler) { onLevel = std::move(handler); }
+    /// Of the running take, or of the last one.
+    StreamStatistics statistics() const { return recorder.statistics(); }
+
+    std::function<double()> elapsedProvider; ///< recorded seconds; stored for who asks
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    QCoro::Task<> startTake(std::filesystem::path outputURL);
+    Clock::time_point beginningOfPicture(Clock::time_point called) const;
+    void startAudioPipeline(const std::filesystem::path& videoURL, Clock::time_point takeBegan);
+    void wire();
+    template <class Capture>
+    void startSource(Capture& capture, SourcePairing::Source source, Clock::time_point takeBegan);
+    void stopAudioPipeline();
+    void removeAbandoned();
+
+    const SystemVersion system;
+    ScreenRecorder recorder;
+    std::optional<CaptureTargetMeta> target;
+    bool includeMic = false;
+    AudioMixer mixer;                       // before what feeds it
+    std::shared_ptr<SourcePairing> pairing; // of the take
+    MicCapture mic;
+    SystemAudioCapture systemAudio;
+    const std::shared_ptr<MixedAudioWriter> audioWriter;
+    std::optional<std::filesystem::path> audioFileURL;
+    std::optional<std::filesystem::path> abandonedAudio; // of a take that a restart threw away
+    LevelHandler onLevel;
+    std::shared_ptr<AudioLevel> level; // of the take
+    QTimer levelTimer;
+};
+
+} // namespace tavro

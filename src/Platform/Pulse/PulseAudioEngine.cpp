@@ -1,0 +1,113 @@
+#include "PulseAudioEngine.h"
+
+#include "Core/Errors.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavro::pulse {
+
+// Collects the line's frames into buffers of the tap's size. On the client's thread, but for its making.
+class PulseAudioEngine::TapBuffer {
+public:
+    TapBuffer(std::uint32_t size, const AudioFormat& tapFormat, Tap receiver)
+        : capacity(size)
+        , format(tapFormat)
+        , tap(std::move(receiver)) {}
+
+    const AudioFormat& bufferFormat() const { return format; }
+
+    void add(std::span<const float> interleaved) {
+        const std::size_t channels = format.channelCount;
+        for (std::size_t frame = 0; frame < interleaved.size() / channels; ++frame) {
+            if (!buffer)
+                begin();
+            for (std::size_t c = 0; c < channels; ++c)
+                buffer->floatChannels[c].push_back(interleaved[frame * channels + c]);
+            if (++buffer->frameLength == capacity)
+                handOver();
+        }
+    }
+
+    // The last buffer is as long as the sound was.
+    void finish() {
+        if (buffer)
+            handOver();
+        tap = nullptr;
+    }
+
+private:
+    void begin() {
+        buffer = std::make_shared<PCMBuffer>();
+        buffer->format = format;
+        buffer->floatChannels.resize(format.channelCount);
+        for (auto& plane : buffer->floatChannels)
+            plane.reserve(capacity);
+    }
+
+    void handOver() {
+        if (const auto full = std::exchange(buffer, nullptr); tap)
+            tap(full);
+    }
+
+    const std::uint32_t capacity;
+    const AudioFormat format;
+    Tap tap;
+    std::shared_ptr<PCMBuffer> buffer;
+};
+
+PulseAudioEngine::~PulseAudioEngine() {
+    removeTap();
+    stop();
+}
+
+AudioFormat PulseAudioEngine::inputFormat() {
+    const auto [device, error] = client.find(DeviceRole::microphone);
+    if (error != 0)
+        return {};
+    map = device.map;
+    return {AudioFormat::Sample::float32, static_cast<double>(device.spec.rate), device.spec.channels, false};
+}
+
+void PulseAudioEngine::installTap(std::uint32_t bufferSize, const AudioFormat& format, Tap tap) {
+    auto buffer = std::make_shared<TapBuffer>(bufferSize, format, std::move(tap));
+    client.sync([&] { tapBuffer = std::move(buffer); });
+}
+
+// Lets the line end first: what it holds back belongs to the tap.
+void PulseAudioEngine::removeTap() {
+    stop();
+    client.sync([this] {
+        if (tapBuffer)
+            tapBuffer->finish();
+        tapBuffer.reset();
+    });
+}
+
+void PulseAudioEngine::start() {
+    if (recording)
+        return;
+    PulseRecording::Description description{DeviceRole::microphone, "Narration", {}, map};
+    const AudioFormat format = tapBuffer ? tapBuffer->bufferFormat() : inputFormat();
+    description.spec = {PA_SAMPLE_FLOAT32NE, static_cast<std::uint32_t>(format.sampleRate),
+        static_cast<std::uint8_t>(format.channelCount)};
+    if (map.channels != description.spec.channels)
+        pa_channel_map_init_extend(&description.map, description.spec.channels, PA_CHANNEL_MAP_DEFAULT);
+    int error = 0;
+    recording = client.start(
+        description,
+        [this](std::span<const float> frames) {
+            if (tapBuffer)
+                tapBuffer->add(frames);
+        },
+        error);
+    if (error != 0)
+        throw PlatformError(QStringLiteral("PulseAudio"), error, QString::fromUtf8(pa_strerror(error)));
+}
+
+void PulseAudioEngine::stop() {
+    if (recording)
+        client.stop(std::exchange(recording, nullptr));
+}
+
+} // namespace tavro::pulse

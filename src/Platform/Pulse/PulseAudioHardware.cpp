@@ -1,0 +1,115 @@
+#include "PulseAudioHardware.h"
+
+#include "Core/SerialQueue.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavro::pulse {
+
+namespace {
+
+constexpr std::size_t channels = 2;
+constexpr std::uint32_t rate = 48'000;
+constexpr std::size_t callbackFrames = 480; // 10 ms
+
+// One I/O callback: a copy of the frames goes with it, so nothing is shared with the client's thread.
+void callBack(SerialQueue& queue, const std::shared_ptr<const AudioHardware::IOProc>& callback,
+    std::span<const float> frames) {
+    queue.async([callback, samples = std::vector<float>(frames.begin(), frames.end())] {
+        const AudioIOBuffer buffer{
+            channels, static_cast<std::uint32_t>(samples.size() * sizeof(float)), samples.data()};
+        (*callback)(std::span(&buffer, 1));
+    });
+}
+
+} // namespace
+
+PulseAudioHardware::~PulseAudioHardware() {
+    for (auto& [id, procedure] : procedures)
+        if (procedure.recording)
+            client.stop(std::move(procedure.recording));
+}
+
+AudioStatus PulseAudioHardware::createProcessTap(const TapDescription& description, AudioObjectID& tap) {
+    if (const int error = client.find(DeviceRole::systemSound).error; error != 0)
+        return error;
+    tap = ++lastIdentifier;
+    taps[tap] = description.uuid;
+    return audioNoError;
+}
+
+AudioStatus PulseAudioHardware::destroyProcessTap(AudioObjectID tap) {
+    return taps.erase(tap) > 0 ? audioNoError : PA_ERR_NOENTITY;
+}
+
+AudioStatus PulseAudioHardware::createAggregateDevice(
+    const AggregateDeviceDescription& description, AudioObjectID& device) {
+    const auto known = [this](const QString& uuid) {
+        return std::ranges::any_of(taps, [&](const auto& tap) { return tap.second == uuid; });
+    };
+    if (description.tapUUIDs.empty() || !std::ranges::all_of(description.tapUUIDs, known))
+        return PA_ERR_NOENTITY;
+    device = ++lastIdentifier;
+    devices[device] = description;
+    return audioNoError;
+}
+
+AudioStatus PulseAudioHardware::destroyAggregateDevice(AudioObjectID device) {
+    return devices.erase(device) > 0 ? audioNoError : PA_ERR_NOENTITY;
+}
+
+AudioStatus PulseAudioHardware::createIOProc(
+    AudioObjectID device, SerialQueue& queue, IOProc callback, AudioIOProcID& proc) {
+    if (!devices.contains(device))
+        return PA_ERR_NOENTITY;
+    proc = ++lastIdentifier;
+    procedures[proc] = {device, &queue, std::make_shared<const IOProc>(std::move(callback)), nullptr};
+    return audioNoError;
+}
+
+AudioStatus PulseAudioHardware::destroyIOProc(AudioObjectID device, AudioIOProcID proc) {
+    if (stopDevice(device, proc) != audioNoError)
+        return PA_ERR_NOENTITY;
+    procedures.erase(proc);
+    return audioNoError;
+}
+
+AudioStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioIOProcID proc) {
+    Procedure* const procedure = find(device, proc);
+    if (procedure == nullptr)
+        return PA_ERR_NOENTITY;
+    if (procedure->recording)
+        return audioNoError;
+    PulseRecording::Description description{
+        DeviceRole::systemSound, "Computer sound", {PA_SAMPLE_FLOAT32NE, rate, channels}, {}};
+    pa_channel_map_init_stereo(&description.map);
+    int error = 0;
+    procedure->recording = client.start(
+        description,
+        [&queue = *procedure->queue, callback = procedure->callback](std::span<const float> frames) {
+            while (!frames.empty()) {
+                const auto part = frames.first(std::min(frames.size(), callbackFrames * channels));
+                callBack(queue, callback, part);
+                frames = frames.subspan(part.size());
+            }
+        },
+        error);
+    return error;
+}
+
+AudioStatus PulseAudioHardware::stopDevice(AudioObjectID device, AudioIOProcID proc) {
+    Procedure* const procedure = find(device, proc);
+    if (procedure == nullptr)
+        return PA_ERR_NOENTITY;
+    if (procedure->recording)
+        client.stop(std::exchange(procedure->recording, nullptr));
+    return audioNoError;
+}
+
+PulseAudioHardware::Procedure* PulseAudioHardware::find(AudioObjectID device, AudioIOProcID proc) {
+    const auto entry = procedures.find(proc);
+    return entry != procedures.end() && entry->second.device == device ? &entry->second : nullptr;
+}
+
+} // namespace tavro::pulse

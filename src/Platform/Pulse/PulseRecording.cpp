@@ -1,0 +1,223 @@
+#include "PulseRecording.h"
+
+#include "Core/Log.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavro::pulse {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto fragment = 20ms;     // the server's default is up to two seconds
+constexpr auto tickInterval = 50ms; // of looking after a stream that does not deliver
+constexpr auto stallTime = 500ms;   // a running stream that has been silent for so long has lost something
+constexpr auto retryInterval = 300ms;
+constexpr auto timingPatience = 150ms; // how long the first block waits for the server's word on its age
+
+QString text(int error) {
+    return QString::fromUtf8(pa_strerror(error));
+}
+
+} // namespace
+
+struct PulseRecording::Callbacks {
+    static void state(pa_stream* stream, void* self) {
+        auto& recording = *static_cast<PulseRecording*>(self);
+        const pa_stream_state_t state = pa_stream_get_state(stream);
+        if (state == PA_STREAM_READY)
+            recording.streamReady();
+        else if (!PA_STREAM_IS_GOOD(state))
+            recording.streamLost();
+    }
+    static void read(pa_stream*, std::size_t, void* self) { static_cast<PulseRecording*>(self)->read(); }
+    static void latency(pa_stream*, void* self) { static_cast<PulseRecording*>(self)->read(); }
+};
+
+PulseRecording::PulseRecording(
+    PulseConnection& server, const Description& what, SoundTimeline::Emit deliver, Begun whenBegun)
+    : connection(server)
+    , description(what)
+    , timeline(what.spec.rate, what.spec.channels, Clock::now(), std::move(deliver))
+    , begun(std::move(whenBegun)) {
+    connection.hold(*this);
+    if (connection.isReady())
+        findDevice();
+    tick();
+}
+
+PulseRecording::~PulseRecording() {
+    finish();
+}
+
+void PulseRecording::setOrigin(Clock::time_point moment) {
+    timeline.setOrigin(moment);
+    running = true;
+}
+
+void PulseRecording::finish() {
+    if (!alive)
+        return;
+    alive.reset();
+    closeStream();
+    timeline.flush();
+    connection.release(*this);
+}
+
+void PulseRecording::connected() {
+    findDevice();
+}
+
+void PulseRecording::disconnected(int error) {
+    closeStream();
+    report(error);
+}
+
+void PulseRecording::devicesChanged() {
+    findDevice();
+}
+
+void PulseRecording::findDevice() {
+    changed = true;
+    if (std::exchange(searching, true))
+        return;
+    changed = false;
+    connection.find(
+        description.role, [this, life = std::weak_ptr(alive)](const RecordingDevice& found, int error) {
+            if (!life.lock())
+                return;
+            searching = false;
+            if (error == 0)
+                record(found);
+            else {
+                closeStream(); // there is none, or none any more
+                report(error);
+            }
+            if (changed && connection.isReady())
+                findDevice();
+        });
+}
+
+void PulseRecording::record(const RecordingDevice& found) {
+    if (stream && device == found.name)
+        return;
+    closeStream();
+    device = found.name;
+
+    const Properties properties(pa_proplist_new());
+    pa_proplist_sets(properties.get(), PA_PROP_MEDIA_NAME, description.name);
+    pa_proplist_sets(properties.get(), PA_PROP_MEDIA_ROLE, "production");
+    stream.reset(pa_stream_new_with_proplist(
+        connection.handle(), description.name, &description.spec, &description.map, properties.get()));
+    if (!stream)
+        return streamLost();
+    pa_stream_set_state_callback(stream.get(), Callbacks::state, this);
+    pa_stream_set_read_callback(stream.get(), Callbacks::read, this);
+    pa_stream_set_latency_update_callback(stream.get(), Callbacks::latency, this);
+
+    pa_buffer_attr attributes;
+    std::fill_n(
+        reinterpret_cast<unsigned char*>(&attributes), sizeof attributes, 0xff); // the server's choice
+    attributes.fragsize = static_cast<std::uint32_t>(
+        pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &description.spec));
+    // A server that may move the stream would move it to the default source when a sink with its monitor
+    // goes.
+    const auto flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
+                       PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE;
+    streamStart = lastArrival = Clock::now();
+    if (pa_stream_connect_record(
+            stream.get(), device.c_str(), &attributes, static_cast<pa_stream_flags_t>(flags)) < 0)
+        streamLost();
+}
+
+void PulseRecording::streamReady() {
+    streamStart = lastArrival = Clock::now();
+    interrupted = false;
+    report(0);
+}
+
+void PulseRecording::streamLost() {
+    const int error = pa_context_errno(connection.handle());
+    closeStream();
+    report(error != 0 ? error : PA_ERR_NOENTITY);
+    connection.owner().after(retryInterval, [this, life = std::weak_ptr(alive)] {
+        if (life.lock() && !stream && connection.isReady())
+            findDevice();
+    });
+}
+
+void PulseRecording::closeStream() {
+    device.clear();
+    stalled = false;
+    timeline.interrupt();
+    if (!stream)
+        return;
+    pa_stream_set_state_callback(stream.get(), nullptr, nullptr);
+    pa_stream_set_read_callback(stream.get(), nullptr, nullptr);
+    pa_stream_set_latency_update_callback(stream.get(), nullptr, nullptr);
+    pa_stream_disconnect(stream.get());
+    stream.reset();
+}
+
+void PulseRecording::report(int error) {
+    if (auto tell = std::exchange(begun, nullptr))
+        tell(error);
+    else if (error != 0 && alive && !std::exchange(interrupted, true))
+        Log::info(QStringLiteral("%1: interrupted (%2), silent until it is back")
+                      .arg(QString::fromUtf8(description.name), text(error)));
+}
+
+void PulseRecording::read() {
+    if (!stream || pa_stream_readable_size(stream.get()) == 0)
+        return;
+    const auto now = Clock::now();
+    pa_usec_t latency = 0;
+    int negative = 0; // a monitor hands out what is yet to be heard
+    std::chrono::microseconds age = fragment;
+    if (pa_stream_get_latency(stream.get(), &latency, &negative) == 0)
+        age = std::chrono::microseconds(
+            negative != 0 ? -static_cast<std::int64_t>(latency) : static_cast<std::int64_t>(latency));
+    else if (now - lastArrival < timingPatience)
+        return; // it comes within a round trip, and this again with it
+    if (std::exchange(stalled, false))
+        timeline.interrupt();
+    lastArrival = now;
+
+    auto captured = now - age;
+    const std::size_t frameBytes = pa_frame_size(&description.spec);
+    std::vector<float> hole;
+    while (pa_stream_readable_size(stream.get()) > 0) {
+        const void* data = nullptr;
+        std::size_t bytes = 0;
+        if (pa_stream_peek(stream.get(), &data, &bytes) < 0 || bytes == 0)
+            break;
+        std::span<const float> frames(static_cast<const float*>(data), bytes / sizeof(float));
+        if (data == nullptr) {
+            hole.assign(bytes / sizeof(float), 0.F);
+            frames = hole;
+        }
+        timeline.add(frames, captured);
+        captured +=
+            std::chrono::microseconds(pa_bytes_to_usec(bytes / frameBytes * frameBytes, &description.spec));
+        pa_stream_drop(stream.get());
+    }
+}
+
+// While nothing comes, silence does.
+void PulseRecording::tick() {
+    const auto now = Clock::now();
+    if (!stream || now - lastArrival > stallTime) {
+        if (stream && !std::exchange(stalled, true))
+            timeline.interrupt();
+        if (running)
+            timeline.fill(now);
+    }
+    connection.owner().after(tickInterval, [this, life = std::weak_ptr(alive)] {
+        if (life.lock())
+            tick();
+    });
+}
+
+} // namespace tavro::pulse

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "PulseConnection.h"
+#include "SoundTimeline.h"
+
+#include <memory>
+
+namespace tavro::pulse {
+
+/// The sound of one role, in one form, from its beginning to its end without a break: it follows the default
+/// device, and comes back with the server; in between it is silent. Everything on the `PulseThread`.
+class PulseRecording final : private PulseConnection::Listener {
+public:
+    struct Description {
+        DeviceRole role;
+        const char* name; ///< of the stream, for the user's mixer
+        pa_sample_spec spec{};
+        pa_channel_map map{}; ///< the server converts to this form what a device has in another
+    };
+    /// `error` is 0 when the stream runs, else what kept the first one from running.
+    using Begun = std::function<void(int error)>;
+
+    PulseRecording(
+        PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver, Begun begun);
+    ~PulseRecording() override;
+
+    /// Frame 0 is that of `moment`; silence is filled in from now on, before it the line waits for the
+    /// stream.
+    void setOrigin(SoundTimeline::Clock::time_point moment);
+    void finish(); ///< lets out what is held back; nothing comes after it
+
+private:
+    struct Callbacks;
+    using Clock = PulseThread::Clock;
+
+    void connected() override;
+    void disconnected(int error) override;
+    void devicesChanged() override;
+
+    void findDevice();
+    void record(const RecordingDevice& device);
+    void streamReady();
+    void streamLost();
+    void closeStream();
+    void report(int error);
+    void read();
+    void tick();
+
+    PulseConnection& connection;
+    const Description description;
+    SoundTimeline timeline;
+    Begun begun;
+    Stream stream;
+    std::string device;     // that the stream records; empty for none
+    bool searching = false; // the server has been asked for the device
+    bool changed = false;   // ... and its answer may be old
+    Clock::time_point streamStart;
+    Clock::time_point lastArrival;
+    bool running = false;     // the origin is known
+    bool stalled = false;     // the stream is there but delivers nothing
+    bool interrupted = false; // the user has been told
+    std::shared_ptr<int> alive = std::make_shared<int>();
+};
+
+} // namespace tavro::pulse

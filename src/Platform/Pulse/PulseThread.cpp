@@ -1,0 +1,88 @@
+#include "PulseThread.h"
+
+#include <algorithm>
+#include <future>
+#include <new>
+#include <pthread.h>
+
+namespace tavro::pulse {
+
+PulseThread::PulseThread() : loop(pa_mainloop_new()) {
+    if (!loop)
+        throw std::bad_alloc();
+    thread = std::thread([this] { run(); });
+}
+
+PulseThread::~PulseThread() {
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    pa_mainloop_wakeup(loop.get());
+    thread.join();
+}
+
+void PulseThread::post(Work work) {
+    {
+        const std::lock_guard lock(mutex);
+        posted.push_back(std::move(work));
+    }
+    pa_mainloop_wakeup(loop.get());
+}
+
+void PulseThread::sync(const Work& work) {
+    std::promise<void> done;
+    post([&] {
+        work();
+        done.set_value();
+    });
+    done.get_future().wait();
+}
+
+void PulseThread::at(Clock::time_point when, Work work) {
+    delayed.emplace(when, std::move(work));
+}
+
+void PulseThread::run() {
+    pthread_setname_np(pthread_self(), "sound server");
+    while (runPosted()) {
+        runDue();
+        if (pa_mainloop_prepare(loop.get(), timeout()) < 0)
+            break;
+        if (pa_mainloop_poll(loop.get()) < 0)
+            break;
+        pa_mainloop_dispatch(loop.get());
+    }
+    delayed.clear();
+}
+
+bool PulseThread::runPosted() {
+    std::vector<Work> work;
+    bool end = false;
+    {
+        const std::lock_guard lock(mutex);
+        work.swap(posted);
+        end = stopping;
+    }
+    for (const Work& each : work)
+        each();
+    return !end;
+}
+
+void PulseThread::runDue() {
+    const auto now = Clock::now();
+    while (!delayed.empty() && delayed.begin()->first <= now) {
+        const auto due = delayed.extract(delayed.begin());
+        due.mapped()();
+    }
+}
+
+int PulseThread::timeout() const {
+    if (delayed.empty())
+        return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::microseconds>(delayed.begin()->first - Clock::now()).count();
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 1'000'000'000));
+}
+
+} // namespace tavro::pulse

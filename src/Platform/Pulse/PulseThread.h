@@ -1,0 +1,48 @@
+#pragma once
+
+#include "PulseHandles.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tavro::pulse {
+
+/// The one thread on which everything of libpulse happens: its main loop, all its callbacks, and whatever
+/// other threads hand over. So nothing of the library is ever shared, and no lock of its own is needed.
+class PulseThread {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Work = std::function<void()>;
+
+    PulseThread();
+    ~PulseThread(); ///< runs what was posted, drops what is delayed, joins
+    PulseThread(const PulseThread&) = delete;
+    PulseThread& operator=(const PulseThread&) = delete;
+
+    void post(Work work);        ///< any thread; returns at once
+    void sync(const Work& work); ///< any other thread; waits until `work` has run
+
+    // On the thread itself.
+    pa_mainloop_api* api() const { return pa_mainloop_get_api(loop.get()); }
+    void at(Clock::time_point when, Work work);
+    void after(std::chrono::milliseconds delay, Work work) { at(Clock::now() + delay, std::move(work)); }
+
+private:
+    void run();
+    bool runPosted(); ///< false when the thread is to end
+    void runDue();
+    int timeout() const; ///< microseconds until the next delayed work, -1 for none
+
+    MainLoop loop;
+    std::multimap<Clock::time_point, Work> delayed; // of the thread
+    std::mutex mutex;
+    std::vector<Work> posted;
+    bool stopping = false;
+    std::thread thread; // last: it uses all of the above
+};
+
+} // namespace tavro::pulse
