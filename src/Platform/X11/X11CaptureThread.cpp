@@ -54,6 +54,9 @@ public:
 
     /// The first picture. Throws.
     void begin() {
+        // What the server tells of the time before the first picture is in that picture.
+        connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(connection));
+        takeNoteOfEvents();
         if (!grabber.grab())
             throw PlatformError(QStringLiteral("Tavro.X11"), 5,
                 QStringLiteral("The X server gives no picture of the target"));
