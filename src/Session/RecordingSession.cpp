@@ -1,0 +1,231 @@
+#include "Session/RecordingSession.h"
+
+#include "Backend/ModelsJson.h"
+#include "Core/Log.h"
+#include "Core/Paths.h"
+
+namespace tavro {
+
+// Marks the time in which an operation changes the take's files; those that must wait go on when it ends.
+class RecordingSession::FileWork {
+public:
+    explicit FileWork(RecordingSession& owner) : session(owner) { session.filesBusy = true; }
+    ~FileWork() {
+        session.filesBusy = false;
+        for (const auto& turn : std::exchange(session.waiting, {}))
+            turn.resolve();
+    }
+    FileWork(const FileWork&) = delete;
+    FileWork& operator=(const FileWork&) = delete;
+
+private:
+    RecordingSession& session;
+};
+
+RecordingSession::RecordingSession(std::shared_ptr<BackendClient> client, CaptureController& controller,
+    TakeMuxer& takeMuxer, std::filesystem::path workDirectory, Now clock)
+    : backend(std::move(client))
+    , capture(controller)
+    , muxer(takeMuxer)
+    , folder(std::move(workDirectory))
+    , now(std::move(clock)) {}
+
+// A restart leaves the phase `recording`, a delete `idle`, while the capture still works on it: there the
+// phase alone does not keep two operations from working on the capture at once.
+bool RecordingSession::mustWait() const {
+    const SessionPhase phase = machine.phase();
+    return filesBusy &&
+           (phase == SessionPhase::idle || phase == SessionPhase::recording || phase == SessionPhase::paused);
+}
+
+QCoro::Task<> RecordingSession::filesSettled() {
+    while (mustWait()) {
+        const auto turn = nextTurn();
+        co_await turn;
+    }
+}
+
+Promise<void> RecordingSession::nextTurn() {
+    return waiting.emplace_back();
+}
+
+QCoro::Task<> RecordingSession::begin(
+    QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta target, bool includeMic) {
+    Log::info(QStringLiteral("session.begin: scenarioId=%1 target=%2/%3 includeMic=%4")
+                  .arg(scenarioId, rawString(target.kind), target.identifier,
+                      includeMic ? QStringLiteral("true") : QStringLiteral("false")));
+    co_await filesSettled();
+    machine.apply(SessionAction::openSetup);
+    const FileWork work(*this);
+    bool captureTouched = false;
+    std::exception_ptr failure;
+    try {
+        auto creating = backend->createSession(scenarioId, appUrl, target);
+        const SessionHandle handle = co_await creating;
+        id = handle.session.id;
+        Log::info(QStringLiteral("session.begin: backend created session id=%1").arg(handle.session.id));
+        output = folder.video(handle.session.id);
+        captureTouched = true;
+        auto starting = capture.start(target, includeMic, *output);
+        co_await starting;
+        startClock();
+        machine.apply(SessionAction::start);
+        Log::info(QStringLiteral("session.begin: recording started (session=%1)").arg(handle.session.id));
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!failure)
+        co_return;
+    if (captureTouched)
+        co_await capture.discard();
+    if (machine.phase() == SessionPhase::setup)
+        machine.apply(SessionAction::cancelSetup);
+    clear();
+    std::rethrow_exception(failure);
+}
+
+QCoro::Task<> RecordingSession::pause() {
+    co_await filesSettled();
+    machine.apply(SessionAction::pause);
+    capture.pause();
+    pauseStartedAt = now();
+    auto reporting = report(event::Paused());
+    co_await reporting;
+}
+
+QCoro::Task<> RecordingSession::resume() {
+    co_await filesSettled();
+    machine.apply(SessionAction::resume);
+    capture.resume();
+    if (pauseStartedAt)
+        pausedAccumulated += now() - *std::exchange(pauseStartedAt, std::nullopt);
+    auto reporting = report(event::Resumed());
+    co_await reporting;
+}
+
+QCoro::Task<> RecordingSession::restart() {
+    co_await filesSettled();
+    machine.apply(SessionAction::restart);
+    if (!output)
+        co_return;
+    const FileWork work(*this);
+    auto restarting = capture.restartTake(*output);
+    co_await restarting;
+    startClock();
+}
+
+// Sends the event for the current session, if there is one.
+QCoro::Task<> RecordingSession::report(LiveEvent event) {
+    if (!id)
+        co_return;
+    auto sending = backend->sendEvent(*id, std::move(event));
+    co_await sending;
+}
+
+QCoro::Task<> RecordingSession::finish() {
+    co_await filesSettled();
+    if (!id)
+        co_return;
+    const QString session = *id;
+    const double duration = elapsed();
+    auto finalizing = finalFile(session, QStringLiteral("uploading video-only file"));
+    const auto file = co_await finalizing;
+    auto finishing = backend->finishSession(session, duration);
+    co_await finishing;
+    auto uploading = backend->uploadVideo(session, file);
+    co_await uploading;
+    folder.markUploaded(session);
+    if (id == session) {
+        auto reporting = report(event::Finished{duration});
+        co_await reporting;
+    }
+    machine.apply(SessionAction::uploadComplete);
+}
+
+// Ends the take, from `recording` or `paused` to `uploading`: the joined file when there is sound, else the
+// picture's.
+QCoro::Task<std::filesystem::path> RecordingSession::finalFile(QString session, QString withoutMux) {
+    machine.apply(SessionAction::finish);
+    const FileWork work(*this);
+    auto stopping = capture.stop();
+    const auto video = co_await stopping;
+    machine.apply(SessionAction::videoFinalized);
+    const auto audio = capture.audioFile();
+    if (!audio)
+        co_return video;
+    const auto joined = folder.muxed(session);
+    try {
+        auto muxing = muxer.mux(video, *audio, joined);
+        co_await muxing;
+    } catch (...) {
+        Log::error(QStringLiteral("session.finish: mux failed (%1); %2")
+                       .arg(localizedDescriptionOfCurrentError(), withoutMux));
+        co_return video;
+    }
+    Log::info(QStringLiteral("session.finish: mux succeeded → %1").arg(Paths::toText(joined.filename())));
+    co_return joined;
+}
+
+QCoro::Task<> RecordingSession::deleteSession() {
+    co_await filesSettled();
+    if (!id)
+        co_return;
+    const QString session = *id;
+    machine.apply(SessionAction::delete_);
+    {
+        const FileWork work(*this);
+        co_await capture.discard();
+    }
+    if (id == session) {
+        auto reporting = report(event::Deleted());
+        co_await reporting;
+    }
+    auto deleting = backend->deleteSession(session);
+    co_await deleting;
+    if (id == session)
+        reset();
+}
+
+QCoro::Task<std::optional<std::filesystem::path>> RecordingSession::finalizeTake() {
+    while (filesBusy) {
+        const auto turn = nextTurn();
+        co_await turn;
+    }
+    const SessionPhase phase = machine.phase();
+    if (!id || (phase != SessionPhase::recording && phase != SessionPhase::paused))
+        co_return std::nullopt;
+    auto finalizing = finalFile(*id, QStringLiteral("picture and sound stay in files of their own"));
+    const auto file = co_await finalizing;
+    reset();
+    co_return file;
+}
+
+double RecordingSession::elapsed() const {
+    if (!startDate)
+        return 0;
+    std::chrono::duration<double> recorded = now() - *startDate - pausedAccumulated;
+    if (pauseStartedAt)
+        recorded -= now() - *pauseStartedAt;
+    return recorded.count();
+}
+
+void RecordingSession::startClock() {
+    startDate = now();
+    pausedAccumulated = {};
+    pauseStartedAt.reset();
+}
+
+void RecordingSession::reset() {
+    machine.apply(SessionAction::reset);
+    clear();
+}
+
+void RecordingSession::clear() {
+    id.reset();
+    startDate.reset();
+    output.reset();
+    pauseStartedAt.reset();
+    pausedAccumulated = {};
+}
+
+} // namespace tavro

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Core/Errors.h"
+
+namespace tavro {
+
+enum class SessionPhase { idle, setup, recording, paused, finishing, uploading, done };
+
+enum class SessionAction {
+    openSetup,
+    cancelSetup,
+    start,
+    pause,
+    resume,
+    restart,
+    finish,
+    videoFinalized,
+    uploadComplete,
+    reset,
+    delete_,
+};
+
+/// The cases' names, as they stand in a log line.
+QString name(SessionPhase phase);
+QString name(SessionAction action);
+
+/// Decides which step of a recording session may come next. A plain value.
+class SessionStateMachine {
+public:
+    /// An action that does not fit the phase: `invalid(from:action:)`.
+    class TransitionError final : public Error {
+    public:
+        TransitionError(SessionPhase phase, SessionAction refused)
+            : fromPhase(phase)
+            , refusedAction(refused) {}
+        SessionPhase from() const { return fromPhase; }
+        SessionAction action() const { return refusedAction; }
+        QString domain() const override;
+        int code() const override { return 0; }
+        QString text() const override;
+        bool operator==(const TransitionError& other) const {
+            return fromPhase == other.fromPhase && refusedAction == other.refusedAction;
+        }
+
+    private:
+        SessionPhase fromPhase;
+        SessionAction refusedAction;
+    };
+
+    SessionPhase phase() const { return current; }
+
+    /// Goes to the next phase, or throws TransitionError and stays.
+    void apply(SessionAction action);
+
+private:
+    SessionPhase current = SessionPhase::idle;
+};
+
+} // namespace tavro
