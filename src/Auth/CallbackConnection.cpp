@@ -20,6 +20,14 @@ constexpr std::size_t longestReceive = 4096;
 constexpr std::size_t longestDrain = 1 << 20;
 constexpr auto drainTime = 2s;
 
+// A line cut short could hold a code cut short.
+bool hasWholeRequestLine(QStringView text) {
+    const auto lineBreak = QStringLiteral("\r\n");
+    while (text.startsWith(lineBreak))
+        text = text.sliced(lineBreak.size());
+    return text.contains(lineBreak);
+}
+
 bool mustWait() {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
 }
@@ -57,7 +65,7 @@ void CallbackConnection::receive(const LocalCallbackServer::CodeHandler& onCode)
         return;
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = utf8(QByteArrayView(buffer.data(), size));
-    if (utf8.hasError())
+    if (utf8.hasError() || !hasWholeRequestLine(text))
         return;
     if (const auto code = LocalCallbackServer::extractCode(text))
         onCode(*code);
