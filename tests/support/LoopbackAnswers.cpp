@@ -71,6 +71,7 @@ Answer LoopbackService::State::answerRest(const Received& request, const QString
     }
     if (call == "POST sessions" && path.size() == 1) {
         const QString session = QStringLiteral("ses_%1").arg(++lastSession);
+        sessions.append(session);
         QString live =
             liveURL.isEmpty()
                 ? QStringLiteral("%1://%2:%3/live/{id}").arg(scheme("ws"), options.host).arg(baseURL.port())
@@ -78,6 +79,8 @@ Answer LoopbackService::State::answerRest(const Received& request, const QString
         return ok(bytes(QJsonObject{{QStringLiteral("sessionId"), session},
             {QStringLiteral("wsUrl"), live.replace(QLatin1String("{id}"), session)}}));
     }
+    if (path.value(0) == QLatin1String("sessions") && !sessions.contains(id))
+        return {404, "{}", {}};
     if (call == "POST sessions" && part == QLatin1String("upload-url")) {
         QString store = storeURL.isEmpty()
                             ? baseURL.toString() + QStringLiteral("/store/{id}/video.mp4?signature=a%2Fb%2Bc")
@@ -87,8 +90,10 @@ Answer LoopbackService::State::answerRest(const Received& request, const QString
     }
     if (call == "POST sessions" && part == QLatin1String("video-uploaded"))
         return ok("{}");
-    if (call == "DELETE sessions" && path.size() == 2)
+    if (call == "DELETE sessions" && path.size() == 2) {
+        sessions.removeOne(id);
         return {204, {}, {}};
+    }
     return {404, "{}", {}};
 }
 

@@ -4,7 +4,7 @@ namespace tavro::test {
 
 namespace {
 
-constexpr int keptBody = 64 * 1024;
+constexpr int keptBody = 8 * 1024 * 1024;
 
 Received parseHead(const QByteArray& head) {
     Received request;

@@ -60,7 +60,8 @@ QJsonObject Received::toJson() const {
         {QStringLiteral("line"), QString::fromUtf8(line())},
         {QStringLiteral("method"), QString::fromUtf8(method)},
         {QStringLiteral("target"), QString::fromUtf8(target)}, {QStringLiteral("headers"), headerObject},
-        {QStringLiteral("body"), QString::fromUtf8(body)}, {QStringLiteral("bodySize"), qint64(bodySize)},
+        {QStringLiteral("body"), QString::fromUtf8(body.left(4096))},
+        {QStringLiteral("bodySize"), qint64(bodySize)},
         {QStringLiteral("sha256"), QString::fromLatin1(sha256)}, {QStringLiteral("complete"), complete},
         {QStringLiteral("closeCode"), closeCode}};
 }
@@ -110,23 +111,27 @@ void LoopbackService::State::listen() {
 
 void LoopbackService::State::openChannel(QWebSocket* socket) {
     channels.append(socket);
-    QObject::connect(socket, &QWebSocket::textMessageReceived, socket, [this](const QString& text) {
+    const QByteArray target = socket->requestUrl().toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
+    QObject::connect(socket, &QWebSocket::textMessageReceived, socket, [this, target](const QString& text) {
         Received entry;
         entry.kind = Received::Kind::message;
         entry.body = text.toUtf8();
+        entry.target = target;
         note(entry);
     });
-    QObject::connect(socket, &QWebSocket::pong, socket, [this](quint64, const QByteArray& payload) {
+    QObject::connect(socket, &QWebSocket::pong, socket, [this, target](quint64, const QByteArray& payload) {
         Received entry;
         entry.kind = Received::Kind::pong;
         entry.body = payload;
+        entry.target = target;
         note(entry);
     });
-    QObject::connect(socket, &QWebSocket::disconnected, socket, [this, socket] {
+    QObject::connect(socket, &QWebSocket::disconnected, socket, [this, socket, target] {
         channels.removeOne(socket);
         Received entry;
         entry.kind = Received::Kind::close;
         entry.closeCode = socket->closeCode();
+        entry.target = target;
         note(entry);
         socket->deleteLater();
     });

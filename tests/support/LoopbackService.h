@@ -20,9 +20,9 @@ struct Received {
     enum class Kind { request, handshake, message, pong, close };
     Kind kind = Kind::request;
     QByteArray method;
-    QByteArray target;                     ///< path and query exactly as sent
+    QByteArray target; ///< path and query exactly as sent; of the handshake, for what comes on its channel
     QHash<QByteArray, QByteArray> headers; ///< names in lower case
-    QByteArray body;                       ///< a request's first 64 KiB, a message's text
+    QByteArray body;                       ///< a request's first 8 MiB, a message's text
     std::int64_t bodySize = 0;
     QByteArray sha256;    ///< of the whole body, hexadecimal
     bool complete = true; ///< false: the connection ended within the body
@@ -36,11 +36,11 @@ struct Received {
 /// What the service does instead of behaving. It applies to requests and handshakes whose "METHOD target"
 /// begins with `match`, the first rule that matches.
 struct Misbehaviour {
-    QByteArray match;
-    int times = -1;  ///< for so many requests; -1: all
-    int status = 0;  ///< answers so; 0: as usual
-    QByteArray body; ///< with this body, whether the status is given or not, unless null
-    QHash<QByteArray, QByteArray> headers;
+    QByteArray match = {};
+    int times = -1;       ///< for so many requests; -1: all
+    int status = 0;       ///< answers so; 0: as usual
+    QByteArray body = {}; ///< with this body, whether the status is given or not, unless null
+    QHash<QByteArray, QByteArray> headers = {};
     std::chrono::milliseconds delay{0};     ///< before the answer
     std::chrono::milliseconds dribble{0};   ///< between the answer's bytes
     std::int64_t cutAfter = -1;             ///< cuts the connection when so many bytes of the body have come

@@ -28,8 +28,12 @@ struct LoopbackService::State {
     std::vector<Misbehaviour> rules;
     std::vector<Received> received;
     QFile recordFile;
-    std::map<QString, QJsonArray> scenarios; // by project
+    std::map<QString, QJsonArray> scenarios{{QStringLiteral("prj_demo"),
+        {QJsonObject{{QStringLiteral("id"), QStringLiteral("scn_guest")},
+            {QStringLiteral("projectId"), QStringLiteral("prj_demo")},
+            {QStringLiteral("name"), QStringLiteral("Guest checkout flow")}}}}}; // by project
     int lastSession = 0;
+    QStringList sessions; // not the deleted ones
 
     std::unique_ptr<QTcpServer> server;
     std::unique_ptr<QWebSocketServer> webSockets;
