@@ -41,7 +41,9 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.i_csp = X264_CSP_I420;
     setColours(parameters);
 
-    parameters.b_vfr_input = 1;
+    // Frames keep their own times, but for the rate control each counts as one at the full rate: to measure
+    // how long a frame stands the encoder would hold it back until the next.
+    parameters.b_vfr_input = 0;
     parameters.i_fps_num = mostFramesPerSecond;
     parameters.i_fps_den = 1;
     parameters.i_timebase_num = timeBase.num;

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QByteArray>
+#include <QStringList>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+// Media files as others see them: through the boxes of the format, and through the standard reader and
+// decoders.
+namespace tavro::test {
+
+/// The kinds of the boxes a file consists of, in order.
+std::vector<std::string> boxes(const std::filesystem::path& file);
+
+struct Sample {
+    std::chrono::microseconds time{0};
+    std::chrono::microseconds duration{0};
+    bool key = false;
+    bool operator==(const Sample&) const = default;
+};
+
+struct Track {
+    std::string codec; ///< empty: there is no such track
+    std::string profile;
+    int width = 0;
+    int height = 0;
+    int sampleRate = 0;
+    int channels = 0;
+    bool isBT709 = false; ///< tagged so, limited range
+    std::int64_t bitRate = 0;
+    std::vector<Sample> samples;
+    std::chrono::microseconds length() const;
+};
+
+/// Throws when the file cannot be read.
+Track videoTrack(const std::filesystem::path& file);
+Track audioTrack(const std::filesystem::path& file);
+
+struct Picture {
+    std::chrono::microseconds time{0};
+    std::array<std::vector<std::uint8_t>, 3> planes;
+};
+
+/// All pictures, decoded; throws when one of them cannot be.
+void decodePictures(const std::filesystem::path& file, const std::function<void(const Picture&)>& receive);
+std::vector<Picture> decodePictures(const std::filesystem::path& file);
+
+/// Decodes with ffmpeg itself, to what its arguments say; standard output. Throws when it complains.
+QByteArray ffmpeg(const std::filesystem::path& file, const QStringList& arguments);
+/// The sound, mono, at the file's own rate, from the file's time zero.
+std::vector<std::int16_t> decodeSound(const std::filesystem::path& file);
+
+double meanDifference(const std::vector<std::uint8_t>& one, const std::vector<std::uint8_t>& other);
+
+} // namespace tavro::test
