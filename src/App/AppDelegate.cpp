@@ -1,0 +1,307 @@
+#include "App/AppDelegate.h"
+
+#include "App/LinuxDesktop.h"
+#include "Auth/AppSignIn.h"
+#include "Backend/HTTPBackend.h"
+#include "Backend/MockBackend.h"
+#include "Capture/CaptureTarget.h"
+#include "Core/EventLoop.h"
+#include "Core/Log.h"
+#include "Core/Paths.h"
+#include "Permissions/OnboardingWizard.h"
+#include "Session/RecordingSession.h"
+#include "UI/ControlBarModel.h"
+#include "UI/RecordingControlPanel.h"
+#include "UI/SessionSetupController.h"
+#include "UI/StatusBarController.h"
+#include "UI/Theme.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+namespace tavro {
+namespace {
+
+constexpr std::chrono::seconds trayPatience{5}; // at log-in a panel may start after this program
+
+std::filesystem::path workDirectory() {
+    return Paths::temporary() / "Tavro-recordings";
+}
+
+/// The file of a take that stayed behind: picture and sound joined, else the picture alone.
+std::optional<std::filesystem::path> keptRecording(const QString& sessionId) {
+    const RecordingsFolder folder(workDirectory());
+    for (const auto& file : {folder.muxed(sessionId), folder.video(sessionId)}) {
+        std::error_code ignored;
+        if (std::filesystem::exists(file, ignored))
+            return file;
+    }
+    return std::nullopt;
+}
+
+QUrl reviewAddress(QUrl baseURL, const QString& sessionId) {
+    QString path = baseURL.path();
+    if (!path.endsWith(u'/'))
+        path += u'/';
+    baseURL.setPath(path + QStringLiteral("sessions/") + sessionId + QStringLiteral("/review"));
+    return baseURL;
+}
+
+QString text(bool value) {
+    return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+
+QCoro::Task<> run(std::function<QCoro::Task<>()> task) { // whose captures live here until it is done
+    auto running = task();
+    co_await running;
+}
+
+/// Starts a task when the event loop runs next: it may do away with the view whose button asked for it.
+void start(std::function<QCoro::Task<>()> task) {
+    EventLoop::current()->post([task = std::move(task)] { run(task); });
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeWay)
+    : desktop(desktopGiven)
+    , keychain(desktop.secrets)
+    , notices(desktop.notifier, *desktop.workspace)
+    , permissions(desktop.privacy, *desktop.workspace,
+          {.makeWay = std::move(makeWay), .terminate = [] { QCoreApplication::quit(); }})
+    , muxer(*desktop.media)
+    , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
+          *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.current().screen); })
+    , termination({.mustWait = [this] { return isSessionInProgress(); },
+          .makeSafe = [this] { return finaliseTake(); }}) {}
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::applicationDidFinishLaunching() {
+    buildBackend();
+    statusBar = std::make_unique<StatusBarController>(
+        desktop.trayHost, [this] { showSetup(); }, [this] { showSettings(); }, [this] { openLogs(); });
+    capture.elapsedProvider = [this] { return elapsed(); };
+    capture.setLevelHandler([this](double level) {
+        if (controlModel)
+            controlModel->setLevel(static_cast<float>(level));
+    });
+    wizard = std::make_unique<OnboardingWizard>(
+        OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
+    wizard->presentIfNeeded();
+    Log::info(QStringLiteral("Tavro launched"));
+
+    tellWhatWasNeverUploaded();
+    tellWhenThereIsNoTray();
+}
+
+void AppDelegate::buildBackend() {
+    if (isSessionInProgress()) {
+        rebuildWhenEnded = true;
+        return;
+    }
+    const auto token = keychain.get(apiTokenAccount);
+    const bool devMode = config.devMode();
+    localBackend.reset();
+    if (devMode || !token) {
+        localBackend = std::make_shared<MockBackend>(Paths::applicationSupport() / "Tavro");
+        backend = localBackend;
+        Log::info(
+            QStringLiteral("backend: MockBackend (local files) — devMode=%1, token=%2, hasRealBackend=%3")
+                .arg(text(devMode), token ? QStringLiteral("present") : QStringLiteral("none"),
+                    text(!devMode && token)));
+    } else {
+        const QUrl baseURL = config.backendURL();
+        backend = std::make_shared<HTTPBackend>(baseURL, *token);
+        Log::info(QStringLiteral("backend: HTTPBackend → %1 (devMode=false, token=present)")
+                      .arg(baseURL.toString()));
+    }
+    backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
+    session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
+}
+
+void AppDelegate::showSetup() {
+    setup = std::make_unique<SessionSetupController>(
+        backend, [this] { return CaptureCatalog::displays(*desktop.screen); },
+        [this](const SetupResult& result) { start([this, result] { return beginSession(result); }); }, [] {});
+    setup->show();
+}
+
+void AppDelegate::showSettings() {
+    if (wizard)
+        wizard->present();
+}
+
+void AppDelegate::openLogs() {
+    desktop.workspace->open(QUrl::fromLocalFile(Paths::toText(Log::url().parent_path())));
+}
+
+QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
+    const auto current = session;
+    std::exception_ptr failure;
+    try {
+        auto beginning = current->begin(result.scenarioId, result.appUrl, result.target, result.includeMic);
+        co_await beginning;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        const auto error = describe(failure);
+        Log::error(
+            QStringLiteral("beginSession FAILED: %1 [domain=%2 code=%3] — session window closed, no control "
+                           "panel. Full: %4")
+                .arg(error.localizedDescription, error.domain, QString::number(error.code), error.text));
+        notices.beginFailed(error);
+        co_return;
+    }
+    showControlPanel();
+    statusBar->setTint(Theme::record());
+    Log::info(QStringLiteral("beginSession: control panel shown, recording active"));
+}
+
+void AppDelegate::showControlPanel() {
+    awake = desktop.inhibitor.inhibit(QStringLiteral("A test session is being recorded"));
+    controlModel = std::make_shared<ControlBarModel>();
+    connectPauseAndRestart();
+    controlModel->onFinish = [this] { start([this] { return finishSession(); }); };
+    controlModel->onDelete = [this] { start([this] { return deleteSession(); }); };
+    controlPanel = std::make_unique<RecordingControlPanel>(*controlModel, desktop.windowing);
+    controlPanel->startTimer([this] { return elapsed(); });
+    controlPanel->show();
+}
+
+// What the bar shows follows the button that was pressed, whatever became of it.
+void AppDelegate::connectPauseAndRestart() {
+    const auto connect = [this](ControlBarModel::Callback& callback, Operation operation, bool paused) {
+        const std::weak_ptr model = controlModel;
+        callback = [this, operation, paused, model] {
+            start([this, operation, paused, model]() -> QCoro::Task<> {
+                auto attempted = attempt(operation);
+                co_await attempted;
+                if (const auto shown = model.lock())
+                    shown->setPaused(paused);
+            });
+        };
+    };
+    connect(controlModel->onPause, &RecordingSession::pause, true);
+    connect(controlModel->onResume, &RecordingSession::resume, false);
+    connect(controlModel->onRestart, &RecordingSession::restart, false);
+}
+
+QCoro::Task<> AppDelegate::attempt(Operation operation) {
+    const auto current = session;
+    try {
+        auto running = ((*current).*operation)();
+        co_await running;
+    } catch (...) { // dropped: the bar goes on
+    }
+}
+
+QCoro::Task<> AppDelegate::finishSession() {
+    const auto current = session;
+    if (!current || !current->sessionId() || controlModel->isFinishing())
+        co_return;
+    const QString id = *current->sessionId();
+    controlModel->setFinishing(true);
+    std::exception_ptr failure;
+    try {
+        auto finishing = current->finish();
+        co_await finishing;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        const auto error = describe(failure);
+        Log::error(QStringLiteral("finish failed: ") + error.text);
+        notices.finishFailed(error, keptRecording(id));
+    } else if (localBackend) {
+        notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4");
+    }
+    current->reset();
+    sessionEnded();
+    const QUrl review = reviewAddress(config.backendURL(), id);
+    desktop.workspace->open(review);
+    Log::info(QStringLiteral("finishSession: opened review ") + review.toString());
+}
+
+QCoro::Task<> AppDelegate::deleteSession() {
+    const auto current = session;
+    if (!current)
+        co_return;
+    std::exception_ptr failure;
+    try {
+        auto deleting = current->deleteSession();
+        co_await deleting;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        const auto error = describe(failure);
+        Log::error(QStringLiteral("delete failed: ") + error.text);
+        notices.deleteFailed(error);
+    }
+    sessionEnded();
+}
+
+void AppDelegate::sessionEnded() {
+    closeControlPanel();
+    statusBar->clearTint();
+    if (std::exchange(rebuildWhenEnded, false))
+        buildBackend();
+}
+
+void AppDelegate::closeControlPanel() {
+    if (controlPanel)
+        controlPanel->close();
+    controlPanel.reset();
+    awake.reset();
+}
+
+/// The program ends: the take's files get complete, and stay where they are.
+QCoro::Task<> AppDelegate::finaliseTake() {
+    const auto current = session;
+    if (controlModel)
+        controlModel->setFinishing(true);
+    try {
+        auto finalising = current->finalizeTake();
+        const auto kept = co_await finalising;
+        if (kept)
+            Log::info(QStringLiteral("quit: the take is kept in ") + Paths::toText(*kept));
+    } catch (...) {
+        Log::error(QStringLiteral("quit: the take could not be completed: ") + describeCurrentError().text);
+    }
+}
+
+bool AppDelegate::isSessionInProgress() const {
+    return session && session->phase() != SessionPhase::idle;
+}
+
+double AppDelegate::elapsed() const {
+    return session ? session->elapsed() : 0;
+}
+
+void AppDelegate::setUploadProgress(std::int64_t sent, std::int64_t total) {
+    if (controlModel && total > 0)
+        controlModel->setUploadProgress(static_cast<double>(sent) / static_cast<double>(total));
+}
+
+void AppDelegate::tellWhatWasNeverUploaded() {
+    const auto recordings = RecordingsFolder(workDirectory()).tidy();
+    if (!recordings.empty())
+        notices.neverUploaded(recordings);
+}
+
+void AppDelegate::tellWhenThereIsNoTray() {
+    QTimer::singleShot(trayPatience, &termination, [this] {
+        if (!statusBar->isShown())
+            notices.noTray();
+    });
+}
+
+AppSignIn& AppDelegate::signIn() {
+    if (!signInFlow)
+        signInFlow = std::make_shared<AppSignIn>(backend, desktop.secrets, desktop.workspace);
+    return *signInFlow;
+}
+
+} // namespace tavro

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "App/Notices.h"
+#include "App/Termination.h"
+#include "Audio/VideoAudioMuxer.h"
+#include "Auth/KeychainHelper.h"
+#include "Capture/RealScreenCapture.h"
+#include "Core/WorkerConfig.h"
+#include "Permissions/PermissionStatus.h"
+#include "Platform/PowerInhibitor.h"
+
+#include <functional>
+#include <memory>
+
+namespace tavro {
+
+class AppSignIn;
+class BackendClient;
+class ControlBarModel;
+class MockBackend;
+class OnboardingWizard;
+class RecordingControlPanel;
+class RecordingSession;
+class SessionSetupController;
+class StatusBarController;
+struct LinuxDesktop;
+struct SetupResult;
+
+/// The application's one controller: chooses the backend, owns the capture and the recording session, and
+/// connects what the user does to the operation that carries it out. Main thread; lives for the whole
+/// process.
+class AppDelegate {
+public:
+    /// `desktop` outlives the controller. `makeWay` lets a second instance start beside this one.
+    AppDelegate(LinuxDesktop& desktop, std::function<void()> makeWay);
+    ~AppDelegate();
+    AppDelegate(const AppDelegate&) = delete;
+    AppDelegate& operator=(const AppDelegate&) = delete;
+
+    void applicationDidFinishLaunching();
+
+    /// Backend and session anew, as the settings and the keychain are now. While a session is in progress:
+    /// once it has ended.
+    void buildBackend();
+    void showSetup();
+    void showSettings();
+    void openLogs();
+
+    QCoro::Task<> beginSession(SetupResult result);
+    QCoro::Task<> finishSession();
+    QCoro::Task<> deleteSession();
+
+private:
+    using Operation = QCoro::Task<> (RecordingSession::*)();
+
+    void showControlPanel();
+    void closeControlPanel();
+    void sessionEnded();
+    void connectPauseAndRestart();
+    QCoro::Task<> attempt(Operation operation);
+    QCoro::Task<> finaliseTake();
+    bool isSessionInProgress() const;
+    double elapsed() const;
+    void setUploadProgress(std::int64_t sent, std::int64_t total);
+    void tellWhatWasNeverUploaded();
+    void tellWhenThereIsNoTray();
+    AppSignIn& signIn();
+
+    LinuxDesktop& desktop;
+    const WorkerConfig config;
+    const KeychainHelper keychain;
+    Notices notices;
+    Permissions permissions;
+    VideoAudioMuxer muxer;
+    RealScreenCapture capture;
+
+    std::shared_ptr<BackendClient> backend;
+    std::shared_ptr<MockBackend> localBackend; ///< the same, when it is the local one
+    std::shared_ptr<RecordingSession> session; ///< shared with the operations under way
+    bool rebuildWhenEnded = false;
+
+    std::shared_ptr<AppSignIn> signInFlow;
+    std::unique_ptr<StatusBarController> statusBar;
+    std::unique_ptr<SessionSetupController> setup;
+    std::shared_ptr<ControlBarModel> controlModel;
+    std::unique_ptr<RecordingControlPanel> controlPanel;
+    std::unique_ptr<OnboardingWizard> wizard;
+    std::unique_ptr<PowerInhibitor::Inhibition> awake; ///< while the control panel is there
+    Termination termination;
+};
+
+} // namespace tavro

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Platform/Desktop/DesktopInhibitor.h"
+#include "Platform/Desktop/DesktopNotifier.h"
+#include "Platform/Desktop/DesktopPrivacy.h"
+#include "Platform/Desktop/DesktopTrayHost.h"
+#include "Platform/Desktop/DesktopWorkspace.h"
+#include "Platform/Desktop/SecretServiceStore.h"
+#include "Platform/Media/Media.h"
+#include "Platform/Pulse/PulseSound.h"
+#include "Platform/ScreenCapture.h"
+#include "Platform/Windowing/DesktopWindowing.h"
+
+namespace tavro {
+
+/// The concrete platform that the program runs on. After the QApplication; main thread.
+struct LinuxDesktop {
+    std::shared_ptr<SecretServiceStore> secrets = std::make_shared<SecretServiceStore>();
+    std::shared_ptr<DesktopWorkspace> workspace = std::make_shared<DesktopWorkspace>();
+    DesktopNotifier notifier;
+    DesktopInhibitor inhibitor;
+    DesktopTrayHost trayHost;
+    DesktopWindowing windowing;
+    DesktopPrivacy privacy{DesktopPrivacy::standardAnswers(), privacyProbes(), notifier};
+
+    const std::unique_ptr<AssetWriterFactory> writers = makeAssetWriterFactory();
+    const std::unique_ptr<MediaLibrary> media = makeMediaLibrary();
+    const std::unique_ptr<AudioConverterFactory> converters = makeAudioConverterFactory();
+    PulseSound sound;
+    const std::unique_ptr<ScreenCaptureService> screen = makeScreenCapture(*writers);
+    const SystemVersion systemVersion;
+
+private:
+    static DesktopPrivacy::Probes privacyProbes();
+    static std::unique_ptr<ScreenCaptureService> makeScreenCapture(AssetWriterFactory& writers);
+};
+
+} // namespace tavro

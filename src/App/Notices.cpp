@@ -1,0 +1,60 @@
+#include "App/Notices.h"
+
+#include "Core/Paths.h"
+#include "Platform/Notifier.h"
+#include "Platform/Workspace.h"
+
+namespace tavro {
+
+Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven)
+    : notifier(notifierGiven)
+    , workspace(workspaceGiven) {}
+
+void Notices::beginFailed(const ErrorDescription& error) {
+    tell(QStringLiteral("The recording did not start"), error.localizedDescription, true);
+}
+
+void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept) {
+    const QString summary = QStringLiteral("The recording was not uploaded");
+    if (!kept)
+        return tell(summary, error.localizedDescription, true);
+    const QString body =
+        error.localizedDescription + QStringLiteral("\nIt is kept in ") + Paths::toText(*kept);
+    tell(summary, body, true, kept->parent_path());
+}
+
+void Notices::deleteFailed(const ErrorDescription& error) {
+    tell(QStringLiteral("The session was not deleted"), error.localizedDescription, true);
+}
+
+void Notices::savedLocally(const std::filesystem::path& video) {
+    tell(QStringLiteral("Recording saved"), Paths::toText(video), false, video.parent_path());
+}
+
+void Notices::neverUploaded(const std::vector<std::filesystem::path>& recordings) {
+    const auto folder = recordings.front().parent_path();
+    QStringList names;
+    for (const auto& recording : recordings)
+        names << Paths::toText(recording.filename());
+    tell(QStringLiteral("Recordings that were never uploaded"),
+        QStringLiteral("In %1: %2").arg(Paths::toText(folder), names.join(QStringLiteral(", "))), false,
+        folder);
+}
+
+void Notices::noTray() {
+    tell(QStringLiteral("Tavro is running"),
+        QStringLiteral("This desktop shows no tray icons. Start Tavro again to record a new session."),
+        false);
+}
+
+void Notices::tell(const QString& summary, const QString& body, bool failure,
+    const std::optional<std::filesystem::path>& folder) {
+    std::optional<Notifier::Action> action;
+    if (folder) {
+        action = Notifier::Action{QStringLiteral("Open Folder"),
+            [this, url = QUrl::fromLocalFile(Paths::toText(*folder))] { workspace.open(url); }};
+    }
+    notifier.show({.summary = summary, .body = body, .action = std::move(action), .failure = failure});
+}
+
+} // namespace tavro

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Core/Errors.h"
+
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+namespace tavro {
+
+class Notifier;
+class Workspace;
+
+/// What the user is told in desktop notifications.
+class Notices {
+public:
+    /// Both outlive the object.
+    Notices(Notifier& notifier, Workspace& workspace);
+
+    void beginFailed(const ErrorDescription& error);
+    /// `kept`: the take's file, when there is one.
+    void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
+    void deleteFailed(const ErrorDescription& error);
+    void savedLocally(const std::filesystem::path& video);
+    void neverUploaded(const std::vector<std::filesystem::path>& recordings); ///< not empty
+    void noTray();
+
+private:
+    void tell(const QString& summary, const QString& body, bool failure,
+        const std::optional<std::filesystem::path>& folder = std::nullopt);
+
+    Notifier& notifier;
+    Workspace& workspace;
+};
+
+} // namespace tavro

@@ -1,0 +1,54 @@
+#include "App/Termination.h"
+
+#include <QEvent>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QSessionManager>
+#include <QTimer>
+
+namespace tavro {
+
+Termination::Termination(Guard guardGiven) : guard(std::move(guardGiven)) {
+    qGuiApp->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &Termination::desktopSessionEnds,
+        Qt::DirectConnection);
+}
+
+Termination::~Termination() = default;
+
+bool Termination::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != qGuiApp || event->type() != QEvent::Quit || done || (!begun && !guard.mustWait()))
+        return false;
+    event->ignore();
+    begin();
+    return true;
+}
+
+void Termination::begin() {
+    if (std::exchange(begun, true))
+        return;
+    const auto finish = [this] {
+        done = true;
+        QCoreApplication::exit();
+    };
+    QTimer::singleShot(longestWait, this, finish);
+    makeSafeAndQuit();
+}
+
+QCoro::Task<> Termination::makeSafeAndQuit() {
+    auto safe = guard.makeSafe();
+    co_await safe;
+    done = true;
+    QCoreApplication::exit();
+}
+
+// The session manager waits until this returns, and ends the program soon after.
+void Termination::desktopSessionEnds(QSessionManager&) {
+    if (done || (!begun && !guard.mustWait()))
+        return;
+    begin();
+    if (!done)
+        QEventLoop().exec(); // ends with the application's
+}
+
+} // namespace tavro
