@@ -208,14 +208,17 @@ TEST_F(LocalCallbackServerTest, failsWithTheSystemsErrorWhenItCannotListen) {
 
 TEST_F(LocalCallbackServerTest, outlivesAShortageOfDescriptors) {
     start();
-    CallbackClient client(port);
+    CallbackClient accepted(port);
+    expectPage(ask("GET / HTTP/1.1\r\n\r\n")); // accepted after the other one
+    std::optional<CallbackClient> late;
     {
         const FewDescriptors few;
-        CallbackClient takesTheLastOne(port);
-        client.send("GET /?code=abc HTTP/1.1\r\n\r\n");
-        expectPage(client.receiveAll());
+        late.emplace(port); // takes the last one, so that the server has none
+        accepted.send("GET /?code=abc HTTP/1.1\r\n\r\n");
+        expectPage(accepted.receiveAll());
     }
-    expectPage(ask("GET / HTTP/1.1\r\n\r\n"));
+    late->send("GET / HTTP/1.1\r\n\r\n");
+    expectPage(late->receiveAll());
 }
 
 TEST_F(LocalCallbackServerTest, startsAgain) {

@@ -1,0 +1,263 @@
+#include "Platform/Desktop/SecretServiceStore.h"
+
+#include "support/TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+
+#include <csignal>
+#include <sys/stat.h>
+
+namespace tavro {
+namespace {
+
+using test::waitUntil;
+
+const QString service = u"com.quembridge.tavro"_qs;
+const QString account = u"tavro-worker-auth-token"_qs;
+
+// Far below the 25 s and more for which libraries wait for a service, far above what a busy machine adds to
+// 100 ms.
+constexpr qint64 soon = 2000;
+
+/// Runs a program to its end and returns what it printed; no value when it failed.
+std::optional<QByteArray> outputOf(
+    const QString& program, const QStringList& arguments, const QByteArray& input = {}) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60'000) || process.exitCode() != 0)
+        return std::nullopt;
+    return process.readAll();
+}
+
+std::optional<QByteArray> lookedUp() {
+    return outputOf(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
+}
+
+void desktop(const char* verb) {
+    // The keyring keeps its files where the desktop told it to, not in this test's own home.
+    const test::ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
+    EXPECT_TRUE(outputOf(u"/usr/bin/python3"_qs,
+        {QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), u"keyring"_qs}));
+}
+
+void signalKeyring(int number) {
+    const auto pids = test::readFile((qgetenv("TAVRO_DESKTOP") + "/keyring.pid").toStdString()).simplified();
+    ASSERT_GT(pids.toInt(), 0);
+    ::kill(pids.toInt(), number);
+}
+
+void lockKeyring() {
+    EXPECT_TRUE(outputOf(
+        u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs, u"-o"_qs,
+                         u"/org/freedesktop/secrets"_qs, u"-m"_qs, u"org.freedesktop.Secret.Service.Lock"_qs,
+                         u"['/org/freedesktop/secrets/collection/login']"_qs}));
+}
+
+class SecretServiceStoreTest : public testing::Test {
+protected:
+    std::optional<QByteArray> read() { return store->read(service, account); }
+    bool readsSoon(const std::optional<QByteArray>& value) {
+        return waitUntil([&] { return read() == value; });
+    }
+    void openStore() { store = std::make_unique<SecretServiceStore>(file); }
+
+    const test::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "tavro" / "secrets.json";
+    std::unique_ptr<SecretServiceStore> store;
+};
+
+class WithKeyring : public SecretServiceStoreTest {
+protected:
+    void SetUp() override {
+        openStore();
+        ASSERT_TRUE(waitUntil([&] { return store->remove(service, account); }));
+    }
+};
+
+TEST_F(WithKeyring, keepsWhatOtherClientsFindAndFindsWhatTheyKeep) {
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_TRUE(store->add(service, account, "first"));
+    EXPECT_TRUE(store->add(service, account,
+        "s\xc3\xa9"
+        "cond"));
+    EXPECT_EQ(read(), lookedUp());
+    EXPECT_EQ(read(), "s\xc3\xa9"
+                      "cond");
+    EXPECT_TRUE(store->remove(service, account));
+    EXPECT_EQ(lookedUp(), std::nullopt);
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_TRUE(store->remove(service, account));
+
+    EXPECT_TRUE(outputOf(u"secret-tool"_qs,
+        {u"store"_qs, u"--label=x"_qs, u"service"_qs, service, u"account"_qs, account}, "theirs"));
+    EXPECT_EQ(read(), "theirs");
+    EXPECT_TRUE(store->remove(service, account));
+    EXPECT_EQ(lookedUp(), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(WithKeyring, keepsAccountsApartAndBytesAsTheyAre) {
+    const QByteArray bytes("\0\xff\n\"", 4);
+    EXPECT_TRUE(store->add(service, account, ""));
+    EXPECT_TRUE(store->add(service, u"another"_qs, bytes));
+    const auto empty = read();
+    ASSERT_TRUE(empty);
+    EXPECT_TRUE(empty->isEmpty());
+    EXPECT_EQ(store->read(service, u"another"_qs), bytes);
+    EXPECT_TRUE(store->remove(service, account));
+    EXPECT_EQ(store->read(service, u"another"_qs), bytes);
+    EXPECT_EQ(store->read(u"other service"_qs, u"another"_qs), std::nullopt);
+    EXPECT_TRUE(store->remove(service, u"another"_qs));
+}
+
+TEST_F(WithKeyring, isReadAtOnceByTheNextProcess) {
+    EXPECT_TRUE(store->add(service, account, "kept"));
+    openStore();
+    EXPECT_TRUE(readsSoon("kept"));
+}
+
+TEST_F(WithKeyring, holdsNobodyUpWhileTheServiceHangs) {
+    EXPECT_TRUE(store->add(service, account, "old"));
+    signalKeyring(SIGSTOP);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_FALSE(store->add(service, account, "late"));
+    EXPECT_FALSE(store->remove(service, account));
+    EXPECT_FALSE(store->add(service, account, "new"));
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_LT(elapsed.elapsed(), soon);
+    signalKeyring(SIGCONT);
+    EXPECT_TRUE(readsSoon("new")) << "the last change is the one that is made";
+    EXPECT_TRUE(store->add(service, account, "newest"));
+    EXPECT_EQ(lookedUp(), "newest") << "nothing of the changes before comes after it";
+    EXPECT_FALSE(std::filesystem::exists(file)) << "a service that hangs is no service that is missing";
+}
+
+TEST_F(WithKeyring, endsWhileTheServiceHangs) {
+    signalKeyring(SIGSTOP);
+    EXPECT_FALSE(store->add(service, account, "never"));
+    QElapsedTimer elapsed;
+    elapsed.start();
+    store.reset();
+    EXPECT_LT(elapsed.elapsed(), soon);
+    openStore(); // and one that has not even been answered yet
+    store.reset();
+    EXPECT_LT(elapsed.elapsed(), soon);
+    signalKeyring(SIGCONT);
+}
+
+TEST_F(WithKeyring, hasNothingWhileItIsLockedAndAllAgainWhenItIsUnlocked) {
+    EXPECT_TRUE(store->add(service, account, "kept"));
+    lockKeyring();
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_FALSE(store->add(service, account, "refused")) << "there is nobody to ask for the password";
+    EXPECT_FALSE(store->remove(service, account));
+    desktop("--stop");
+    desktop("--start"); // unlocked, as after a login
+    EXPECT_TRUE(readsSoon("kept"));
+    EXPECT_TRUE(store->add(service, account, "new"));
+    EXPECT_EQ(lookedUp(), "new");
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(WithKeyring, bridgesTheTimeWithoutAServiceWithAFile) {
+    desktop("--stop");
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_TRUE(store->add(service, account, "kept in the file"));
+    EXPECT_EQ(read(), "kept in the file");
+    EXPECT_TRUE(std::filesystem::exists(file));
+    desktop("--start");
+    EXPECT_EQ(read(), "kept in the file");
+    EXPECT_TRUE(waitUntil([&] { return !std::filesystem::exists(file); })) << "it moves into the service";
+    EXPECT_EQ(read(), "kept in the file");
+    EXPECT_EQ(lookedUp(), "kept in the file");
+}
+
+TEST_F(WithKeyring, serversSeveralThreadsAtOnce) {
+    EXPECT_TRUE(store->add(service, account, "value"));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([this, t] {
+            const QString mine = u"account %1"_qs.arg(t);
+            for (int i = 0; i < 10; ++i) {
+                waitUntil([&] { return store->add(service, mine, QByteArray::number(i)); });
+                waitUntil([&] { return store->read(service, mine) == QByteArray::number(i); });
+            }
+            waitUntil([&] { return store->remove(service, mine); });
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_TRUE(readsSoon("value"));
+}
+
+/// Where the bus knows how to start the service but that takes its time.
+TEST_F(SecretServiceStoreTest, waitsForNoServiceThatStartsSlowlyButFindsItLater) {
+    openStore();
+    ASSERT_TRUE(waitUntil([&] { return store->add(service, account, "kept"); }));
+    store.reset();
+    desktop("--stop");
+    const QByteArray root = qgetenv("TAVRO_DESKTOP");
+    const auto definition =
+        std::filesystem::path(root.toStdString()) / "services/org.freedesktop.secrets.service";
+    test::writeFile(
+        definition, "[D-BUS Service]\nName=org.freedesktop.secrets\nExec=/bin/sh -c \"sleep 1; touch " +
+                        root + "/started; exec sleep 60\"\n");
+    ASSERT_TRUE(
+        outputOf(u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.DBus"_qs, u"-o"_qs,
+                                  u"/"_qs, u"-m"_qs, u"org.freedesktop.DBus.ReloadConfig"_qs}));
+    QElapsedTimer elapsed;
+    elapsed.start();
+    openStore();
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_LT(elapsed.elapsed(), soon);
+    EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(root.toStdString() + "/started"); }))
+        << "the service is started without being asked for anything";
+    EXPECT_EQ(read(), std::nullopt);
+    desktop("--start");
+    EXPECT_TRUE(readsSoon("kept"));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    std::filesystem::remove(definition);
+}
+
+TEST_F(SecretServiceStoreTest, keepsSecretsInAPrivateFileWhereThereIsNoBus) {
+    const test::ScopedEnvironment bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+    const ::mode_t before = ::umask(0);
+    openStore();
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
+    EXPECT_TRUE(store->add(service, account, "secret"));
+    EXPECT_TRUE(store->add(service, u"another"_qs, QByteArray("\0", 1)));
+    ::umask(before);
+    EXPECT_EQ(read(), "secret");
+    using std::filesystem::perms;
+    const auto permissions = [](const auto& path) { return std::filesystem::status(path).permissions(); };
+    EXPECT_EQ(permissions(file), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(permissions(file.parent_path()), perms::owner_all);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file.parent_path()), {}), 1)
+        << "nothing left over";
+
+    openStore();
+    EXPECT_EQ(read(), "secret");
+    EXPECT_TRUE(store->remove(service, account));
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_EQ(store->read(service, u"another"_qs), QByteArray("\0", 1));
+    EXPECT_TRUE(store->remove(service, u"another"_qs));
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(SecretServiceStoreTest, reportsAFileThatCannotBeWritten) {
+    const test::ScopedEnvironment bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+    test::writeFile(folder.path() / "tavro", "a file where the folder should be");
+    openStore();
+    EXPECT_FALSE(store->add(service, account, "secret"));
+    EXPECT_EQ(read(), std::nullopt);
+}
+
+} // namespace
+} // namespace tavro
