@@ -5,13 +5,13 @@
 #include "Auth/LocalCallbackServer.h"
 #include "Auth/TokenExchange.h"
 #include "Backend/BackendClient.h"
+#include "Backend/HttpTransport.h"
 #include "Core/Log.h"
 #include "Core/Promise.h"
 #include "Core/WorkerConfig.h"
 #include "Platform/Workspace.h"
 
-#include <QNetworkAccessManager>
-
+#include <chrono>
 #include <utility>
 
 namespace tavro {
@@ -43,7 +43,7 @@ struct AppSignIn::Context {
     const KeychainHelper keychain;
     const std::shared_ptr<Workspace> workspace;
     const UserDefaults defaults;
-    const std::shared_ptr<QNetworkAccessManager> network = std::make_shared<QNetworkAccessManager>();
+    HttpTransport http{std::chrono::seconds(60)};
     std::shared_ptr<Attempt> attempt = nullptr; // the latest
 };
 
@@ -55,6 +55,7 @@ AppSignIn::AppSignIn(std::shared_ptr<BackendClient> backend, std::shared_ptr<Sec
 AppSignIn::~AppSignIn() {
     if (context->attempt)
         context->attempt->end();
+    context->http.cancel();
 }
 
 void AppSignIn::Attempt::openBrowser(const QUrl& baseURL, Workspace& workspace) {
@@ -102,7 +103,7 @@ QCoro::Task<QString> AppSignIn::signIn(std::shared_ptr<Context> context, QUrl ba
     const Promise<QString> arriving = attempt->code;
     const QString code = co_await arriving;
     Log::info(QStringLiteral("signIn: received code, exchanging for API token"));
-    auto exchange = exchangeCodeForToken(context->network, code, baseURL);
+    auto exchange = exchangeCodeForToken(context->http, code, baseURL);
     const IssuedToken issued = co_await exchange;
     if (issued.email)
         context->defaults.set(userEmailKey, *issued.email);

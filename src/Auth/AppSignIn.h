@@ -20,7 +20,7 @@ class AppSignIn {
 public:
     AppSignIn(std::shared_ptr<BackendClient> backend, std::shared_ptr<SecretStore> secrets,
         std::shared_ptr<Workspace> workspace, UserDefaults defaults = UserDefaults::standard());
-    ~AppSignIn(); ///< an attempt that still waits for the browser fails
+    ~AppSignIn(); ///< ends an attempt under way with an error
     AppSignIn(const AppSignIn&) = delete;
     AppSignIn& operator=(const AppSignIn&) = delete;
 

@@ -1,20 +1,13 @@
 #include "Auth/TokenExchange.h"
 
 #include "Auth/AuthError.h"
+#include "Backend/HttpTransport.h"
 #include "Backend/Json.h"
 #include "Core/Log.h"
-
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <qcoro/qcoronetworkreply.h>
-
-#include <chrono>
 
 namespace tavro {
 
 namespace {
-
-using namespace std::chrono_literals;
 
 struct CodeRequest {
     QString code;
@@ -39,47 +32,32 @@ constexpr auto jsonForm(const TokenResp*) {
         "TokenResp", json::field("token", &TokenResp::token), json::field("user", &TokenResp::user));
 }
 
-struct DeleteLater {
-    void operator()(QNetworkReply* reply) const { reply->deleteLater(); }
-};
-using Reply = std::unique_ptr<QNetworkReply, DeleteLater>;
-
-QNetworkRequest requestFor(const QUrl& baseURL) {
+HttpRequest requestFor(const QUrl& baseURL, const QByteArray& body) {
     QUrl url = baseURL;
     if (url.isValid())
         url.setPath(QStringLiteral("/api/auth/token"));
     if (!url.isValid())
         throw AuthError(AuthError::Case::failed);
-    QNetworkRequest request(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setTransferTimeout(std::chrono::milliseconds(60s).count());
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url;
+    request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
+    request.openBody = [body] { return RequestBody::ofBytes(body); };
     return request;
-}
-
-IssuedToken issuedBy(QNetworkReply& reply) {
-    const QVariant answered = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const int status = answered.isValid() ? answered.toInt() : -1;
-    const bool success = status >= 200 && status <= 299;
-    // An answer of any other status is an error to the library too, but not one of the network.
-    if (reply.error() != QNetworkReply::NoError && (success || !answered.isValid()))
-        throw PlatformError(QStringLiteral("QNetworkReply"), reply.error(), reply.errorString());
-    if (!success) {
-        Log::error(QStringLiteral("signIn: token exchange failed (HTTP %1)").arg(status));
-        throw AuthError(AuthError::Case::failed);
-    }
-    const auto response = decodeJson<TokenResp>(reply.readAll());
-    return {response.token, response.user ? response.user->email : std::nullopt};
 }
 
 } // namespace
 
-QCoro::Task<IssuedToken> exchangeCodeForToken(
-    std::shared_ptr<QNetworkAccessManager> network, QString code, QUrl baseURL) {
-    const QNetworkRequest request = requestFor(baseURL);
-    const Reply reply(network->post(request, encodeJson(CodeRequest{code})));
-    QNetworkReply* const running = reply.get();
-    co_await running;
-    co_return issuedBy(*reply);
+QCoro::Task<IssuedToken> exchangeCodeForToken(HttpTransport& http, QString code, QUrl baseURL) {
+    auto asking = http.answerTo(requestFor(baseURL, encodeJson(CodeRequest{code})));
+    const HttpAnswer answer = co_await asking;
+    if (answer.status < 200 || answer.status > 299) {
+        Log::error(QStringLiteral("signIn: token exchange failed (HTTP %1)")
+                       .arg(answer.status == 0 ? -1 : answer.status));
+        throw AuthError(AuthError::Case::failed);
+    }
+    const auto response = decodeJson<TokenResp>(answer.body);
+    co_return IssuedToken{response.token, response.user ? response.user->email : std::nullopt};
 }
 
 } // namespace tavro

@@ -108,19 +108,25 @@ void HttpTransport::cancel() {
 }
 
 QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
+    auto running = answerTo(std::move(request));
+    const HttpAnswer answer = co_await running;
+    if (answer.status < 200 || answer.status > 299)
+        throw BackendError(BackendError::Case::notFound);
+    co_return answer.body;
+}
+
+QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
     for (int followed = 0;; ++followed) {
         auto running = exchange(request);
-        const Answer answer = co_await running;
-        if (answer.status >= 200 && answer.status <= 299)
-            co_return answer.body;
+        const HttpAnswer answer = co_await running;
         auto next = redirected(request, answer.status, answer.location);
         if (!next || followed == mostRedirections)
-            throw BackendError(BackendError::Case::notFound);
+            co_return answer;
         request = *std::move(next);
     }
 }
 
-QCoro::Task<HttpTransport::Answer> HttpTransport::exchange(HttpRequest request) {
+QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
     if (cancelled)
         throw transportError(QNetworkReply::OperationCanceledError,
             QCoreApplication::translate("QNetworkReply", "Operation canceled"));
@@ -160,7 +166,7 @@ QCoro::Task<HttpTransport::Answer> HttpTransport::exchange(HttpRequest request) 
     if (timedOut)
         throw transportError(QNetworkReply::TimeoutError,
             QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
-    Answer answer;
+    HttpAnswer answer;
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const bool isFailure = answer.status != 0 && (answer.status < 200 || answer.status > 299);
     if (isFailure)

@@ -25,6 +25,12 @@ struct HttpRequest {
     std::function<void(qint64 sent, qint64 total)> onUploadProgress;
 };
 
+struct HttpAnswer {
+    int status = 0;  ///< 0: not an HTTP answer
+    QUrl location;   ///< where it sends the client instead, if so
+    QByteArray body; ///< of a status from 200 to 299 only
+};
+
 /// Sends HTTP requests, with the system's proxies and certificates. Lives and works on one thread, which runs
 /// an event loop.
 ///
@@ -41,17 +47,14 @@ public:
     /// answer, and PlatformError (domain "QNetworkReply", QNetworkReply::NetworkError, its text) when the
     /// transport fails.
     QCoro::Task<QByteArray> send(HttpRequest request);
+    /// The same for those who want to know the status: throws only when the transport fails.
+    QCoro::Task<HttpAnswer> answerTo(HttpRequest request);
 
     /// Ends all exchanges with an error; later ones fail at once.
     void cancel();
 
 private:
-    struct Answer {
-        int status = 0; // 0: no HTTP answer
-        QUrl location;
-        QByteArray body;
-    };
-    QCoro::Task<Answer> exchange(HttpRequest request);
+    QCoro::Task<HttpAnswer> exchange(HttpRequest request);
 
     std::chrono::milliseconds timeout;
     QNetworkAccessManager manager;

@@ -261,6 +261,17 @@ TEST_F(AppSignInTest, passesOnWhatTheNetworkSays) {
     EXPECT_TRUE(portIsClosed());
 }
 
+TEST_F(AppSignInTest, sendsACodeOnlyOnceOverAConnectionThatIsCut) {
+    test::Misbehaviour cut;
+    cut.match = "POST /api/auth/token";
+    cut.cutAfter = 3;
+    service.misbehave(cut);
+    auto attempt = begin();
+    browserReturns("code");
+    EXPECT_EQ(test::errorOf([&] { test::await(std::move(attempt)); }).domain, u"QNetworkReply"_qs);
+    EXPECT_EQ(exchanged().size(), 1);
+}
+
 TEST_F(AppSignInTest, refusesAnAddressThatIsNone) {
     const QUrl bad(u"http://127.0.0.1:x"_qs);
     const auto error = test::errorOf([&] { test::await(begin(bad)); });
