@@ -38,12 +38,7 @@ HttpRequest requestFor(const QUrl& baseURL, const QByteArray& body) {
         url.setPath(QStringLiteral("/api/auth/token"));
     if (!url.isValid())
         throw AuthError(AuthError::Case::failed);
-    HttpRequest request;
-    request.method = "POST";
-    request.url = url;
-    request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
-    request.openBody = [body] { return RequestBody::ofBytes(body); };
-    return request;
+    return {"POST", url, {}, body};
 }
 
 } // namespace

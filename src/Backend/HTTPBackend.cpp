@@ -102,7 +102,7 @@ public:
 
     QUrl url(const QString& path) const;
     QCoro::Task<QByteArray> request(QByteArray method, QString path, QByteArray json = {});
-    QCoro::Task<QByteArray> put(QUrl url, std::filesystem::path file);
+    QCoro::Task<> upload(QUrl url, std::filesystem::path file);
 
     void openChannel(const QUrl& url);
     QCoro::Task<> sendEvent(LiveEvent event);
@@ -173,32 +173,17 @@ QUrl HTTPBackend::Service::url(const QString& path) const {
 }
 
 QCoro::Task<QByteArray> HTTPBackend::Service::request(QByteArray method, QString path, QByteArray json) {
-    HttpRequest request;
-    request.method = method;
-    request.url = url(path);
-    request.headers = {{"Authorization", bearer}};
-    if (!json.isNull()) {
-        request.headers.emplaceBack("Content-Type", "application/json");
-        request.openBody = [json] { return RequestBody::ofBytes(json); };
-    }
-    auto answer = http->send(request);
+    auto answer = http->send({method, url(path), bearer, json});
     co_return co_await answer;
 }
 
-QCoro::Task<QByteArray> HTTPBackend::Service::put(QUrl url, std::filesystem::path file) {
-    HttpRequest request;
-    request.method = "PUT";
-    request.url = url;
-    request.headers = {{"Content-Type", "video/mp4"}};
-    request.openBody = [file] { return RequestBody::ofFile(file); };
-    request.followsAnywhere = true;
-    request.onUploadProgress = [this](qint64 sent, qint64 total) {
+QCoro::Task<> HTTPBackend::Service::upload(QUrl url, std::filesystem::path file) {
+    auto stored = http->upload(url, file, [this](qint64 sent, qint64 total) {
         const std::lock_guard lock(mutex);
         if (listener)
             ProgressListener::tell(listener, sent, total);
-    };
-    auto answer = http->send(request);
-    co_return co_await answer;
+    });
+    co_await stored;
 }
 
 void HTTPBackend::Service::openChannel(const QUrl& url) {
@@ -318,7 +303,7 @@ QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem
         auto answer =
             s->request("POST", session + u"/upload-url"_qs, encodeJson(UploadKind{u"video/mp4"_qs}));
         const auto presign = decodeJson<Presign>(co_await answer);
-        auto stored = s->put(validURL(presign.url), file);
+        auto stored = s->upload(validURL(presign.url), file);
         co_await stored;
         auto noted =
             s->request("POST", session + u"/video-uploaded"_qs, encodeJson(UploadedVideo{presign.key}));

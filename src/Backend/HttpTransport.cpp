@@ -1,10 +1,11 @@
 #include "Backend/HttpTransport.h"
 
 #include "Backend/BackendClient.h"
+#include "Backend/RequestBody.h"
 
 #include <QCoreApplication>
 #include <QNetworkReply>
-#include <QPointer>
+#include <QScopeGuard>
 #include <QTimer>
 #include <qcoro/qcoronetworkreply.h>
 
@@ -45,53 +46,31 @@ bool isSameOrigin(const QUrl& a, const QUrl& b) {
     return a.scheme() == b.scheme() && a.host() == b.host() && portOf(a) == portOf(b);
 }
 
-bool isRedirection(int status) {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
-/// The request that follows `request` when the answer redirects it and that may be followed.
-std::optional<HttpRequest> redirected(const HttpRequest& request, int status, const QUrl& location) {
-    if (!isRedirection(status) || location.isEmpty())
+/// Where an answer sends the request on to; none when it does not, or less safely than before.
+std::optional<QUrl> redirectionOf(const HttpAnswer& answer, const QUrl& from) {
+    const int status = answer.status;
+    const bool redirects = status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    const QUrl to = from.resolved(answer.location);
+    const bool isLessSafe = from.scheme() == QLatin1String("https") && to.scheme() != from.scheme();
+    if (!redirects || answer.location.isEmpty() || isLessSafe)
         return std::nullopt;
-    HttpRequest next = request;
-    next.url = request.url.resolved(location);
-    const bool lessSafe =
-        request.url.scheme() == QLatin1String("https") && next.url.scheme() != request.url.scheme();
-    if (lessSafe || !(request.followsAnywhere || isSameOrigin(request.url, next.url)))
-        return std::nullopt;
-    if (status == 303 || (request.method == "POST" && status < 303)) {
-        if (request.method == "PUT")
-            return std::nullopt;
-        next.method = "GET";
-        next.openBody = nullptr;
-        next.headers.removeIf([](const auto& header) { return header.first == "Content-Type"; });
-    }
-    return next;
+    return to;
 }
 
 QNetworkRequest qtRequest(const HttpRequest& request) {
     QNetworkRequest qt(request.url);
     qt.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    // One file at a time gains nothing from HTTP/2, whose flow control throttles uploads.
+    // A handful of small requests gains nothing from HTTP/2.
     qt.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     qt.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Tavro"));
-    for (const auto& [name, value] : request.headers)
-        qt.setRawHeader(name, value);
+    if (!request.authorization.isNull())
+        qt.setRawHeader("Authorization", request.authorization);
+    if (!request.json.isNull())
+        qt.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     return qt;
 }
 
 } // namespace
-
-QNetworkProxy tunnelProxyFor(QUrl url) {
-    if (url.scheme() == QLatin1String("ws"))
-        url.setScheme(QStringLiteral("http"));
-    else if (url.scheme() == QLatin1String("wss"))
-        url.setScheme(QStringLiteral("https"));
-    for (const QNetworkProxy& proxy : QNetworkProxyFactory::proxyForQuery(QNetworkProxyQuery(url)))
-        if (proxy.capabilities() & QNetworkProxy::TunnelingCapability)
-            return proxy;
-    return QNetworkProxy(QNetworkProxy::NoProxy);
-}
 
 HttpTransport::HttpTransport(std::chrono::milliseconds idleTime) : timeout(idleTime) {}
 
@@ -101,16 +80,24 @@ HttpTransport::~HttpTransport() {
 
 void HttpTransport::cancel() {
     cancelled = true;
-    const auto open = inFlight;
+    const auto open = replies;
     for (QNetworkReply* reply : open)
-        if (inFlight.contains(reply))
+        if (replies.contains(reply))
             reply->abort();
+    for (FileUpload* upload : uploads)
+        upload->cancel();
+}
+
+void HttpTransport::refuseWhenCancelled() const {
+    if (cancelled)
+        throw transportError(QNetworkReply::OperationCanceledError,
+            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
 }
 
 QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
     auto running = answerTo(std::move(request));
     const HttpAnswer answer = co_await running;
-    if (answer.status < 200 || answer.status > 299)
+    if (!answer.isSuccess())
         throw BackendError(BackendError::Case::notFound);
     co_return answer.body;
 }
@@ -119,23 +106,44 @@ QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
     for (int followed = 0;; ++followed) {
         auto running = exchange(request);
         const HttpAnswer answer = co_await running;
-        auto next = redirected(request, answer.status, answer.location);
-        if (!next || followed == mostRedirections)
+        const auto next = redirectionOf(answer, request.url);
+        if (!next || !isSameOrigin(*next, request.url) || followed == mostRedirections)
             co_return answer;
-        request = *std::move(next);
+        request.url = *next;
+        if (answer.status == 303 || (answer.status < 303 && request.method == "POST")) {
+            request.method = "GET";
+            request.json = {};
+        }
+    }
+}
+
+QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, FileUpload::Progress progress) {
+    for (int followed = 0;; ++followed) {
+        refuseWhenCancelled();
+        FileUpload upload(url, file, timeout, progress);
+        uploads.insert(&upload);
+        const auto done = qScopeGuard([&] { uploads.erase(&upload); });
+        const auto answered = upload.answer();
+        const HttpAnswer answer = co_await answered;
+        if (answer.isSuccess())
+            co_return;
+        const auto next = redirectionOf(answer, url);
+        if (answer.status < 307 || !next || followed == mostRedirections)
+            throw BackendError(BackendError::Case::notFound);
+        url = *next;
     }
 }
 
 QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
-    if (cancelled)
-        throw transportError(QNetworkReply::OperationCanceledError,
-            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
+    refuseWhenCancelled();
     if (!isHttp(request.url)) // the network stack would also read and write local files
         throw transportError(QNetworkReply::ProtocolUnknownError,
             QCoreApplication::translate("QNetworkAccessManager", "Protocol \"%1\" is unknown")
                 .arg(request.url.scheme()));
 
-    std::unique_ptr<RequestBody> body = request.openBody ? request.openBody() : nullptr;
+    std::unique_ptr<RequestBody> body;
+    if (!request.json.isNull())
+        body = std::make_unique<RequestBody>(request.json);
     const ReplyHandle reply(manager.sendCustomRequest(qtRequest(request), request.method, body.get()));
     if (body)
         body.release()->setParent(reply.get());
@@ -153,28 +161,23 @@ QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
     QObject::connect(reply.get(), &QNetworkReply::requestSent, &idle, progress);
     QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, &idle, progress);
     QObject::connect(reply.get(), &QNetworkReply::downloadProgress, &idle, progress);
-    QObject::connect(reply.get(), &QNetworkReply::uploadProgress, &idle, [&](qint64 sent, qint64 total) {
-        idle.start();
-        if (request.onUploadProgress && total > 0)
-            request.onUploadProgress(sent, total);
-    });
+    QObject::connect(reply.get(), &QNetworkReply::uploadProgress, &idle, progress);
 
-    inFlight.insert(reply.get());
+    replies.insert(reply.get());
     co_await reply.get();
-    inFlight.erase(reply.get());
+    replies.erase(reply.get());
 
     if (timedOut)
         throw transportError(QNetworkReply::TimeoutError,
             QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
     HttpAnswer answer;
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const bool isFailure = answer.status != 0 && (answer.status < 200 || answer.status > 299);
-    if (isFailure)
-        answer.location = reply->header(QNetworkRequest::LocationHeader).toUrl();
-    else if (reply->error() != QNetworkReply::NoError)
-        throw errorOf(*reply);
-    else
+    answer.location = reply->header(QNetworkRequest::LocationHeader).toUrl();
+    if (answer.status == 0 || answer.isSuccess()) {
+        if (reply->error() != QNetworkReply::NoError)
+            throw errorOf(*reply);
         answer.body = reply->readAll();
+    }
     co_return answer;
 }
 

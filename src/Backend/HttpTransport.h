@@ -1,16 +1,13 @@
 #pragma once
 
-#include "Backend/RequestBody.h"
+#include "Backend/FileUpload.h"
+#include "Backend/HttpAnswer.h"
 
-#include <QList>
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
-#include <QPair>
-#include <QUrl>
 #include <qcoro/qcorotask.h>
 
 #include <chrono>
-#include <functional>
+#include <filesystem>
 #include <set>
 
 namespace tavro {
@@ -18,51 +15,45 @@ namespace tavro {
 struct HttpRequest {
     QByteArray method;
     QUrl url;
-    QList<QPair<QByteArray, QByteArray>> headers;
-    std::function<std::unique_ptr<RequestBody>()> openBody; ///< empty: the request has no body
-    /// Whether a redirection may lead to another host. Never with credentials in the headers.
-    bool followsAnywhere = false;
-    std::function<void(qint64 sent, qint64 total)> onUploadProgress;
-};
-
-struct HttpAnswer {
-    int status = 0;  ///< 0: not an HTTP answer
-    QUrl location;   ///< where it sends the client instead, if so
-    QByteArray body; ///< of a status from 200 to 299 only
+    QByteArray authorization; ///< null: none
+    QByteArray json;          ///< null: no body
 };
 
 /// Sends HTTP requests, with the system's proxies and certificates. Lives and works on one thread, which runs
 /// an event loop.
 ///
-/// An exchange ends with an error after `timeout` without any progress: a long upload may take as long as it
-/// needs. Redirections are followed as browsers follow them, within the same scheme, host and port only
-/// unless the request says otherwise, and never from https to http; an upload is never turned into a GET.
-/// Nothing with a body is ever sent a second time of the network stack's own accord.
+/// An exchange ends with an error after `timeout` without any progress; a long upload may take as long as it
+/// needs. When the transport fails, that is a PlatformError of domain "QNetworkReply"
+/// (QNetworkReply::NetworkError and its text) or, for uploads, "QAbstractSocket". Nothing with a body is ever
+/// sent again after the connection broke.
 class HttpTransport {
 public:
     explicit HttpTransport(std::chrono::milliseconds timeout);
     ~HttpTransport();
 
     /// The body of the answer with a status from 200 to 299. Throws BackendError::notFound for any other
-    /// answer, and PlatformError (domain "QNetworkReply", QNetworkReply::NetworkError, its text) when the
-    /// transport fails.
+    /// answer. Follows redirections as browsers do, but only within the same scheme, host and port: the
+    /// credentials are nobody else's business.
     QCoro::Task<QByteArray> send(HttpRequest request);
     /// The same for those who want to know the status: throws only when the transport fails.
     QCoro::Task<HttpAnswer> answerTo(HttpRequest request);
 
-    /// Ends all exchanges with an error; later ones fail at once.
+    /// Puts the file there, without credentials; throws notFound as `send` does. Follows redirections that
+    /// ask for the same request elsewhere (307 and 308), never from https to http.
+    QCoro::Task<> upload(QUrl url, std::filesystem::path file, FileUpload::Progress progress);
+
+    /// Ends everything under way with an error; what is asked for later fails at once.
     void cancel();
 
 private:
     QCoro::Task<HttpAnswer> exchange(HttpRequest request);
+    void refuseWhenCancelled() const;
 
     std::chrono::milliseconds timeout;
     QNetworkAccessManager manager;
-    std::set<QNetworkReply*> inFlight;
+    std::set<QNetworkReply*> replies; // under way
+    std::set<FileUpload*> uploads;
     bool cancelled = false;
 };
-
-/// The proxy that the application's settings name for the address, for a connection that is tunnelled.
-QNetworkProxy tunnelProxyFor(QUrl url);
 
 } // namespace tavro

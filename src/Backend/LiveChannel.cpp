@@ -1,6 +1,6 @@
 #include "Backend/LiveChannel.h"
 
-#include "Backend/HttpTransport.h"
+#include "Backend/Proxy.h"
 
 #include <QCoreApplication>
 #include <QSslSocket>
@@ -29,7 +29,7 @@ LiveChannel::LiveChannel(const QNetworkRequest& request, std::chrono::millisecon
             QCoreApplication::translate("QAbstractSocket", "The remote host closed the connection"));
     });
     idle.start();
-    socket.setProxy(tunnelProxyFor(request.url()));
+    socket.setProxy(proxyFor(request.url()));
     socket.open(request);
 }
 

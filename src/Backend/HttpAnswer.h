@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QByteArray>
+#include <QUrl>
+
+namespace tavro {
+
+struct HttpAnswer {
+    int status = 0; ///< 0: the answer was none of HTTP's
+    QUrl location;  ///< of a redirection
+    QByteArray body;
+
+    bool isSuccess() const { return status >= 200 && status <= 299; }
+};
+
+} // namespace tavro
