@@ -86,8 +86,19 @@ void trash(QPainter& painter, const QColor& color) {
     stroke(painter, color, 1.2, line({{9.3, 7}, {9.1, 11.2}}));
 }
 
+void spinner(QPainter& painter, const QColor& color) {
+    constexpr int spokes = 12;
+    painter.translate(8, 8);
+    for (int i = 0; i < spokes; ++i) {
+        QColor fading = color;
+        fading.setAlphaF((1 + static_cast<float>(i)) / spokes);
+        stroke(painter, fading, 1.5, line({{0, -4}, {0, -7}}));
+        painter.rotate(360.0 / spokes);
+    }
+}
+
 using Draw = void (*)(QPainter&, const QColor&);
-constexpr std::array<std::pair<std::string_view, Draw>, 9> symbols{{
+constexpr std::array<std::pair<std::string_view, Draw>, 10> symbols{{
     {"pause.fill", pause},
     {"play.fill", play},
     {"checkmark", checkmark},
@@ -97,6 +108,7 @@ constexpr std::array<std::pair<std::string_view, Draw>, 9> symbols{{
     {"chevron.up.chevron.down", chevrons},
     {"arrow.counterclockwise", restart},
     {"trash", trash},
+    {"spinner", spinner},
 }};
 
 } // namespace

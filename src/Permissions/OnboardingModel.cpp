@@ -1,0 +1,98 @@
+#include "Permissions/OnboardingModel.h"
+
+#include "Auth/AppSignIn.h"
+
+#include <QGuiApplication>
+
+namespace tavro {
+
+OnboardingModel::OnboardingModel(OnboardingServices servicesGiven)
+    : services(std::move(servicesGiven))
+    , permissionSet(services.permissions.current()) {
+    connect(this, &OnboardingModel::permsChanged, this, &OnboardingModel::isCompleteChanged);
+    connect(this, &OnboardingModel::accountChanged, this, &OnboardingModel::isCompleteChanged);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            refreshPerms();
+    });
+}
+
+QCoro::Task<> OnboardingModel::appear() {
+    const auto self = shared_from_this();
+    setAccount(services.isSignedIn(), storedEmail());
+    auto refreshing = services.signIn.refreshEmail();
+    co_await refreshing;
+    setAccount(isSignedIn, storedEmail());
+}
+
+QString OnboardingModel::accountText() const {
+    if (!isSignedIn)
+        return QStringLiteral("Not signed in");
+    return QStringLiteral("Signed in as ") + emailAddress.value_or(QStringLiteral("your account"));
+}
+
+void OnboardingModel::grantScreen() {
+    services.permissions.openScreenRecordingSettings();
+    refreshPerms(); // where nobody is asked, it is granted by now
+}
+
+void OnboardingModel::grantMicrophone() {
+    request(&Permissions::requestMicrophone);
+}
+
+void OnboardingModel::grantSpeech() {
+    request(&Permissions::requestSpeech);
+}
+
+QCoro::Task<> OnboardingModel::request(Request operation) {
+    const auto self = shared_from_this();
+    auto asking = (services.permissions.*operation)();
+    co_await asking;
+    refreshPerms();
+}
+
+void OnboardingModel::relaunch() {
+    services.permissions.relaunch();
+}
+
+void OnboardingModel::signInOrOut() {
+    if (isSignedIn) {
+        services.signIn.signOut();
+        setAccount(false, std::nullopt);
+    } else {
+        signIn();
+    }
+}
+
+QCoro::Task<> OnboardingModel::signIn() {
+    const auto self = shared_from_this();
+    try {
+        auto signingIn = services.signIn.signInWithBrowser(services.config.backendURL());
+        co_await signingIn;
+    } catch (...) { // the log says why; here it shows by the state alone
+    }
+    setAccount(services.isSignedIn(), storedEmail());
+}
+
+void OnboardingModel::done() {
+    const auto self = shared_from_this(); // the callee lets go of the view
+    if (isComplete())
+        onDone();
+}
+
+void OnboardingModel::refreshPerms() {
+    permissionSet = services.permissions.current();
+    emit permsChanged();
+}
+
+void OnboardingModel::setAccount(bool signedIn, std::optional<QString> email) {
+    isSignedIn = signedIn;
+    emailAddress = std::move(email);
+    emit accountChanged();
+}
+
+std::optional<QString> OnboardingModel::storedEmail() const {
+    return services.config.defaults.string(userEmailKey);
+}
+
+} // namespace tavro

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "Auth/KeychainHelper.h"
+#include "Core/WorkerConfig.h"
+#include "Permissions/PermissionStatus.h"
+
+#include <QObject>
+#include <QtQml/qqmlregistration.h>
+#include <qcoro/qcorotask.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace tavro {
+
+class AppSignIn;
+
+/// What onboarding works with. The references outlive every wizard and view.
+struct OnboardingServices {
+    AppSignIn& signIn;
+    Permissions& permissions;
+    KeychainHelper keychain;
+    WorkerConfig config;
+
+    bool isSignedIn() const { return keychain.get(apiTokenAccount).has_value(); }
+};
+
+/// What the onboarding view shows: the grants, and who is signed in. Main thread. Lives in a shared_ptr: work
+/// under way keeps it alive.
+class OnboardingModel : public QObject, public std::enable_shared_from_this<OnboardingModel> {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the program")
+    Q_PROPERTY(bool screenGranted READ screenGranted NOTIFY permsChanged)
+    Q_PROPERTY(bool microphoneGranted READ microphoneGranted NOTIFY permsChanged)
+    Q_PROPERTY(bool speechGranted READ speechGranted NOTIFY permsChanged)
+    Q_PROPERTY(bool signedIn READ signedIn NOTIFY accountChanged)
+    Q_PROPERTY(QString accountText READ accountText NOTIFY accountChanged)
+    Q_PROPERTY(bool isComplete READ isComplete NOTIFY isCompleteChanged)
+
+public:
+    /// Reads the grants; nobody is signed in until `appear()`.
+    explicit OnboardingModel(OnboardingServices services);
+
+    const PermissionSet& perms() const { return permissionSet; }
+    bool signedIn() const { return isSignedIn; }
+    const std::optional<QString>& email() const { return emailAddress; }
+    QString accountText() const;
+    bool isComplete() const { return permissionSet.allGranted() && isSignedIn; }
+
+    /// Reads who is signed in, then completes the address from the backend.
+    QCoro::Task<> appear();
+
+    std::function<void()> onDone = [] {};
+
+    // What the view's buttons call.
+    Q_INVOKABLE void grantScreen();
+    Q_INVOKABLE void grantMicrophone();
+    Q_INVOKABLE void grantSpeech();
+    Q_INVOKABLE void relaunch();
+    Q_INVOKABLE void signInOrOut();
+    Q_INVOKABLE void done();
+
+signals:
+    void permsChanged();
+    void accountChanged();
+    void isCompleteChanged();
+
+private:
+    using Request = QCoro::Task<Grant> (Permissions::*)();
+    QCoro::Task<> request(Request operation);
+    QCoro::Task<> signIn();
+    void refreshPerms();
+    void setAccount(bool signedIn, std::optional<QString> email);
+    std::optional<QString> storedEmail() const;
+
+    bool screenGranted() const { return permissionSet.screen == Grant::granted; }
+    bool microphoneGranted() const { return permissionSet.microphone == Grant::granted; }
+    bool speechGranted() const { return permissionSet.speech == Grant::granted; }
+
+    OnboardingServices services;
+    PermissionSet permissionSet;
+    bool isSignedIn = false;
+    std::optional<QString> emailAddress;
+};
+
+} // namespace tavro

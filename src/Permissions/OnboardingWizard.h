@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Permissions/OnboardingModel.h"
+#include "UI/ViewWindow.h"
+
+#include <functional>
+
+namespace tavro {
+
+/// The first-run window: it leads through the privacy grants and the sign-in. Main thread.
+class OnboardingWizard {
+public:
+    OnboardingWizard(OnboardingServices services, std::function<void()> onComplete);
+
+    /// Calls `onComplete` at once when nothing is missing; otherwise shows the window.
+    void presentIfNeeded();
+    /// Shows a new window, in place of one that is open. Done closes it and calls `onComplete`; its close
+    /// button calls nothing.
+    void present();
+
+    ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none
+
+private:
+    const OnboardingServices services;
+    const std::function<void()> onComplete;
+    ViewWindowPtr currentWindow;
+};
+
+} // namespace tavro

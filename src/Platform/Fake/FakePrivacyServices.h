@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/PrivacyServices.h"
+
+#include <utility>
+#include <vector>
+
+namespace tavro {
+
+/// A user who answers when told to. A request waits in `microphoneRequests` or `speechRequests` until then.
+/// Main thread.
+class FakePrivacyServices final : public PrivacyServices {
+public:
+    bool screen = false;
+    AuthorizationStatus microphone = AuthorizationStatus::notDetermined;
+    AuthorizationStatus speech = AuthorizationStatus::notDetermined;
+    int screenRequests = 0;
+    std::vector<std::function<void(bool)>> microphoneRequests;
+    std::vector<std::function<void(AuthorizationStatus)>> speechRequests;
+
+    void grantAll() {
+        screen = true;
+        microphone = speech = AuthorizationStatus::authorized;
+    }
+
+    bool preflightScreenCaptureAccess() override { return screen; }
+    bool requestScreenCaptureAccess() override {
+        ++screenRequests;
+        return screen;
+    }
+    AuthorizationStatus microphoneAuthorization() override { return microphone; }
+    void requestMicrophoneAccess(std::function<void(bool)> handler) override {
+        microphoneRequests.push_back(std::move(handler));
+    }
+    AuthorizationStatus speechAuthorization() override { return speech; }
+    void requestSpeechAuthorization(std::function<void(AuthorizationStatus)> handler) override {
+        speechRequests.push_back(std::move(handler));
+    }
+};
+
+} // namespace tavro

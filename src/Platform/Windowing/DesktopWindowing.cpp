@@ -1,0 +1,114 @@
+#include "Platform/Windowing/DesktopWindowing.h"
+
+#include <QGuiApplication>
+#include <QRegion>
+#include <QWindow>
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tavro {
+
+namespace {
+
+struct Free {
+    void operator()(void* reply) const { std::free(reply); }
+};
+template <class T>
+using Reply = std::unique_ptr<T, Free>;
+
+/// Null when the program is not on an X server.
+xcb_connection_t* connection() {
+    const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return x11 ? x11->connection() : nullptr;
+}
+
+xcb_atom_t atom(xcb_connection_t* x, const std::string& name) {
+    const auto request = xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, request, nullptr));
+    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+void setProperty(xcb_connection_t* x, xcb_window_t window, const std::string& name, xcb_atom_t type,
+    const std::vector<std::uint32_t>& values) {
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, name), type, 32,
+        static_cast<std::uint32_t>(values.size()), values.data());
+}
+
+std::vector<std::uint32_t> atoms(xcb_connection_t* x, std::initializer_list<const char*> names) {
+    std::vector<std::uint32_t> result;
+    for (const char* name : names)
+        result.push_back(atom(x, name));
+    return result;
+}
+
+/// The rectangles of `shape` in the window's own pixels.
+std::vector<xcb_rectangle_t> pixels(const QRegion& shape, double scale) {
+    std::vector<xcb_rectangle_t> result;
+    for (const QRect& r : shape) {
+        const QRect p = QRectF(r.x() * scale, r.y() * scale, r.width() * scale, r.height() * scale).toRect();
+        result.push_back({static_cast<std::int16_t>(p.x()), static_cast<std::int16_t>(p.y()),
+            static_cast<std::uint16_t>(p.width()), static_cast<std::uint16_t>(p.height())});
+    }
+    return result;
+}
+
+} // namespace
+
+bool DesktopWindowing::isComposited() const {
+    xcb_connection_t* x = connection();
+    if (!x)
+        return true;
+    // The compositor of a screen owns this selection; Qt has windows on the first screen only.
+    const auto request = xcb_get_selection_owner(x, atom(x, "_NET_WM_CM_S0"));
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(x, request, nullptr));
+    return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+void DesktopWindowing::makeFloating(QWindow& window) {
+    window.setProperty("_q_showWithoutActivating", true);
+    window.setFlag(Qt::FramelessWindowHint);
+    window.setFlag(Qt::WindowStaysOnTopHint);
+    window.setFlag(Qt::WindowDoesNotAcceptFocus);
+    window.create();
+    xcb_connection_t* x = connection();
+    if (!x)
+        return;
+
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    // Window managers keep notifications above full-screen windows and leave them where they are put; one
+    // that does not know them takes the next type.
+    setProperty(x, id, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM,
+        atoms(x, {"_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_UTILITY"}));
+    constexpr std::uint32_t everyDesktop = 0xFFFFFFFF;
+    setProperty(x, id, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {everyDesktop});
+    setProperty(x, id, "_NET_WM_STATE", XCB_ATOM_ATOM,
+        atoms(x, {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
+                     "_NET_WM_STATE_SKIP_PAGER"}));
+    xcb_flush(x);
+}
+
+void DesktopWindowing::setShape(QWindow& window, const QRegion& shape) {
+    xcb_connection_t* x = connection();
+    if (!x || !window.handle())
+        return;
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    const auto rectangles = pixels(shape, window.devicePixelRatio());
+    const auto set = [&](xcb_shape_kind_t kind) {
+        xcb_shape_rectangles(x, XCB_SHAPE_SO_SET, static_cast<std::uint8_t>(kind), XCB_CLIP_ORDERING_UNSORTED,
+            id, 0, 0, static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
+    };
+    set(XCB_SHAPE_SK_INPUT);
+    if (isComposited())
+        xcb_shape_mask(x, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, id, 0, 0, XCB_PIXMAP_NONE);
+    else
+        set(XCB_SHAPE_SK_BOUNDING);
+    xcb_flush(x);
+}
+
+} // namespace tavro

@@ -1,0 +1,54 @@
+import QtQuick
+import Tavro.UI
+
+// Says that the recording is being finished and, once it is uploaded, how far that has come.
+Item {
+    id: note
+
+    required property real progress
+
+    implicitWidth: content.width + 28
+    implicitHeight: content.height + 14
+
+    Row {
+        id: content
+
+        anchors.centerIn: parent
+        spacing: 8
+
+        Spinner {
+            anchors.verticalCenter: parent.verticalCenter
+            width: Theme.scaled(16)
+            height: Theme.scaled(16)
+            color: Theme.c.sand
+        }
+        Text {
+            id: label
+
+            anchors.verticalCenter: parent.verticalCenter
+            text: "Finishing…"
+            font: Theme.bodySemiBold
+            color: Theme.c.sand
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+    }
+    Rectangle {
+        x: content.x
+        y: content.y + content.height + 4
+        width: content.width
+        height: 2
+        radius: 1
+        color: Theme.c.border
+        visible: note.progress >= 0
+        Accessible.role: Accessible.ProgressBar
+        Accessible.name: "Upload"
+
+        Rectangle {
+            width: parent.width * Math.max(0, note.progress)
+            height: parent.height
+            radius: 1
+            color: Theme.c.sage
+        }
+    }
+}

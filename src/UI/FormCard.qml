@@ -1,0 +1,20 @@
+import QtQuick
+import Tavro.UI
+
+// A group of rows on a card.
+CardSurface {
+    id: surface
+
+    default property alias rows: column.data
+
+    implicitHeight: column.height + 32
+
+    Column {
+        id: column
+
+        x: 16
+        y: 16
+        width: surface.width - 32
+        spacing: 10
+    }
+}

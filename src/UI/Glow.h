@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QColor>
+#include <QQuickPaintedItem>
+#include <QtQml/qqmlregistration.h>
+
+namespace tavro {
+
+/// Light around a round thing: `color` in the middle, nothing at the item's edge.
+class Glow : public QQuickPaintedItem {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QColor color MEMBER lightColor NOTIFY colorChanged)
+
+public:
+    void paint(QPainter* painter) override;
+
+signals:
+    void colorChanged();
+
+private:
+    QColor lightColor;
+};
+
+} // namespace tavro

@@ -1,0 +1,98 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tavro.UI
+
+// Chooses one of `items`, objects with `id` and `text`, by its id.
+T.ComboBox {
+    id: picker
+
+    required property string label
+    required property var items
+    required property string selectedId
+    signal picked(string id)
+
+    function showSelected() { currentIndex = indexOfValue(selectedId) }
+
+    model: items
+    textRole: "text"
+    valueRole: "id"
+    leftPadding: 12
+    rightPadding: 32
+    topPadding: 8
+    bottomPadding: 8
+    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    font: Theme.body
+    Accessible.name: label
+    Accessible.description: displayText
+    Accessible.onPressAction: popup.open()
+
+    onActivated: picked(currentValue)
+    onSelectedIdChanged: showSelected()
+    onModelChanged: Qt.callLater(showSelected)
+
+    contentItem: Text {
+        text: picker.displayText
+        font: picker.font
+        color: Theme.c.paper
+        elide: Text.ElideRight
+        verticalAlignment: Text.AlignVCenter
+        Accessible.ignored: true
+    }
+    indicator: Symbol {
+        x: picker.width - width - 10
+        y: (picker.height - height) / 2
+        width: Theme.scaled(14)
+        height: Theme.scaled(14)
+        name: "chevron.up.chevron.down"
+        color: Theme.c.sand
+    }
+    background: FieldSurface { focused: picker.visualFocus || picker.popup.visible }
+
+    delegate: T.ItemDelegate {
+        id: item
+
+        required property var modelData
+        required property int index
+
+        width: ListView.view.width
+        leftPadding: 10
+        rightPadding: 10
+        topPadding: 7
+        bottomPadding: 7
+        implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+        text: modelData.text
+        font: Theme.body
+        highlighted: picker.highlightedIndex === index
+        Accessible.name: text
+        Accessible.onPressAction: click()
+
+        contentItem: Text {
+            text: item.text
+            font: item.font
+            color: Theme.c.paper
+            elide: Text.ElideRight
+            Accessible.ignored: true
+        }
+        background: Rectangle {
+            radius: 6
+            color: item.highlighted ? Theme.c.border : "transparent"
+        }
+    }
+
+    popup: T.Popup {
+        y: picker.height + 4
+        width: picker.width
+        height: Math.min(contentItem.implicitHeight + 8, Theme.scaled(220))
+        padding: 4
+        margins: 8
+
+        contentItem: ListView {
+            clip: true
+            implicitHeight: contentHeight
+            model: picker.popup.visible ? picker.delegateModel : null
+            currentIndex: picker.highlightedIndex
+            boundsBehavior: Flickable.StopAtBounds
+        }
+        background: CardSurface { radius: 8 }
+    }
+}

@@ -1,0 +1,109 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tavro.UI
+
+// The bar that floats over the screen while it is recorded.
+FocusScope {
+    id: bar
+
+    required property ControlBarModel model
+    required property MoreMenu menu
+
+    implicitWidth: Math.max(380, capsule.width)
+    implicitHeight: capsule.height
+    focus: true
+
+    Keys.onReturnPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
+    Keys.onEnterPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
+    Keys.onEscapePressed: menu.close()
+
+    Rectangle {
+        id: capsule
+
+        objectName: "capsule"
+        anchors.centerIn: parent
+        width: row.width + 32
+        height: row.height + 18
+        radius: height / 2
+        color: Qt.alpha(Theme.c.bark, 0.92)
+        border.width: 1
+        border.color: Theme.c.border
+
+        DragHandler {
+            target: null
+            onActiveChanged: if (active) bar.Window.window.startSystemMove()
+        }
+
+        Row {
+            id: row
+
+            anchors.centerIn: parent
+            spacing: 12
+            enabled: !bar.model.isFinishing
+            opacity: enabled ? 1 : 0.6
+
+            RecordingDot {
+                anchors.verticalCenter: parent.verticalCenter
+                dimmed: bar.model.isPaused
+            }
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                text: bar.model.elapsed
+                font: Theme.clock
+                color: Theme.c.paper
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+            LevelMeter {
+                anchors.verticalCenter: parent.verticalCenter
+                width: 44
+                height: 14
+                level: bar.model.shownLevel
+            }
+            CircularControl {
+                anchors.verticalCenter: parent.verticalCenter
+                symbol: bar.model.isPaused ? "play.fill" : "pause.fill"
+                label: bar.model.isPaused ? "Resume" : "Pause"
+                onClicked: bar.model.pauseOrResume()
+            }
+            FinishButton {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: !bar.model.isFinishing
+                onClicked: bar.model.finish()
+            }
+            FinishingNote {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: bar.model.isFinishing
+                progress: bar.model.uploadProgress
+            }
+            T.Button {
+                id: more
+
+                objectName: "more"
+                anchors.verticalCenter: parent.verticalCenter
+                implicitWidth: 24
+                implicitHeight: Theme.scaled(30)
+                Accessible.name: "More"
+                onClicked: bar.menu.toggle()
+                Keys.onDownPressed: bar.menu.move(1)
+                Keys.onUpPressed: bar.menu.move(-1)
+
+                background: Item {
+                    FocusRing {
+                        around: more
+                        radius: 8
+                    }
+                }
+                contentItem: Item {
+                    Symbol {
+                        anchors.centerIn: parent
+                        width: 16
+                        height: 16
+                        name: "ellipsis"
+                        color: Theme.c.sand
+                    }
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,155 @@
+#include "UI/RecordingControlPanel.h"
+
+#include "Platform/Windowing.h"
+#include "UI/ControlBarModel.h"
+
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QPainterPath>
+#include <QQuickItem>
+#include <QRegion>
+#include <QScreen>
+
+#include <algorithm>
+#include <chrono>
+
+namespace tavro {
+
+namespace {
+
+constexpr std::chrono::seconds tick{1};
+constexpr int aboveBottom = 60; // points between the panel and the end of the usable screen
+constexpr int menuGap = 6;      // points between the panel and its menu
+
+/// The part of the window that the item called `name` covers, its corners rounded by its own radius.
+QRegion shapeOf(const ViewWindow& window, const QString& name) {
+    const auto* item = window.rootObject()->findChild<QQuickItem*>(name);
+    if (!item)
+        return {};
+    QPainterPath path;
+    const double radius = item->property("radius").toDouble();
+    path.addRoundedRect(item->mapRectToScene(item->boundingRect()), radius, radius);
+    return QRegion(path.toFillPolygon().toPolygon());
+}
+
+} // namespace
+
+RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Windowing& windowingGiven)
+    : model(modelGiven.shared_from_this())
+    , windowing(windowingGiven)
+    , menu(std::make_shared<MoreMenu>(model)) {
+    panel.reset(new ViewWindow(QStringLiteral("UI/RecordingControlBar.qml"),
+        {{QStringLiteral("model"), QVariant::fromValue(model.get())},
+            {QStringLiteral("menu"), QVariant::fromValue(menu.get())}},
+        menu));
+    panel->setTitle(QStringLiteral("Tavro"));
+    panel->setColor(Qt::transparent);
+    panel->installEventFilter(this);
+    connect(panel.get(), &QWindow::widthChanged, this, &RecordingControlPanel::shape);
+    connect(panel.get(), &QWindow::heightChanged, this, &RecordingControlPanel::shape);
+    if (auto* capsule = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("capsule")))
+        connect(capsule, &QQuickItem::widthChanged, this, &RecordingControlPanel::shape);
+    connect(panel.get(), &QWindow::activeChanged, this, [this] {
+        if (!panel->isActive()) {
+            panel->setFlag(Qt::WindowDoesNotAcceptFocus);
+            menu->close();
+        }
+    });
+    connect(menu.get(), &MoreMenu::isOpenChanged, this, &RecordingControlPanel::showMenu);
+    windowing.makeFloating(*panel);
+}
+
+RecordingControlPanel::~RecordingControlPanel() {
+    for (const ViewWindowPtr* window : {&panel, &currentMenuWindow}) {
+        if (*window)
+            (*window)->disconnect(this);
+    }
+}
+
+void RecordingControlPanel::show() {
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        const QRect area = screen->availableGeometry();
+        const int bottom = area.y() + area.height() - aboveBottom;
+        panel->setPosition(area.x() + (area.width() - panel->width()) / 2, bottom - panel->height());
+    }
+    panel->show();
+    panel->raise();
+    shape();
+}
+
+void RecordingControlPanel::startTimer(Elapsed elapsed) {
+    timer.emplace();
+    timer->setInterval(tick);
+    timer->setTimerType(Qt::PreciseTimer); // a coarse one would skip a second now and then
+    connect(&*timer, &QTimer::timeout, this,
+        [this, elapsed = std::move(elapsed)] { model->setElapsed(elapsedText(elapsed())); });
+    timer->start();
+}
+
+void RecordingControlPanel::close() {
+    timer.reset();
+    menu->close();
+    panel->hide();
+}
+
+void RecordingControlPanel::takeFocus() {
+    panel->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+    panel->raise();
+    panel->requestActivate();
+}
+
+QString RecordingControlPanel::elapsedText(double seconds) {
+    constexpr double longest = 1e9;
+    const auto whole = seconds > 0 ? static_cast<long long>(std::min(seconds, longest)) : 0;
+    return QString::asprintf("%02lld:%02lld", whole / 60, whole % 60);
+}
+
+void RecordingControlPanel::shape() {
+    if (panel->isVisible())
+        windowing.setShape(*panel, shapeOf(*panel, QStringLiteral("capsule")));
+}
+
+void RecordingControlPanel::showMenu() {
+    if (!menu->isOpen()) {
+        currentMenuWindow.reset();
+        return;
+    }
+    currentMenuWindow.reset(new ViewWindow(QStringLiteral("UI/RecordingMenu.qml"),
+        {{QStringLiteral("menu"), QVariant::fromValue(menu.get())}}, menu));
+    currentMenuWindow->setTitle(QStringLiteral("Tavro"));
+    currentMenuWindow->setColor(Qt::transparent);
+    currentMenuWindow->installEventFilter(this);
+    currentMenuWindow->setTransientParent(panel.get());
+    windowing.makeFloating(*currentMenuWindow);
+    placeMenu();
+    currentMenuWindow->show();
+    windowing.setShape(*currentMenuWindow, shapeOf(*currentMenuWindow, QStringLiteral("surface")));
+    currentMenuWindow->setMouseGrabEnabled(true); // a click anywhere else closes it
+}
+
+void RecordingControlPanel::placeMenu() {
+    const QRect bar = panel->geometry();
+    const auto* button = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("more"));
+    const double right = button ? button->mapRectToScene(button->boundingRect()).right() : bar.width();
+    QPoint position(bar.x() + qRound(right) - currentMenuWindow->width(),
+        bar.y() - menuGap - currentMenuWindow->height());
+    const QRect area = panel->screen()->availableGeometry();
+    if (position.y() < area.y()) // the bar was dragged to the top
+        position.setY(bar.y() + bar.height() + menuGap);
+    position.setX(
+        std::clamp(position.x(), area.x(), std::max(area.x(), area.right() - currentMenuWindow->width())));
+    currentMenuWindow->setPosition(position);
+}
+
+bool RecordingControlPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == currentMenuWindow.get() && event->type() == QEvent::MouseButtonPress) {
+        const auto* press = static_cast<QMouseEvent*>(event);
+        if (!QRectF(QPointF(), QSizeF(currentMenuWindow->size())).contains(press->position())) {
+            menu->close();
+            return true;
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace tavro

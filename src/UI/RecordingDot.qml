@@ -1,0 +1,26 @@
+import QtQuick
+import Tavro.UI
+
+// The sign that a recording runs; dimmed while it is paused.
+Item {
+    id: dot
+
+    required property bool dimmed
+
+    width: 10
+    height: 10
+
+    Glow {
+        anchors.centerIn: parent
+        width: parent.width + 16
+        height: parent.height + 16
+        color: Qt.alpha(Theme.c.record, 0.5)
+        visible: !dot.dimmed
+    }
+    Rectangle {
+        anchors.fill: parent
+        radius: width / 2
+        color: Theme.c.record
+        opacity: dot.dimmed ? 0.3 : 1
+    }
+}

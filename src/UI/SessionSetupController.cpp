@@ -1,0 +1,33 @@
+#include "UI/SessionSetupController.h"
+
+#include "Backend/BackendClient.h"
+
+namespace tavro {
+
+SessionSetupController::SessionSetupController(std::shared_ptr<BackendClient> backendGiven,
+    SetupModel::Displays displaysGiven, OnStart start, OnCancel cancel)
+    : backend(std::move(backendGiven))
+    , displays(std::move(displaysGiven))
+    , onStart(std::move(start))
+    , onCancel(std::move(cancel)) {}
+
+void SessionSetupController::show() {
+    const auto model = std::make_shared<SetupModel>(backend, displays);
+    model->onStart = [this](const SetupResult& result) {
+        const OnStart callback = onStart; // the callee may let go of this controller
+        currentWindow.reset();
+        callback(result);
+    };
+    model->onCancel = [this] {
+        const OnCancel callback = onCancel;
+        currentWindow.reset();
+        callback();
+    };
+    currentWindow.reset(new ViewWindow(QStringLiteral("UI/SessionSetupView.qml"),
+        {{QStringLiteral("model"), QVariant::fromValue(model.get())}}, model));
+    currentWindow->onClosed = [this] { currentWindow.reset(); };
+    currentWindow->showOrdinary(QStringLiteral("Tavro — New Session"));
+    model->load();
+}
+
+} // namespace tavro

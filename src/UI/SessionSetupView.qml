@@ -1,0 +1,161 @@
+import QtQuick
+import Tavro.UI
+
+// The form in which the user chooses what to record.
+FocusScope {
+    id: form
+
+    required property SetupModel model
+    readonly property real labelWidth: Math.max(project.ownLabelWidth, scenario.ownLabelWidth, capture.ownLabelWidth)
+
+    implicitWidth: Theme.scaled(460)
+    implicitHeight: content.height + 56
+    focus: true
+
+    Keys.onReturnPressed: if (start.enabled) model.start()
+    Keys.onEnterPressed: if (start.enabled) model.start()
+    Keys.onEscapePressed: model.cancel()
+
+    Column {
+        id: content
+
+        x: 28
+        y: 28
+        width: form.width - 56
+        spacing: 18
+
+        Text {
+            text: "New Session"
+            font: Theme.heading
+            color: Theme.c.paper
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
+        }
+
+        FormCard {
+            width: parent.width
+
+            FormRow {
+                id: project
+
+                width: parent.width
+                label: "Project"
+                labelWidth: form.labelWidth
+
+                PickerField {
+                    width: parent.width
+                    focus: true
+                    label: "Project"
+                    items: form.model.projects
+                    selectedId: form.model.selectedProjectId
+                    onPicked: id => form.model.selectProject(id)
+                }
+            }
+            FormRow {
+                id: scenario
+
+                width: parent.width
+                label: "Scenario"
+                labelWidth: form.labelWidth
+
+                PickerField {
+                    width: parent.width
+                    label: "Scenario"
+                    items: form.model.scenarios
+                    selectedId: form.model.selectedScenarioId
+                    onPicked: id => form.model.selectedScenarioId = id
+                }
+            }
+            FormRow {
+                width: parent.width
+                label: ""
+                labelWidth: form.labelWidth
+
+                EntryField {
+                    width: parent.width - add.width - 10
+                    placeholderText: "+ New scenario name"
+                    text: form.model.newScenarioName
+                    onTextEdited: form.model.newScenarioName = text
+                }
+                GhostButtonStyle {
+                    id: add
+
+                    anchors.right: parent.right
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: "Add"
+                    enabled: form.model.canAdd
+                    opacity: enabled ? 1 : 0.5
+                    onClicked: form.model.add()
+                }
+            }
+        }
+
+        FormCard {
+            width: parent.width
+
+            FormRow {
+                id: capture
+
+                width: parent.width
+                label: "Capture"
+                labelWidth: form.labelWidth
+
+                PickerField {
+                    width: parent.width
+                    label: "Capture"
+                    items: form.model.captureOptions
+                    selectedId: form.model.selectedCaptureId
+                    onPicked: id => form.model.selectedCaptureId = id
+                }
+            }
+            Text {
+                width: parent.width
+                visible: form.model.noDisplays
+                text: "No screen available — grant Screen Recording, then Quit & Relaunch Tavro."
+                textFormat: Text.PlainText
+                font: Theme.body
+                color: Theme.c.sand
+                wrapMode: Text.WordWrap
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: text
+            }
+        }
+
+        FormCard {
+            width: parent.width
+
+            EntryField {
+                width: parent.width
+                placeholderText: "App URL (optional)"
+                text: form.model.appUrl
+                inputMethodHints: Qt.ImhUrlCharactersOnly
+                onTextEdited: form.model.appUrl = text
+            }
+            ToggleField {
+                text: "Narrate with microphone"
+                checked: form.model.includeMic
+                onToggled: form.model.includeMic = checked
+            }
+        }
+
+        Row {
+            anchors.right: parent.right
+            spacing: 10
+
+            GhostButtonStyle {
+                anchors.verticalCenter: parent.verticalCenter
+                text: "Cancel"
+                onClicked: form.model.cancel()
+            }
+            ClayButtonStyle {
+                id: start
+
+                anchors.verticalCenter: parent.verticalCenter
+                text: "Start"
+                enabled: form.model.canStart
+                opacity: enabled ? 1 : 0.5
+                onClicked: form.model.start()
+            }
+        }
+    }
+}

@@ -1,0 +1,218 @@
+#include "UI/SetupModel.h"
+
+#include "Backend/BackendClient.h"
+#include "Core/Errors.h"
+#include "Core/Log.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+namespace tavro {
+
+namespace {
+
+/// The id of a list's first entry; none when it is empty.
+template <class Records>
+std::optional<QString> firstId(const Records& records) {
+    return records.empty() ? std::nullopt : std::optional(records.front().id);
+}
+
+template <class Records, class Text>
+QVariantList items(const Records& records, Text text) {
+    QVariantList list;
+    for (const auto& record : records)
+        list.append(QVariantMap{{QStringLiteral("id"), record.id}, {QStringLiteral("text"), record.*text}});
+    return list;
+}
+
+QString targetIdentifiers(const std::vector<CaptureOption>& options) {
+    QStringList quoted;
+    for (const CaptureOption& option : options)
+        quoted << QLatin1Char('"') + option.meta.identifier + QLatin1Char('"');
+    return QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']');
+}
+
+} // namespace
+
+SetupModel::SetupModel(std::shared_ptr<BackendClient> backendGiven, Displays displaysGiven)
+    : backend(std::move(backendGiven))
+    , displays(std::move(displaysGiven)) {
+    connect(this, &SetupModel::selectedScenarioIdChanged, this, &SetupModel::canStartChanged);
+    connect(this, &SetupModel::selectedCaptureIdChanged, this, &SetupModel::canStartChanged);
+}
+
+QCoro::Task<> SetupModel::load() {
+    const auto self = shared_from_this();
+    auto loadingProjects = loadProjects();
+    co_await loadingProjects;
+    setProjectId(firstId(projectList));
+    auto loadingScenarios = reloadScenarios();
+    co_await loadingScenarios;
+    auto loadingDisplays = loadDisplays();
+    co_await loadingDisplays;
+    setCaptureId(firstId(captureList));
+}
+
+QCoro::Task<> SetupModel::loadProjects() {
+    const auto self = shared_from_this();
+    std::vector<Project> list;
+    try {
+        auto listing = backend->listProjects();
+        list = co_await listing;
+        Log::info(QStringLiteral("setup: loaded %1 project(s)").arg(list.size()));
+    } catch (...) {
+        Log::error(QStringLiteral("setup: listProjects failed: ") + localizedDescriptionOfCurrentError() +
+                   QStringLiteral(" — dropdowns will be empty (is the configured backend reachable?)"));
+    }
+    setProjects(std::move(list));
+}
+
+QCoro::Task<> SetupModel::reloadScenarios() {
+    const auto self = shared_from_this();
+    std::vector<Scenario> list;
+    if (!projectId) {
+        setScenarios(std::move(list));
+        co_return;
+    }
+    const QString project = *projectId;
+    try {
+        auto listing = backend->listScenarios(project);
+        list = co_await listing;
+        Log::info(QStringLiteral("setup: loaded %1 scenario(s) for project ").arg(list.size()) + project);
+    } catch (...) {
+        Log::error(QStringLiteral("setup: listScenarios failed for project ") + project +
+                   QStringLiteral(": ") + localizedDescriptionOfCurrentError());
+    }
+    setScenarios(std::move(list));
+    setScenarioId(firstId(scenarioList));
+}
+
+QCoro::Task<> SetupModel::loadDisplays() {
+    const auto self = shared_from_this();
+    std::vector<CaptureOption> list;
+    try {
+        auto listing = displays();
+        list = co_await listing;
+        Log::info(QStringLiteral("setup: found %1 display(s): ").arg(list.size()) + targetIdentifiers(list));
+    } catch (...) {
+        Log::error(QStringLiteral("setup: CaptureCatalog.displays() failed: ") +
+                   localizedDescriptionOfCurrentError() +
+                   QStringLiteral(" — Screen Recording permission likely not active yet"));
+    }
+    if (list.empty())
+        Log::error(QStringLiteral("setup: no displays available — Screen Recording permission is not active "
+                                  "for this launch. Grant it in the "
+                                  "wizard, then Quit & Relaunch Tavro. (No synthetic display offered — it "
+                                  "can't match a real display.)"));
+    captureList = std::move(list);
+    emit captureOptionsChanged();
+}
+
+void SetupModel::selectProject(const QString& id) {
+    setProjectId(id);
+    reloadScenarios();
+}
+
+QCoro::Task<> SetupModel::createScenario(QString name) {
+    const auto self = shared_from_this();
+    if (!projectId || name.isEmpty())
+        co_return;
+    try {
+        auto creating = backend->createScenario(*projectId, name, QString());
+        const Scenario created = co_await creating;
+        scenarioList.push_back(created);
+        emit scenariosChanged();
+        setScenarioId(created.id);
+        setNewScenarioName({});
+    } catch (...) { // the name stays in its field, to be tried again
+    }
+}
+
+std::optional<SetupResult> SetupModel::makeResult() const {
+    if (!scenarioId)
+        return std::nullopt;
+    const auto option =
+        std::ranges::find(captureList, captureId, [](const CaptureOption& o) { return std::optional(o.id); });
+    if (option == captureList.end())
+        return std::nullopt;
+    return SetupResult{.scenarioId = *scenarioId,
+        .appUrl = appUrlText.isEmpty() ? std::nullopt : std::optional(appUrlText),
+        .target = option->meta,
+        .includeMic = microphone};
+}
+
+void SetupModel::add() {
+    createScenario(newName);
+}
+
+void SetupModel::start() {
+    const auto self = shared_from_this(); // the callee lets go of the form
+    if (const auto result = makeResult())
+        onStart(*result);
+}
+
+void SetupModel::cancel() {
+    const auto self = shared_from_this();
+    onCancel();
+}
+
+void SetupModel::setProjects(std::vector<Project> list) {
+    projectList = std::move(list);
+    emit projectsChanged();
+}
+
+void SetupModel::setScenarios(std::vector<Scenario> list) {
+    scenarioList = std::move(list);
+    emit scenariosChanged();
+}
+
+void SetupModel::setProjectId(std::optional<QString> id) {
+    projectId = std::move(id);
+    emit selectedProjectIdChanged();
+}
+
+void SetupModel::setScenarioId(std::optional<QString> id) {
+    scenarioId = std::move(id);
+    emit selectedScenarioIdChanged();
+}
+
+void SetupModel::setCaptureId(std::optional<QString> id) {
+    captureId = std::move(id);
+    emit selectedCaptureIdChanged();
+}
+
+void SetupModel::setAppUrl(const QString& text) {
+    if (text == appUrlText)
+        return;
+    appUrlText = text;
+    emit appUrlChanged();
+}
+
+void SetupModel::setIncludeMic(bool include) {
+    if (include == microphone)
+        return;
+    microphone = include;
+    emit includeMicChanged();
+}
+
+void SetupModel::setNewScenarioName(const QString& text) {
+    if (text == newName)
+        return;
+    newName = text;
+    emit newScenarioNameChanged();
+}
+
+QVariantList SetupModel::projectItems() const {
+    return items(projectList, &Project::name);
+}
+
+QVariantList SetupModel::scenarioItems() const {
+    return items(scenarioList, &Scenario::name);
+}
+
+QVariantList SetupModel::captureItems() const {
+    return items(captureList, &CaptureOption::label);
+}
+
+} // namespace tavro

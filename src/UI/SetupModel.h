@@ -1,0 +1,131 @@
+#pragma once
+
+#include "Backend/Models.h"
+#include "Capture/CaptureTarget.h"
+#include "UI/SetupResult.h"
+
+#include <QObject>
+#include <QVariantList>
+#include <QtQml/qqmlregistration.h>
+#include <qcoro/qcorotask.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace tavro {
+
+class BackendClient;
+
+/// The choices of the setup form and what the user has chosen. Main thread. Lives in a shared_ptr: work under
+/// way keeps it alive. Failures to load leave a list empty and a line in the log.
+///
+/// In QML a list is one of objects with `id` and `text`, and an absent selection reads as the empty string.
+class SetupModel : public QObject, public std::enable_shared_from_this<SetupModel> {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the program")
+    Q_PROPERTY(QVariantList projects READ projectItems NOTIFY projectsChanged)
+    Q_PROPERTY(QVariantList scenarios READ scenarioItems NOTIFY scenariosChanged)
+    Q_PROPERTY(QVariantList captureOptions READ captureItems NOTIFY captureOptionsChanged)
+    Q_PROPERTY(QString selectedProjectId READ projectIdText NOTIFY selectedProjectIdChanged)
+    Q_PROPERTY(
+        QString selectedScenarioId READ scenarioIdText WRITE selectScenario NOTIFY selectedScenarioIdChanged)
+    Q_PROPERTY(
+        QString selectedCaptureId READ captureIdText WRITE selectCapture NOTIFY selectedCaptureIdChanged)
+    Q_PROPERTY(QString appUrl READ appUrl WRITE setAppUrl NOTIFY appUrlChanged)
+    Q_PROPERTY(bool includeMic READ includeMic WRITE setIncludeMic NOTIFY includeMicChanged)
+    Q_PROPERTY(
+        QString newScenarioName READ newScenarioName WRITE setNewScenarioName NOTIFY newScenarioNameChanged)
+    Q_PROPERTY(bool noDisplays READ noDisplays NOTIFY captureOptionsChanged)
+    Q_PROPERTY(bool canAdd READ canAdd NOTIFY newScenarioNameChanged)
+    Q_PROPERTY(bool canStart READ canStart NOTIFY canStartChanged)
+
+public:
+    /// Lists the displays, or throws; see CaptureCatalog.
+    using Displays = std::function<QCoro::Task<std::vector<CaptureOption>>()>;
+
+    SetupModel(std::shared_ptr<BackendClient> backend, Displays displays);
+
+    const std::vector<Project>& projects() const { return projectList; }
+    const std::vector<Scenario>& scenarios() const { return scenarioList; }
+    const std::vector<CaptureOption>& captureOptions() const { return captureList; }
+    const std::optional<QString>& selectedProjectId() const { return projectId; }
+    const std::optional<QString>& selectedScenarioId() const { return scenarioId; }
+    const std::optional<QString>& selectedCaptureId() const { return captureId; }
+    const QString& appUrl() const { return appUrlText; }
+    bool includeMic() const { return microphone; }
+    const QString& newScenarioName() const { return newName; }
+
+    void selectScenario(const QString& id) { setScenarioId(id); }
+    void selectCapture(const QString& id) { setCaptureId(id); }
+    void setAppUrl(const QString& text);
+    void setIncludeMic(bool include);
+    void setNewScenarioName(const QString& text);
+
+    /// Fills the lists and selects the first of each.
+    QCoro::Task<> load();
+    /// Fills `scenarios` with those of the selected project. When several run, the last to finish counts.
+    QCoro::Task<> reloadScenarios();
+    /// Selects a project and starts to load its scenarios.
+    Q_INVOKABLE void selectProject(const QString& id);
+    /// Creates a scenario in the selected project and selects it; a failure changes nothing.
+    QCoro::Task<> createScenario(QString name);
+    /// The form's result; none while it is incomplete.
+    std::optional<SetupResult> makeResult() const;
+
+    std::function<void(SetupResult)> onStart = [](const SetupResult&) {};
+    std::function<void()> onCancel = [] {};
+
+    // What the form's buttons call.
+    Q_INVOKABLE void add();
+    Q_INVOKABLE void start();
+    Q_INVOKABLE void cancel();
+
+signals:
+    void projectsChanged();
+    void scenariosChanged();
+    void captureOptionsChanged();
+    void selectedProjectIdChanged();
+    void selectedScenarioIdChanged();
+    void selectedCaptureIdChanged();
+    void appUrlChanged();
+    void includeMicChanged();
+    void newScenarioNameChanged();
+    void canStartChanged();
+
+private:
+    QCoro::Task<> loadProjects();
+    QCoro::Task<> loadDisplays();
+    void setProjects(std::vector<Project> list);
+    void setScenarios(std::vector<Scenario> list);
+    void setProjectId(std::optional<QString> id);
+    void setScenarioId(std::optional<QString> id);
+    void setCaptureId(std::optional<QString> id);
+
+    QVariantList projectItems() const;
+    QVariantList scenarioItems() const;
+    QVariantList captureItems() const;
+    QString projectIdText() const { return projectId.value_or(QString()); }
+    QString scenarioIdText() const { return scenarioId.value_or(QString()); }
+    QString captureIdText() const { return captureId.value_or(QString()); }
+    bool noDisplays() const { return captureList.empty(); }
+    bool canAdd() const { return !newName.isEmpty(); }
+    bool canStart() const { return scenarioId && captureId; }
+
+    const std::shared_ptr<BackendClient> backend;
+    const Displays displays;
+
+    std::vector<Project> projectList;
+    std::vector<Scenario> scenarioList;
+    std::vector<CaptureOption> captureList;
+    std::optional<QString> projectId;
+    std::optional<QString> scenarioId;
+    std::optional<QString> captureId;
+    QString appUrlText;
+    bool microphone = true;
+    QString newName;
+};
+
+} // namespace tavro

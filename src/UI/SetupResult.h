@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Backend/Models.h"
+
+namespace tavro {
+
+/// What a completed setup form yields.
+struct SetupResult {
+    QString scenarioId;
+    std::optional<QString> appUrl;
+    CaptureTargetMeta target;
+    bool includeMic = false;
+    bool operator==(const SetupResult&) const = default;
+};
+
+} // namespace tavro

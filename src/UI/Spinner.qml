@@ -1,0 +1,16 @@
+import QtQuick
+import Tavro.UI
+
+// Turns while something is under way, a twelfth at a time.
+Symbol {
+    id: spinner
+
+    name: "spinner"
+
+    Timer {
+        interval: 100
+        repeat: true
+        running: spinner.visible
+        onTriggered: spinner.rotation = (spinner.rotation + 30) % 360
+    }
+}

@@ -1,0 +1,87 @@
+#include "UI/ViewWindow.h"
+
+#include "UI/Theme.h"
+
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QScreen>
+
+#include <cmath>
+#include <stdexcept>
+
+void qml_register_types_Tavro_UI(); // generated
+
+namespace tavro {
+
+namespace {
+
+/// The engine that all windows share for as long as there are any.
+std::shared_ptr<QQmlEngine> sharedEngine() {
+    static std::weak_ptr<QQmlEngine> current;
+    if (auto engine = current.lock())
+        return engine;
+    [[maybe_unused]] const volatile auto linkedIn = &qml_register_types_Tavro_UI;
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    auto engine = std::make_shared<QQmlEngine>();
+    engine->addImportPath(QStringLiteral("qrc:/qml"));
+    current = engine;
+    return engine;
+}
+
+QString text(const QList<QQmlError>& errors) {
+    QStringList lines;
+    for (const QQmlError& error : errors)
+        lines << error.toString();
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+ViewWindow::ViewWindow(const QString& view, const QVariantMap& properties, std::shared_ptr<void> keptGiven)
+    : detail::ViewSupport{sharedEngine(), std::move(keptGiven)}
+    , QQuickView(qmlEngine.get(), nullptr) {
+    setColor(Theme::bark());
+    setResizeMode(QQuickView::SizeRootObjectToView);
+    setInitialProperties(properties);
+    setSource(QUrl(QStringLiteral("qrc:/qml/Tavro/") + view));
+    if (status() != QQuickView::Ready)
+        throw std::logic_error(text(errors()).toStdString());
+    connect(rootObject(), &QQuickItem::implicitWidthChanged, this, &ViewWindow::fitToView);
+    connect(rootObject(), &QQuickItem::implicitHeightChanged, this, &ViewWindow::fitToView);
+    fitToView();
+}
+
+void ViewWindow::fitToView() {
+    const QSize size(static_cast<int>(std::ceil(rootObject()->implicitWidth())),
+        static_cast<int>(std::ceil(rootObject()->implicitHeight())));
+    setMinimumSize(size);
+    setMaximumSize(size);
+    resize(size);
+}
+
+void ViewWindow::showOrdinary(const QString& title) {
+    setTitle(title);
+    setFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+             Qt::WindowCloseButtonHint);
+    if (const QScreen* target = QGuiApplication::primaryScreen()) {
+        const QRect area = target->availableGeometry();
+        setPosition(area.center() - QPoint(width() / 2, height() / 2));
+    }
+    show();
+    raise();
+    requestActivate();
+}
+
+void ViewWindow::closeEvent(QCloseEvent* event) {
+    QQuickView::closeEvent(event);
+    const auto callback = onClosed;
+    callback();
+}
+
+void ViewWindow::Release::operator()(ViewWindow* window) const {
+    window->hide();
+    window->deleteLater();
+}
+
+} // namespace tavro

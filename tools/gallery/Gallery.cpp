@@ -1,0 +1,90 @@
+// Shows every window of the program in every state, one after the other, and takes a picture of each from the
+// screen.
+//
+//     tavro-gallery FOLDER [NAME...]
+#include "UI/Theme.h"
+#include "gallery/Scenes.h"
+
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QPainter>
+#include <QRasterWindow>
+#include <QScreen>
+#include <QTimer>
+
+#include <chrono>
+#include <cstdio>
+
+using namespace tavro;
+
+namespace {
+
+/// Something to stand in front of.
+class Backdrop final : public QRasterWindow {
+public:
+    Backdrop() {
+        setFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint | Qt::WindowDoesNotAcceptFocus);
+        setGeometry(QGuiApplication::primaryScreen()->geometry());
+        show();
+    }
+
+private:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        QLinearGradient light(0, 0, 0, height());
+        light.setColorAt(0, QColor(0x8f, 0xa3, 0xad));
+        light.setColorAt(1, QColor(0x5d, 0x72, 0x7d));
+        painter.fillRect(QRect(QPoint(), size()), light);
+    }
+};
+
+void wait(std::chrono::milliseconds time) {
+    QEventLoop loop;
+    QTimer::singleShot(time, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+/// What the screen shows of the windows, with a margin.
+QImage picture(const std::vector<ViewWindow*>& windows) {
+    constexpr int margin = 20;
+    QRect area;
+    for (const ViewWindow* window : windows)
+        area |= window->frameGeometry();
+    area = area.adjusted(-margin, -margin, margin, margin).intersected(windows.front()->screen()->geometry());
+    QScreen* screen = windows.front()->screen();
+    return screen->grabWindow(0, area.x(), area.y(), area.width(), area.height())
+        .toImage()
+        .convertToFormat(QImage::Format_RGB888);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() < 2) {
+        std::fprintf(stderr, "usage: tavro-gallery FOLDER [NAME...]\n");
+        return 2;
+    }
+    Theme::registerFonts();
+    const Backdrop backdrop;
+
+    for (const gallery::Entry& entry : gallery::entries()) {
+        if (arguments.size() > 2 && !arguments.mid(2).contains(entry.name))
+            continue;
+        const auto scene = entry.open();
+        while (!scene->isReady())
+            wait(std::chrono::milliseconds(20));
+        scene->arrange();
+        wait(std::chrono::milliseconds(500)); // the window manager has framed it, and it is drawn
+        const QString scale = app.devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
+        const QString file = arguments[1] + QLatin1Char('/') + entry.name + scale + QStringLiteral(".png");
+        if (!picture(scene->windows()).save(file)) {
+            std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
+            return 1;
+        }
+        std::printf("%s\n", qPrintable(file));
+    }
+    return 0;
+}

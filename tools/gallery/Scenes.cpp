@@ -1,0 +1,210 @@
+#include "gallery/Scenes.h"
+
+#include "Auth/AppSignIn.h"
+#include "Backend/MockBackend.h"
+#include "Permissions/OnboardingWizard.h"
+#include "Platform/Fake/FakePrivacyServices.h"
+#include "Platform/Fake/FakeSecretStore.h"
+#include "Platform/Fake/FakeWorkspace.h"
+#include "Platform/Windowing/DesktopWindowing.h"
+#include "UI/ControlBarModel.h"
+#include "UI/RecordingControlPanel.h"
+#include "UI/SessionSetupController.h"
+
+#include <QQuickItem>
+#include <QTemporaryDir>
+
+namespace tavro::gallery {
+
+namespace {
+
+CaptureOption display(int number, int width, int height) {
+    const QString label = QStringLiteral("Display %1 (%2×%3)").arg(number).arg(width).arg(height);
+    const QString identifier = QString::number(number);
+    return {.id = QStringLiteral("display-") + identifier,
+        .label = label,
+        .meta = {.kind = CaptureKind::display, .identifier = identifier, .label = label}};
+}
+
+std::filesystem::path pathOf(const QTemporaryDir& folder) {
+    return folder.path().toStdString();
+}
+
+// The setup window
+
+struct SetupState {
+    std::vector<CaptureOption> displays;
+    QString newScenario{};
+    QString appUrl{};
+    bool includeMic = true;
+    QString openPicker{}; ///< the one whose list is open
+};
+
+class SetupScene final : public Scene {
+public:
+    explicit SetupScene(const SetupState& state)
+        : controller(
+              std::make_shared<MockBackend>(pathOf(folder)),
+              [displays = state.displays]() -> QCoro::Task<std::vector<CaptureOption>> {
+                  co_return displays;
+              },
+              [](const SetupResult&) {}, [] {})
+        , expectedDisplays(state.displays.size())
+        , openPicker(state.openPicker) {
+        controller.show();
+        model()->setNewScenarioName(state.newScenario);
+        model()->setAppUrl(state.appUrl);
+        model()->setIncludeMic(state.includeMic);
+    }
+
+    std::vector<ViewWindow*> windows() const override { return {controller.window()}; }
+    bool isReady() const override {
+        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays;
+    }
+    void arrange() override {
+        for (const QQuickItem* item : controller.window()->rootObject()->findChildren<QQuickItem*>()) {
+            auto* popup = item->property("popup").value<QObject*>();
+            if (popup && item->property("label").toString() == openPicker)
+                popup->setProperty("visible", true);
+        }
+    }
+
+private:
+    SetupModel* model() const {
+        return controller.window()->rootObject()->property("model").value<SetupModel*>();
+    }
+
+    QTemporaryDir folder;
+    SessionSetupController controller;
+    std::size_t expectedDisplays;
+    QString openPicker;
+};
+
+// The control panel
+
+struct PanelState {
+    QString elapsed;
+    float level = 0;
+    bool paused = false;
+    bool finishing = false;
+    double upload = -1;
+    bool menu = false;
+};
+
+class PanelScene final : public Scene {
+public:
+    explicit PanelScene(const PanelState& state) : panel(*model, windowing) {
+        model->setElapsed(state.elapsed);
+        model->setLevel(state.level);
+        model->setPaused(state.paused);
+        model->setFinishing(state.finishing);
+        model->setUploadProgress(state.upload);
+        panel.show();
+        if (state.menu) {
+            panel.moreMenu().toggle();
+            panel.moreMenu().setCurrent(0);
+        }
+    }
+
+    std::vector<ViewWindow*> windows() const override {
+        std::vector<ViewWindow*> result{panel.window()};
+        if (panel.menuWindow())
+            result.push_back(panel.menuWindow());
+        return result;
+    }
+
+private:
+    DesktopWindowing windowing;
+    const std::shared_ptr<ControlBarModel> model = std::make_shared<ControlBarModel>();
+    RecordingControlPanel panel;
+};
+
+// The wizard
+
+struct WizardState {
+    PermissionSet grants;
+    bool signedIn = false;
+    QString email{};
+};
+
+AuthorizationStatus statusOf(Grant grant) {
+    switch (grant) {
+    case Grant::granted:
+        return AuthorizationStatus::authorized;
+    case Grant::denied:
+        return AuthorizationStatus::denied;
+    case Grant::unknown:
+        break;
+    }
+    return AuthorizationStatus::notDetermined;
+}
+
+class WizardScene final : public Scene {
+public:
+    explicit WizardScene(const WizardState& state) {
+        privacy.screen = state.grants.screen == Grant::granted;
+        privacy.microphone = statusOf(state.grants.microphone);
+        privacy.speech = statusOf(state.grants.speech);
+        if (state.signedIn)
+            keychain.set(QStringLiteral("token"), apiTokenAccount);
+        if (!state.email.isEmpty())
+            defaults.set(userEmailKey, state.email);
+        wizard.present();
+    }
+
+    std::vector<ViewWindow*> windows() const override { return {wizard.window()}; }
+
+private:
+    QTemporaryDir folder;
+    UserDefaults defaults{pathOf(folder) / "defaults.conf"};
+    std::shared_ptr<SecretStore> secrets = std::make_shared<FakeSecretStore>();
+    std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
+    KeychainHelper keychain{secrets};
+    AppSignIn signIn{std::make_shared<MockBackend>(pathOf(folder)), secrets, workspace, defaults};
+    FakePrivacyServices privacy;
+    Permissions permissions{privacy, *workspace, {.makeWay = [] {}, .terminate = [] {}}};
+    OnboardingWizard wizard{{.signIn = signIn,
+                                .permissions = permissions,
+                                .keychain = keychain,
+                                .config = {.defaults = defaults}},
+        [] {}};
+};
+
+template <class Kind, class State>
+Entry entry(const char* name, State state) {
+    return {QString::fromLatin1(name), [state = std::move(state)] { return std::make_unique<Kind>(state); }};
+}
+
+} // namespace
+
+std::vector<Entry> entries() {
+    const std::vector<CaptureOption> two{display(1, 1920, 1080), display(2, 2560, 1440)};
+    const PermissionSet none{Grant::denied, Grant::unknown, Grant::unknown};
+    const PermissionSet half{Grant::granted, Grant::granted, Grant::denied};
+    const PermissionSet all{Grant::granted, Grant::granted, Grant::granted};
+    return {
+        entry<SetupScene>("setup", SetupState{.displays = two}),
+        entry<SetupScene>(
+            "setup-list", SetupState{.displays = two, .openPicker = QStringLiteral("Scenario")}),
+        entry<SetupScene>(
+            "setup-new-scenario", SetupState{.displays = two,
+                                      .newScenario = QStringLiteral("Reset a forgotten password"),
+                                      .appUrl = QStringLiteral("https://staging.example.com/login"),
+                                      .includeMic = false}),
+        entry<SetupScene>("setup-no-display", SetupState{}),
+        entry<PanelScene>("panel-recording", PanelState{.elapsed = QStringLiteral("04:17"), .level = 0.55f}),
+        entry<PanelScene>("panel-paused", PanelState{.elapsed = QStringLiteral("12:08"), .paused = true}),
+        entry<PanelScene>(
+            "panel-menu", PanelState{.elapsed = QStringLiteral("04:18"), .level = 0.3f, .menu = true}),
+        entry<PanelScene>(
+            "panel-finishing", PanelState{.elapsed = QStringLiteral("75:03"), .finishing = true}),
+        entry<PanelScene>("panel-uploading",
+            PanelState{.elapsed = QStringLiteral("100:00"), .finishing = true, .upload = 0.62}),
+        entry<WizardScene>("wizard", WizardState{.grants = none}),
+        entry<WizardScene>("wizard-half", WizardState{.grants = half}),
+        entry<WizardScene>("wizard-done",
+            WizardState{.grants = all, .signedIn = true, .email = QStringLiteral("tester@example.com")}),
+    };
+}
+
+} // namespace tavro::gallery
