@@ -11,8 +11,6 @@ namespace tavro {
 
 namespace {
 
-constexpr int backlog = 64;
-
 [[noreturn]] void throwErrno(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
@@ -42,7 +40,7 @@ LoopbackSockets LoopbackSockets::open() {
     address4.sin_family = AF_INET;
     address4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address4;
-    if (!bindTo(sockets.ipv4, address4) || ::listen(sockets.ipv4.get(), backlog) != 0 ||
+    if (!bindTo(sockets.ipv4, address4) || ::listen(sockets.ipv4.get(), SOMAXCONN) != 0 ||
         ::getsockname(sockets.ipv4.get(), reinterpret_cast<sockaddr*>(&address4), &size) != 0)
         throwErrno("127.0.0.1");
 
@@ -55,7 +53,7 @@ LoopbackSockets LoopbackSockets::open() {
     if (!sockets.ipv6) {
         if (errno != EAFNOSUPPORT)
             throwErrno("socket");
-    } else if (!bindTo(sockets.ipv6, address6) || ::listen(sockets.ipv6.get(), backlog) != 0) {
+    } else if (!bindTo(sockets.ipv6, address6) || ::listen(sockets.ipv6.get(), SOMAXCONN) != 0) {
         if (errno == EADDRINUSE)
             return {};
         if (errno != EADDRNOTAVAIL)
