@@ -49,11 +49,19 @@ void PulseThread::run() {
         runDue();
         if (pa_mainloop_prepare(loop.get(), timeout()) < 0)
             break;
+        // Preparing swallows the wake-ups so far, and with them that of work posted since the look above.
+        if (hasPosted())
+            pa_mainloop_wakeup(loop.get());
         if (pa_mainloop_poll(loop.get()) < 0)
             break;
         pa_mainloop_dispatch(loop.get());
     }
     delayed.clear();
+}
+
+bool PulseThread::hasPosted() {
+    const std::lock_guard lock(mutex);
+    return stopping || !posted.empty();
 }
 
 bool PulseThread::runPosted() {
