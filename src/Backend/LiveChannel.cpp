@@ -25,8 +25,12 @@ LiveChannel::LiveChannel(const QNetworkRequest& request, std::chrono::millisecon
     QObject::connect(&socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), &socket,
         [this](QAbstractSocket::SocketError error) { fail(error, socket.errorString()); });
     QObject::connect(&socket, &QWebSocket::disconnected, &socket, [this] {
-        fail(QAbstractSocket::RemoteHostClosedError,
-            QCoreApplication::translate("QAbstractSocket", "The remote host closed the connection"));
+        // Comes before the error that it comes from, and without one when the other side closed the channel.
+        if (socket.error() != QAbstractSocket::UnknownSocketError)
+            fail(socket.error(), socket.errorString());
+        else
+            fail(QAbstractSocket::RemoteHostClosedError,
+                QCoreApplication::translate("QAbstractSocket", "The remote host closed the connection"));
     });
     idle.start();
     socket.setProxy(proxyFor(request.url()));

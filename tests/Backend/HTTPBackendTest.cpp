@@ -8,8 +8,12 @@
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
+#include <QNetworkReply>
 #include <QTcpServer>
+#include <QTcpSocket>
+#include <QThread>
 
+#include <cmath>
 #include <latch>
 #include <thread>
 
@@ -53,6 +57,12 @@ struct HTTPUnderTest final : BackendUnderTest {
         return service.lines();
     }
 };
+
+void expectError(const ErrorDescription& error, QStringView domain, int code, QStringView text) {
+    EXPECT_EQ(error.domain.toStdString(), domain.toString().toStdString());
+    EXPECT_EQ(error.code, code);
+    EXPECT_EQ(error.localizedDescription.toStdString(), text.toString().toStdString());
+}
 
 QJsonObject object(const QByteArray& json) {
     return QJsonDocument::fromJson(json).object();
@@ -200,32 +210,362 @@ TEST(HTTPBackend, looksAtTheBodyOnlyWhereItIsDecoded) {
         }
 }
 
-TEST(HTTPBackend, passesOnTheTransportsError) {
+TEST(HTTPBackend, passesOnThatTheConnectionBreaks) {
     for (const Call& call : calls) {
         SCOPED_TRACE(call.request);
         HTTPUnderTest t;
         t.service.misbehave({.match = call.request, .cutAfter = 0});
         const auto error = errorOf([&] { call.make(t); });
-        EXPECT_EQ(error.domain, u"QNetworkReply");
-        EXPECT_EQ(error.code, 2); // RemoteHostClosedError
-        EXPECT_EQ(error.localizedDescription, u"Connection closed");
+        if (call.request[1] == 'U') {
+            expectError(error, u"QAbstractSocket", QAbstractSocket::RemoteHostClosedError,
+                u"The remote host closed the connection");
+        } else {
+            expectError(error, u"QNetworkReply", QNetworkReply::RemoteHostClosedError, u"Connection closed");
+        }
         if (call.request[0] == 'P') {
             EXPECT_EQ(t.service.received(call.request).size(), 1u) << "sent again";
         }
     }
-    quint16 nobody = 0;
-    {
+}
+
+TEST(HTTPBackend, passesOnThatNobodyIsThere) {
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    const QString nobody = u"127.0.0.1:%1"_qs.arg(server.serverPort());
+    server.close();
+    HTTPBackend http(QUrl(u"http://"_qs + nobody), token);
+    expectError(errorOf([&] { await(http.currentUser()); }), u"QNetworkReply",
+        QNetworkReply::ConnectionRefusedError, u"Connection refused");
+
+    HTTPUnderTest t;
+    t.service.setStoreURL(u"http://%1/video"_qs.arg(nobody));
+    expectError(errorOf([&] { await(t.http->uploadVideo(t.newSession(), t.file())); }), u"QAbstractSocket",
+        QAbstractSocket::ConnectionRefusedError, u"Connection refused");
+}
+
+TEST(HTTPBackend, touchesNoLocalFileForAnAddress) {
+    const TemporaryFolder folder;
+    const QString place = u"file://%1/written"_qs.arg(QString::fromStdString(folder.path().string()));
+    HTTPUnderTest t;
+    t.service.setStoreURL(place);
+    expectError(errorOf([&] { await(t.http->uploadVideo(t.newSession(), t.file())); }), u"QAbstractSocket",
+        QAbstractSocket::UnsupportedSocketOperationError, u"Protocol \"file\" is unknown");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    HTTPBackend http(QUrl(u"file:///etc"_qs), token);
+    expectError(errorOf([&] { await(http.currentUser()); }), u"QNetworkReply",
+        QNetworkReply::ProtocolUnknownError, u"Protocol \"file\" is unknown");
+}
+
+TEST(HTTPBackend, refusesAddressesThatAreNone) {
+    for (const QString& none : {u""_qs, u"http://["_qs, u"https://host/a b"_qs, u"http://host:port/"_qs}) {
+        SCOPED_TRACE(none.toStdString());
+        HTTPUnderTest t;
+        t.service.setLiveURL(none.isEmpty() ? u" "_qs : none);
+        EXPECT_EQ(errorOf([&] { t.newSession(); }).text, u"notFound");
+        t.service.setLiveURL({});
+        t.service.setStoreURL(none.isEmpty() ? u" "_qs : none);
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(t.newSession(), t.file())); }).text, u"notFound");
+        EXPECT_EQ(t.service.received("POST /api/app/sessions/ses_2/video-uploaded").size(), 0u);
+    }
+}
+
+TEST(HTTPBackend, followsRedirectionsButTakesTheTokenNowhereElse) {
+    LoopbackService elsewhere;
+    const auto location = [](const QUrl& to) {
+        return QHash<QByteArray, QByteArray>{{"Location", to.toEncoded()}};
+    };
+    const struct {
+        int status;
+        const char* request;
+        bool here;
+        QList<QByteArray> then; // requests at the place that it leads to
+        bool works;
+    } cases[] = {
+        {302, "GET /api/app/me", true, {"GET /api/app/me"}, true},
+        {307, "POST /api/app/projects/p/scenarios", true, {"POST /api/app/projects/p/scenarios"}, true},
+        {303, "POST /api/app/sessions", true, {"GET /api/app/sessions"}, false},
+        {302, "GET /api/app/me", false, {}, false},
+        {307, "POST /api/app/sessions", false, {}, false},
+        {307, "PUT /store/ses_1", false, {"PUT /store/ses_1"}, true},
+        {308, "PUT /store/ses_1", false, {"PUT /store/ses_1"}, true},
+        {302, "PUT /store/ses_1", false, {}, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.status) + " " + c.request + (c.here ? " here" : " elsewhere"));
+        HTTPUnderTest t;
+        elsewhere.forget();
+        QUrl to = c.here ? t.service.baseURL() : elsewhere.baseURL();
+        to.setPath(QString::fromLatin1(QByteArray(c.request).mid(QByteArray(c.request).indexOf(' ') + 1)));
+        t.service.misbehave({.match = c.request, .times = 1, .status = c.status, .headers = location(to)});
+        const auto call = std::find_if(std::begin(calls), std::end(calls),
+            [&](const Call& one) { return QByteArray(one.request) == c.request; });
+        if (c.works) {
+            EXPECT_NO_THROW(call->make(t));
+        } else {
+            EXPECT_EQ(errorOf([&] { call->make(t); }).text, u"notFound");
+        }
+        QList<QByteArray> then = (c.here ? t.service : elsewhere).lines();
+        if (c.here) {
+            then = then.mid(then.indexOf(c.request) + 1, 1);
+        }
+        EXPECT_EQ(then, c.then);
+        for (const Received& entry : elsewhere.received()) {
+            EXPECT_FALSE(entry.headers.contains("authorization"));
+            EXPECT_EQ(entry.body, "video");
+        }
+    }
+}
+
+TEST(HTTPBackend, waitsForAsLongAsSomethingMoves) {
+    HTTPUnderTest t;
+    t.http = std::make_unique<HTTPBackend>(t.service.baseURL(), token, 400ms);
+    const QString id = t.newSession();
+    // An answer of some 100 bytes takes a second, a body of 20 MB several times the limit, and both succeed.
+    t.service.misbehave({.match = "GET /api/app/projects", .dribble = 10ms});
+    EXPECT_EQ(await(t.http->listProjects()).size(), 1u);
+    t.service.misbehave({.match = "PUT", .times = 1, .readChunk = 1 << 20, .readEvery = 60ms});
+    EXPECT_EQ(await(t.http->uploadVideo(id, t.file(QByteArray(20 << 20, 'v')))), u"videos/ses_1.mp4");
+    EXPECT_EQ(t.service.received("PUT").back().bodySize, 20 << 20);
+
+    const QString text = u"Socket operation timed out"_qs;
+    t.service.misbehave({.match = "GET /api/app/me", .delay = 1h});
+    expectError(
+        errorOf([&] { await(t.http->currentUser()); }), u"QNetworkReply", QNetworkReply::TimeoutError, text);
+    t.service.misbehave({.match = "PUT", .readChunk = 1 << 20, .readEvery = 0ms});
+    expectError(errorOf([&] { await(t.http->uploadVideo(id, t.file(QByteArray(20 << 20, 'v')))); }),
+        u"QAbstractSocket", QAbstractSocket::SocketTimeoutError, text);
+    t.service.misbehave({.match = "GET /live", .delay = 1h});
+    const QString next = t.newSession();
+    expectError(errorOf([&] { await(t.http->sendEvent(next, event::Paused())); }), u"QWebSocket",
+        QAbstractSocket::SocketTimeoutError, text);
+}
+
+TEST(HTTPBackend, uploadsTheFileAndTellsHowFarItHasCome) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    QByteArray bytes(5'000'000, 0);
+    for (qsizetype i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i * 2654435761u >> 13);
+    const auto path = t.file(bytes);
+    for (const bool listens : {true, false}) {
+        std::vector<std::int64_t> told;
+        const auto thread = std::this_thread::get_id();
+        t.http->setUploadProgress([&](std::int64_t sent, std::int64_t total) {
+            EXPECT_EQ(std::this_thread::get_id(), thread);
+            EXPECT_EQ(total, bytes.size());
+            told.push_back(sent);
+        });
+        if (!listens)
+            t.http->setUploadProgress({});
+        await(t.http->uploadVideo(id, path));
+        EXPECT_EQ(t.service.received("PUT").back().sha256,
+            QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+        if (listens) {
+            EXPECT_TRUE(waitUntil([&] { return !told.empty() && told.back() == bytes.size(); }));
+            EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+        } else {
+            EXPECT_TRUE(told.empty());
+        }
+    }
+    await(t.http->uploadVideo(id, t.file({})));
+    EXPECT_EQ(t.service.received("PUT").back().headers.value("content-length"), "0");
+}
+
+TEST(HTTPBackend, givesAnUploadUpOnceItIsRefused) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    const auto path = t.file(QByteArray(8 << 20, 'v'));
+    for (const std::int64_t byte : {1, 70'000, 8 << 20}) {
+        t.service.behave();
+        t.service.forget();
+        t.service.misbehave({.match = "PUT", .cutAfter = byte});
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).domain, u"QAbstractSocket") << byte;
+        EXPECT_EQ(t.service.received("PUT").size(), 1u);
+        EXPECT_EQ(t.service.received("POST /api/app/sessions/ses_1/video-uploaded").size(), 0u);
+        EXPECT_TRUE(std::filesystem::exists(path));
+    }
+}
+
+// What the service may answer before it has the whole file, and what becomes of the upload.
+TEST(HTTPBackend, readsTheAnswerToAnUploadWhenItComes) {
+    const struct {
+        QByteArray answer;
+        QString error; // empty: none
+    } cases[] = {
+        {"HTTP/1.1 403 Forbidden\r\nContent-Length: 9\r\n\r\nforbidden", u"notFound"_qs},
+        {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 413 Too Large\r\n\r\n", u"notFound"_qs},
+        {"HTTP/1.1 200 OK\r\n\r\n", u"The server answered before it had the whole file"_qs},
+        {"SSH-2.0-OpenSSH\r\n\r\n", u"notFound"_qs},
+        {QByteArray(70'000, 'x'), u"The server's answer is not HTTP"_qs},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.answer.left(30).toStdString());
+        HTTPUnderTest t;
         QTcpServer server;
         server.listen(QHostAddress::LocalHost);
-        nobody = server.serverPort();
+        QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+            QTcpSocket* socket = server.nextPendingConnection();
+            socket->setReadBufferSize(1);
+            socket->write(c.answer);
+        });
+        t.service.setStoreURL(u"http://127.0.0.1:%1/x"_qs.arg(server.serverPort()));
+        const auto path = t.file(QByteArray(32 << 20, 'v'));
+        const auto error = errorOf([&] { await(t.http->uploadVideo(t.newSession(), path)); });
+        EXPECT_TRUE(error.text.contains(c.error)) << qPrintable(error.text);
     }
-    HTTPBackend http(QUrl(u"http://127.0.0.1:%1"_qs.arg(nobody)), token);
-    const auto error = errorOf([&] { await(http.currentUser()); });
-    EXPECT_EQ(error.code, 1); // ConnectionRefusedError
-    EXPECT_EQ(error.localizedDescription, u"Connection refused");
-    EXPECT_EQ(
-        errorOf([&] { await(HTTPBackend(QUrl(u"file:///etc/hostname"_qs), token).currentUser()); }).code,
-        301); // ProtocolUnknownError
+}
+
+TEST(HTTPBackend, failsASendWhenTheChannelFailed) {
+    const struct {
+        const char* what;
+        Misbehaviour rule;
+        QByteArray text; // within the error's
+    } cases[] = {
+        {"refused", {.match = "GET /live", .status = 401}, "Unhandled http status code: 401"},
+        {"redirected", {.match = "GET /live", .status = 302}, "Unhandled http status code: 302"},
+        {"no such host", {}, "refused"},
+        {"no such scheme", {}, "Unsupported WebSocket scheme: gopher"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        HTTPUnderTest t;
+        t.service.misbehave(c.rule);
+        if (c.rule.match.isEmpty())
+            t.service.setLiveURL(c.text == "refused" ? u"ws://127.0.0.1:1/"_qs : u"gopher://127.0.0.1/"_qs);
+        const QString id = t.newSession();
+        const auto expect = [&](const ErrorDescription& error) {
+            EXPECT_EQ(error.domain, u"QWebSocket");
+            EXPECT_TRUE(error.localizedDescription.contains(QString::fromLatin1(c.text)))
+                << qPrintable(error.localizedDescription);
+        };
+        expect(errorOf([&] { await(t.http->sendEvent(id, event::Paused())); }));
+        expect(errorOf([&] { await(t.http->finishSession(id, 1)); })); // and the channel stays
+        expect(errorOf([&] { await(t.http->sendEvent(id, event::Paused())); }));
+        EXPECT_NO_THROW(await(t.http->deleteSession(id)));
+        EXPECT_EQ(t.service.received("DELETE").size(), 1u);
+        EXPECT_NO_THROW(await(t.http->sendEvent(id, event::Paused()))); // none open: dropped
+    }
+}
+
+TEST(HTTPBackend, failsASendOnAChannelThatTheServiceEnded) {
+    for (const bool politely : {true, false}) {
+        HTTPUnderTest t;
+        const QString id = t.newSession();
+        await(t.http->sendEvent(id, event::Paused()));
+        if (politely)
+            t.service.closeChannels(1001);
+        else
+            t.service.dropChannels();
+        EXPECT_TRUE(waitUntil([&] { return t.service.openChannels() == 0; }));
+        ErrorDescription error; // the end of the connection may take a moment to arrive here
+        waitUntil([&] {
+            try {
+                await(t.http->sendEvent(id, event::Paused()));
+                return false;
+            } catch (...) {
+                error = describeCurrentError();
+                return true;
+            }
+        });
+        expectError(error, u"QWebSocket", QAbstractSocket::RemoteHostClosedError,
+            u"The remote host closed the connection");
+        EXPECT_EQ(errorOf([&] { await(t.http->finishSession(id, 1)); }).domain, u"QWebSocket");
+        EXPECT_NO_THROW(await(t.http->deleteSession(id)));
+    }
+}
+
+TEST(HTTPBackend, answersPingsAndIgnoresMessages) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    await(t.http->sendEvent(id, event::Paused()));
+    t.service.sendText(u"{\"type\":\"deleted\"}"_qs);
+    t.service.ping("are you there");
+    EXPECT_TRUE(waitUntil([&] { return t.service.received("pong are you there").size() == 1; }));
+    EXPECT_NO_THROW(await(t.http->sendEvent(id, event::Resumed())));
+}
+
+TEST(HTTPBackend, waitsForTheHandshakeAndKeepsTheOrder) {
+    HTTPUnderTest t;
+    t.service.misbehave({.match = "GET /live", .delay = 300ms});
+    const QString id = t.newSession();
+    std::vector<QCoro::Task<>> sends;
+    for (int i = 0; i < 5; ++i) {
+        sends.push_back(t.http->sendEvent(id, event::Paused()));
+        sends.push_back(t.http->sendEvent(id, event::Resumed()));
+    }
+    EXPECT_EQ(t.service.received("message").size(), 0u);
+    auto finish = t.http->finishSession(id, 2);
+    for (auto& send : sends)
+        await(std::move(send));
+    await(std::move(finish));
+    const auto arrived = [&] { return t.service.received("close").size() == 1; };
+    EXPECT_TRUE(waitUntil(arrived));
+    const auto events = t.events(id);
+    ASSERT_EQ(events.size(), 11u);
+    for (std::size_t i = 0; i < 10; ++i)
+        EXPECT_EQ(events[i], i % 2 == 0 ? LiveEvent(event::Paused()) : LiveEvent(event::Resumed()));
+    EXPECT_EQ(t.service.received("close").at(0).closeCode, 1000);
+}
+
+TEST(HTTPBackend, dropsTheChannelOfAnEarlierSessionWithoutClosingIt) {
+    HTTPUnderTest t;
+    const QString first = t.newSession();
+    await(t.http->sendEvent(first, event::Paused()));
+    const QString second = t.newSession();
+    await(t.http->sendEvent(first, event::Resumed())); // the channel is the backend's, whatever the id
+    EXPECT_TRUE(waitUntil([&] { return t.service.received("close").size() == 1; }));
+    EXPECT_EQ(t.service.received("close").at(0).closeCode, 1006); // no close frame came
+    EXPECT_EQ(t.events(second), std::vector<LiveEvent>{event::Resumed()});
+}
+
+TEST(HTTPBackend, refusesToSendWhatHasNoJson) {
+    HTTPUnderTest t;
+    EXPECT_NO_THROW(await(t.http->sendEvent({}, event::Finished{std::nan("")}))); // nothing to send it on
+    const QString id = t.newSession();
+    EXPECT_EQ(errorOf([&] { await(t.http->finishSession(id, std::nan(""))); }).domain, u"Tavro.JSON");
+    EXPECT_NO_THROW(await(t.http->finishSession(id, 1)));
+}
+
+TEST(HTTPBackend, endsWhatIsUnderWayWhenItGoes) {
+    HTTPUnderTest t;
+    t.service.misbehave({.match = "GET /api/app/me", .delay = 1h});
+    t.service.misbehave({.match = "PUT", .readChunk = 1 << 20, .readEvery = 0ms});
+    t.service.misbehave({.match = "GET /live", .delay = 1h});
+    const QString id = t.newSession();
+    auto user = t.http->currentUser();
+    auto upload = t.http->uploadVideo(id, t.file(QByteArray(20 << 20, 'v')));
+    auto send = t.http->sendEvent(id, event::Paused());
+    t.lines(4);
+    t.http.reset();
+    for (const auto& end : std::vector<std::function<void()>>{[&] { await(std::move(user)); },
+             [&] { await(std::move(upload)); }, [&] { await(std::move(send)); }})
+        EXPECT_EQ(errorOf(end).localizedDescription, u"Operation canceled");
+}
+
+TEST(HTTPBackend, servesFourThreadsAtOnce) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    const auto path = t.file(QByteArray(300'000, 'v'));
+    constexpr int threads = 4, rounds = 10;
+    std::latch start(threads);
+    std::vector<std::unique_ptr<QThread>> callers;
+    for (int i = 0; i < threads; ++i) {
+        callers.emplace_back(QThread::create([&, i] {
+            start.arrive_and_wait();
+            for (int round = 0; round < rounds; ++round) {
+                t.http->setUploadProgress([](std::int64_t, std::int64_t) {});
+                EXPECT_EQ(await(t.http->currentUser())->id, u"usr_1");
+                EXPECT_EQ(await(t.http->listProjects()).size(), 1u);
+                await(t.http->sendEvent(id, Marker{QString::number(i), id, double(round), {}, {}}));
+                if (round % 5 == 0)
+                    await(t.http->uploadVideo(id, path));
+            }
+        }));
+        callers.back()->start();
+    }
+    for (const auto& caller : callers)
+        caller->wait();
+    EXPECT_TRUE(waitUntil([&] { return t.events(id).size() == threads * rounds; }));
 }
 
 } // namespace

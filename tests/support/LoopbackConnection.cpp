@@ -152,12 +152,13 @@ void LoopbackConnection::write(const Answer& answer) {
     for (auto header = answer.headers.begin(); header != answer.headers.end(); ++header)
         bytes += header.key() + ": " + header.value() + "\r\n";
     bytes += "\r\n";
-    if (answer.status != 204)
-        bytes += answer.body;
-    if (rule.dribble.count() > 0) {
-        writeSlowly(bytes, rule.dribble);
+    if (rule.dribble.count() > 0 && !answer.body.isEmpty()) {
+        socket->write(bytes);
+        writeSlowly(answer.body, rule.dribble);
         return;
     }
+    if (answer.status != 204)
+        bytes += answer.body;
     socket->write(bytes);
     answering = false;
 }

@@ -126,11 +126,14 @@ void LoopbackService::State::openChannel(QWebSocket* socket) {
         entry.target = target;
         note(entry);
     });
-    QObject::connect(socket, &QWebSocket::disconnected, socket, [this, socket, target] {
+    // The library reports a normal closure also when no close frame came.
+    auto closed = std::make_shared<bool>(false);
+    QObject::connect(socket, &QWebSocket::aboutToClose, socket, [closed] { *closed = true; });
+    QObject::connect(socket, &QWebSocket::disconnected, socket, [this, socket, target, closed] {
         channels.removeOne(socket);
         Received entry;
         entry.kind = Received::Kind::close;
-        entry.closeCode = socket->closeCode();
+        entry.closeCode = *closed ? socket->closeCode() : 1006;
         entry.target = target;
         note(entry);
         socket->deleteLater();

@@ -42,7 +42,7 @@ struct Misbehaviour {
     QByteArray body = {}; ///< with this body, whether the status is given or not, unless null
     QHash<QByteArray, QByteArray> headers = {};
     std::chrono::milliseconds delay{0};     ///< before the answer
-    std::chrono::milliseconds dribble{0};   ///< between the answer's bytes
+    std::chrono::milliseconds dribble{0};   ///< between the bytes of the answer's body
     std::int64_t cutAfter = -1;             ///< cuts the connection when so many bytes of the body have come
     std::int64_t readChunk = 0;             ///< reads a body so many bytes at a time …
     std::chrono::milliseconds readEvery{0}; ///< … and so often; 0: stops reading after the first chunk
