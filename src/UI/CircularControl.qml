@@ -14,6 +14,7 @@ T.Button {
     implicitHeight: Theme.scaled(30)
     scale: flashing ? 0.86 : 1
     Accessible.name: label
+    Accessible.onPressAction: clicked()
 
     onPressed: feedback.press(symbol)
 

@@ -48,6 +48,7 @@ Item {
                     focusPolicy: Qt.NoFocus
                     Accessible.role: Accessible.MenuItem
                     Accessible.name: text
+                    Accessible.onPressAction: clicked()
                     onHoveredChanged: if (hovered) root.menu.current = index
                     onClicked: root.menu.choose(index)
 

@@ -11,6 +11,13 @@ T.Switch {
     implicitHeight: Math.max(24, indicator.height, contentItem.implicitHeight)
     font: Theme.body
     Accessible.name: text
+    Accessible.onPressAction: flip()
+    Accessible.onToggleAction: flip()
+
+    function flip() { // as the user does
+        checked = !checked
+        toggled()
+    }
 
     indicator: Rectangle {
         y: (toggle.height - height) / 2
