@@ -18,6 +18,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
 constexpr auto repeatInterval = 1s;
+// The server may let others in while somebody draws: what belongs together is there a moment after it began.
+constexpr auto settleTime = 2ms;
 constexpr auto lastAnswerWithin = 500ms; // of a server, once the capture is to stop
 constexpr std::size_t spareCanvases = 6; // beyond those on their way: for whoever keeps or encodes them
 
@@ -89,6 +91,8 @@ private:
             const auto time = Clock::now();
             if (waiting && time - lastNews > samePicture)
                 owner.channel->countDropped(); // nobody will see the picture that was waiting
+            if (!waiting)
+                firstNews = time;
             lastNews = time;
         }
         if (connection.isBroken() && !std::exchange(isBroken, true))
@@ -96,9 +100,10 @@ private:
                 QStringLiteral("capture: the connection to the X server is lost; the last picture stays"));
     }
 
+    Clock::time_point grabTime() const { return std::max(pacer.next(), firstNews + settleTime); }
     bool canSend() { return owner.channel->hasRoom() && pool->canTake(); }
     bool isTimeToGrab() {
-        return !isBroken && grabber.mayHaveChanged() && pacer.next() <= Clock::now() && canSend();
+        return !isBroken && grabber.mayHaveChanged() && grabTime() <= Clock::now() && canSend();
     }
     bool isTimeToRepeat() { return Clock::now() >= lastSent + repeatInterval && canSend(); }
 
@@ -142,7 +147,7 @@ private:
     void wait() {
         auto until = lastSent + repeatInterval;
         if (!isBroken && grabber.mayHaveChanged())
-            until = std::min(until, pacer.next());
+            until = std::min(until, grabTime());
         // Without room or a canvas whoever makes some wakes us.
         waitForData(canSend() ? std::optional(until - Clock::now()) : std::nullopt);
     }
@@ -180,6 +185,7 @@ private:
     FramePacer pacer;
     const microseconds samePicture; // damage as close as this to the one before belongs to the same picture
     bool isBroken = false;
+    Clock::time_point firstNews{}; // of what is not in the picture yet
     Clock::time_point lastNews{};
     Clock::time_point lastSent{};
     microseconds lastTime{0};
