@@ -70,6 +70,8 @@ bool LoopbackConnection::readHead() {
     inBody = true;
     if (rule.readChunk > 0 && expected > 0) {
         socket->setReadBufferSize(rule.readChunk);
+        socket->setSocketOption(
+            QAbstractSocket::ReceiveBufferSizeSocketOption, 1 << 16); // what is not read waits at the sender
         if (rule.readEvery.count() > 0)
             readTimer.start(rule.readEvery);
         else
