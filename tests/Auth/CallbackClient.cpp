@@ -26,6 +26,17 @@ int connectTo(int family, const Address& address) {
 
 } // namespace
 
+bool CallbackClient::hasIPv6() {
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    any.sin6_addr = in6addr_loopback;
+    const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool bound =
+        socket >= 0 && ::bind(socket, reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0;
+    ::close(socket);
+    return bound;
+}
+
 CallbackClient::CallbackClient(int port, Family family) {
     const auto number = htons(static_cast<std::uint16_t>(port));
     if (family == Family::ipv4) {

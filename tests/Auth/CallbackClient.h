@@ -11,6 +11,8 @@ class CallbackClient {
 public:
     enum class Family { ipv4, ipv6 };
 
+    static bool hasIPv6(); ///< whether this machine has an IPv6 loopback address
+
     /// Connects; see `isConnected`.
     explicit CallbackClient(int port, Family family = Family::ipv4);
     CallbackClient(CallbackClient&& other) noexcept;

@@ -70,8 +70,11 @@ TEST_F(LocalCallbackServerTest, deliversTheCodeAndAnswersOnBothFamilies) {
     const test::LogLines log;
     start();
     expectPage(ask("GET /?code=four HTTP/1.1\r\nHost: localhost\r\n\r\n"));
-    expectPage(ask("GET /?code=six HTTP/1.1\r\nHost: localhost\r\n\r\n", CallbackClient::Family::ipv6));
-    EXPECT_EQ(codes(), (QStringList{u"four"_qs, u"six"_qs}));
+    EXPECT_EQ(codes(), QStringList(u"four"_qs));
+    if (CallbackClient::hasIPv6()) {
+        expectPage(ask("GET /?code=six HTTP/1.1\r\nHost: localhost\r\n\r\n", CallbackClient::Family::ipv6));
+        EXPECT_EQ(codes().last(), u"six"_qs);
+    }
     EXPECT_EQ(log.all(), (QStringList{u"[INFO] callback server: listener ready"_qs,
                              u"[INFO] callback server: listening on port %1"_qs.arg(port)}));
 }
@@ -168,7 +171,10 @@ TEST_F(LocalCallbackServerTest, listensForThisMachineOnly) {
     for (const QString& line : QString::fromUtf8(ss.readAll()).split(u'\n', Qt::SkipEmptyParts))
         addresses.append(line.simplified().section(u' ', 3, 3));
     addresses.sort();
-    EXPECT_EQ(addresses, (QStringList{u"127.0.0.1:%1"_qs.arg(port), u"[::1]:%1"_qs.arg(port)}));
+    QStringList loopback(u"127.0.0.1:%1"_qs.arg(port));
+    if (CallbackClient::hasIPv6())
+        loopback.append(u"[::1]:%1"_qs.arg(port));
+    EXPECT_EQ(addresses, loopback);
 }
 
 // Leaves this process so few free descriptors for as long as it lives.
