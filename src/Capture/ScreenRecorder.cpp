@@ -70,6 +70,7 @@ QCoro::Task<> ScreenRecorder::start(
         throw recorderError(1, QStringLiteral("Capture target not found"));
     }
     outputFile = outputURL;
+    currentFrame.reset();
     removeFile(outputURL);
 
     auto created = screen.makeStream(*filter, streamConfiguration);
@@ -97,6 +98,8 @@ QCoro::Task<> ScreenRecorder::start(
         throw;
     }
     isPaused = false;
+    if (writesItself() && !sessionStarted && currentFrame)
+        appendToWriter(currentFrame); // it came while a pause of the take before was still set
     Log::info(QStringLiteral("recorder.start: capture started OK"));
 }
 

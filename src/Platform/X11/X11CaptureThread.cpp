@@ -54,18 +54,19 @@ public:
         connection.whileWaiting = [this] { return waitForReply(); };
     }
 
-    /// The first picture. Throws.
+    /// Sends the first picture. Throws.
     void begin() {
         // What the server tells of the time before the first picture is in that picture.
         connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(connection));
         takeNoteOfEvents();
+        const microseconds time = now();
         if (!grabber.grab())
             throw PlatformError(QStringLiteral("Tavro.X11"), 5,
                 QStringLiteral("The X server gives no picture of the target"));
+        send(time, grabber.damage().rects());
     }
 
     void run() {
-        send(now(), grabber.damage().rects());
         while (!owner.orders.isGiven()) {
             takeNoteOfEvents();
             if (isTimeToGrab() || isTimeToRepeat())

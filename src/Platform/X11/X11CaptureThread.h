@@ -29,7 +29,7 @@ public:
     /// Ends the thread. Does not wait for a server that does not answer.
     ~X11CaptureThread();
 
-    /// Resolved just before the first frame is sent, or rejected, and then the thread ends.
+    /// Resolved when the first frame is on its way, or rejected, and then the thread ends.
     const Promise<void>& started() const { return startedPromise; }
     /// Sends the last frame, shown at that time, and ends the thread. Resolved when that frame is on its way.
     Promise<void> stop(std::chrono::microseconds time);

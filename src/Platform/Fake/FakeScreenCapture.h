@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Core/Promise.h"
+#include "Platform/ScreenCapture.h"
+
+#include <QStringList>
+
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace tavro {
+
+/// A screen that shows what it is told to and fails at the steps it is told to. Outlives its streams. Main
+/// thread.
+class FakeScreenCapture final : public ScreenCaptureService {
+public:
+    enum class Step {
+        shareableContent,
+        makeRecordingOutput,
+        addStreamOutput,
+        addRecordingOutput,
+        startCapture,
+        stopCapture
+    };
+
+    ShareableContent content;
+    /// What fails, until it is erased.
+    std::map<Step, std::exception_ptr> failing;
+    /// Sent by every `startCapture()` and every `stopCapture()`.
+    VideoFramePtr firstFrame;
+    VideoFramePtr lastFrame;
+    /// What was called, in order, with the arguments that matter, e.g. "makeStream window/7 1920x1080 6".
+    QStringList calls;
+    StreamConfiguration configuration; ///< of the last stream made
+
+    /// Sends a frame through the running streams.
+    void show(const VideoFramePtr& frame) {
+        for (const auto& handler : std::vector(handlers))
+            handler(frame);
+    }
+
+    QCoro::Task<ShareableContent> shareableContent() override {
+        note(Step::shareableContent, QStringLiteral("shareableContent"));
+        co_return content;
+    }
+    std::unique_ptr<ScreenStream> makeStream(
+        const ContentFilter& filter, const StreamConfiguration& streamConfiguration) override {
+        configuration = streamConfiguration;
+        calls << QStringLiteral("makeStream %1/%2 %3x%4 %5")
+                     .arg(filter.kind == ContentFilter::Kind::window ? QStringLiteral("window")
+                                                                     : QStringLiteral("display"))
+                     .arg(filter.id)
+                     .arg(configuration.width)
+                     .arg(configuration.height)
+                     .arg(configuration.queueDepth);
+        return std::make_unique<Stream>(*this);
+    }
+    std::shared_ptr<RecordingOutput> makeRecordingOutput(const std::filesystem::path& file) override {
+        note(Step::makeRecordingOutput,
+            QStringLiteral("makeRecordingOutput ") + QString::fromStdString(file.filename().string()));
+        return std::make_shared<RecordingOutput>();
+    }
+
+private:
+    class Stream final : public ScreenStream {
+    public:
+        explicit Stream(FakeScreenCapture& service) : screen(service) {}
+        ~Stream() override { screen.handlers.clear(); }
+        void addStreamOutput(FrameHandler added) override {
+            screen.note(Step::addStreamOutput, QStringLiteral("addStreamOutput"));
+            handler = std::move(added);
+        }
+        void addRecordingOutput(std::shared_ptr<RecordingOutput>) override {
+            screen.note(Step::addRecordingOutput, QStringLiteral("addRecordingOutput"));
+        }
+        QCoro::Task<> startCapture() override {
+            screen.note(Step::startCapture, QStringLiteral("startCapture"));
+            screen.handlers = {handler};
+            if (screen.firstFrame)
+                screen.show(screen.firstFrame);
+            co_return;
+        }
+        QCoro::Task<> stopCapture() override {
+            screen.note(Step::stopCapture, QStringLiteral("stopCapture"));
+            if (screen.lastFrame)
+                screen.show(screen.lastFrame);
+            screen.handlers.clear();
+            co_return;
+        }
+        StreamStatistics statistics() const override { return {7, 2}; }
+
+    private:
+        FakeScreenCapture& screen;
+        FrameHandler handler;
+    };
+
+    void note(Step step, const QString& call) {
+        calls << call;
+        if (const auto failure = failing.find(step); failure != failing.end())
+            std::rethrow_exception(failure->second);
+    }
+
+    std::vector<ScreenStream::FrameHandler> handlers;
+};
+
+} // namespace tavro
