@@ -31,12 +31,12 @@ void MixedAudioWriter::start(const std::filesystem::path& url) {
     });
 }
 
-void MixedAudioWriter::appendFrame(std::vector<std::int16_t> frame) {
+void MixedAudioWriter::appendFrame(AudioFrame frame) {
     if (!frame.empty())
         queue.async([this, frame = std::move(frame)] { write(frame); });
 }
 
-void MixedAudioWriter::write(const std::vector<std::int16_t>& frame) {
+void MixedAudioWriter::write(const AudioFrame& frame) {
     if (!sessionStarted || !writerInput || !writerInput->isReadyForMoreMediaData())
         return;
     writerInput->append(frame, {sampleCount, sampleRate});

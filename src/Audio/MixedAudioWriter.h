@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Audio/AudioFrame.h"
 #include "Core/SerialQueue.h"
 #include "Platform/AssetWriter.h"
 
@@ -8,11 +9,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <vector>
 
 namespace tavro {
 
-/// Stores mixed audio frames (mono, 16 000 Hz, 16 bits) as AAC. The n-th sample written lies at n/16000 s of
+/// Stores mixed audio frames as AAC. The n-th sample written lies at n/16000 s of
 /// the file: a frame that is dropped closes up the time line. One file at a time; reused for every take.
 class MixedAudioWriter {
 public:
@@ -23,7 +23,7 @@ public:
     /// then.
     void start(const std::filesystem::path& url);
     /// Any thread; returns at once. Dropped while no file is open.
-    void appendFrame(std::vector<std::int16_t> frame);
+    void appendFrame(AudioFrame frame);
     /// Completes when the file is finished. Frames appended later are dropped. Never throws.
     QCoro::Task<> finish();
 
@@ -31,7 +31,7 @@ public:
     std::int64_t samplesWritten();
 
 private:
-    void write(const std::vector<std::int16_t>& frame);
+    void write(const AudioFrame& frame);
     std::unique_ptr<AssetWriter> close();
 
     AssetWriterFactory& factory;

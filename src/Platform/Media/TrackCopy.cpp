@@ -7,6 +7,9 @@ namespace tavro {
 
 namespace {
 
+// Of the lengths in the index: fine enough for sound, coarse enough for half a day in 32 bits.
+constexpr const char* movieTimescale = "90000";
+
 struct Track {
     std::unique_ptr<TrackReader> reader;
     AVStream* stream;
@@ -37,7 +40,7 @@ void copyTracks(
         AVStream* stream = libav::addTrack(*muxer, reader->parameters(), reader->timeBase());
         tracks.push_back({std::move(reader), stream});
     }
-    libav::writeHeader(*muxer, {{"movflags", "faststart"}});
+    libav::writeHeader(*muxer, {{"movflags", "faststart"}, {"movie_timescale", movieTimescale}});
     while (Track* track = earliest(tracks)) {
         const libav::Packet packet = track->reader->take();
         packet->stream_index = track->stream->index;

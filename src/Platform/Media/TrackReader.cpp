@@ -3,8 +3,6 @@
 #include "Platform/Media/LibavError.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <limits>
 #include <utility>
 
 namespace tavro {
@@ -42,20 +40,23 @@ AVStream* firstTrack(const AVFormatContext& input, MediaType type) {
 TrackReader::TrackReader(
     const std::filesystem::path& file, MediaType type, std::optional<std::chrono::microseconds> length)
     : input(openMediaFile(file))
-    , stream(readOnly(*input, type))
-    , end(length ? av_rescale_q(length->count(), {1, std::micro::den}, stream->time_base)
-                 : std::numeric_limits<std::int64_t>::max()) {
+    , stream(readOnly(*input, type)) {
+    if (length)
+        end = av_rescale_q(length->count(), {1, std::micro::den}, stream->time_base);
     readAhead();
 }
 
 libav::Packet TrackReader::take() {
     libav::Packet taken = std::move(ahead);
     readAhead();
-    // The file's own idea of a duration may be the guess that was made while it was written.
+    // What the file itself says of durations may be the guess that was made while it was written.
     if (ahead)
         taken->duration = ahead->dts - taken->dts;
-    else
-        taken->duration = std::min(taken->duration, end - taken->pts);
+    else if (end)
+        taken->duration = *end - taken->pts;
+    else if (taken->duration <= 0)
+        taken->duration = lastDuration;
+    lastDuration = taken->duration;
     return taken;
 }
 
@@ -70,7 +71,7 @@ void TrackReader::readAhead() {
             break;
         av_packet_unref(packet.get());
     }
-    if (packet->pts < end)
+    if (!end || packet->pts < *end)
         ahead = std::move(packet);
 }
 

@@ -13,7 +13,8 @@ libav::InputContext openMediaFile(const std::filesystem::path& file);
 /// The first track of that type, or null.
 AVStream* firstTrack(const AVFormatContext& input, MediaType type);
 
-/// Reads [0, length) of one track of a file, packet by packet. One thread at a time.
+/// Reads [0, length) of one track of a file, packet by packet; the last stands until the length is reached.
+/// One thread at a time.
 class TrackReader {
 public:
     /// Without a length the whole track. Throws PlatformError when there is no such track.
@@ -32,7 +33,8 @@ private:
 
     const libav::InputContext input;
     AVStream* const stream;
-    const std::int64_t end; // in the track's time base
+    std::optional<std::int64_t> end; // in the track's time base
+    std::int64_t lastDuration = 0;
     libav::Packet ahead;
 };
 
