@@ -4,6 +4,8 @@
 #include "Backend/MockBackend.h"
 #include "Core/Paths.h"
 
+#include <QNetworkProxyFactory>
+
 namespace tavro {
 
 namespace {
@@ -32,6 +34,7 @@ TakeBackend TakeBackend::choose(const TakeOptions& options) {
     const QString token = qEnvironmentVariable("TAVRO_TAKE_TOKEN");
     if (token.isEmpty())
         throw UsageError("--service needs its token in TAVRO_TAKE_TOKEN");
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
     return {std::make_shared<HTTPBackend>(*options.service, token), &noTraces};
 }
 
