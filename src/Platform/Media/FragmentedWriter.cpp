@@ -52,29 +52,50 @@ void FragmentedWriter::add(libav::Packet packet) {
 void FragmentedWriter::put(libav::Packet packet, std::int64_t duration) {
     if (!held)
         fragmentStart = packet->pts;
-    // A fragment begins where the one before it ends unless the muxer is told otherwise.
     if (!held && end && *end != packet->pts)
-        libav::check(av_opt_set(muxer->priv_data, "movflags", "+frag_discont", 0));
+        announceGap(packet->pts);
     end = packet->pts + duration;
     held = true;
-    packet->stream_index = stream->index;
     packet->duration = duration;
-    av_packet_rescale_ts(packet.get(), timeBase, stream->time_base);
-    libav::check(av_write_frame(muxer.get(), packet.get()));
+    write(*packet);
+}
+
+// Left alone, the muxer lets a fragment begin where the one before it ends. It takes notice of this only with
+// the packet that follows, and passes over one without content.
+void FragmentedWriter::announceGap(std::int64_t start) {
+    libav::check(av_opt_set(muxer->priv_data, "movflags", "+frag_discont", 0));
+    const libav::Packet announcement(av_packet_alloc());
+    announcement->pts = announcement->dts = start - 1;
+    write(*announcement);
+}
+
+void FragmentedWriter::write(AVPacket& packet) {
+    packet.stream_index = stream->index;
+    av_packet_rescale_ts(&packet, timeBase, stream->time_base);
+    libav::check(av_write_frame(muxer.get(), &packet));
 }
 
 void FragmentedWriter::cut() {
     held = false;
+    endWith([this] {
+        const int cut = av_write_frame(muxer.get(), nullptr);
+        if (cut < 0 || std::exchange(indexWritten, true))
+            return cut;
+        return av_write_frame(muxer.get(), nullptr); // the first time only the index was written
+    });
+    wholeLength = file.position();
+}
+
+// What `writeOut` writes comes into the file whole, or not at all.
+void FragmentedWriter::endWith(const std::function<int()>& writeOut) {
     try {
-        libav::check(av_write_frame(muxer.get(), nullptr));
-        if (!std::exchange(indexWritten, true)) // the first time only the index is written
-            libav::check(av_write_frame(muxer.get(), nullptr));
-        file.flush();
+        const int written = writeOut();
+        file.flush(); // whose own failure says more
+        libav::check(written);
     } catch (...) {
         file.truncate(wholeLength);
         throw;
     }
-    wholeLength = file.position();
 }
 
 void FragmentedWriter::flush(std::chrono::microseconds duration) {
@@ -92,13 +113,7 @@ std::chrono::microseconds FragmentedWriter::finish() {
         put(std::move(pending), lastDuration);
     if (held)
         cut();
-    try {
-        libav::check(av_write_trailer(muxer.get()));
-        file.flush();
-    } catch (...) {
-        file.truncate(wholeLength);
-        throw;
-    }
+    endWith([this] { return av_write_trailer(muxer.get()); });
     return std::chrono::microseconds(av_rescale_q(end.value_or(0), timeBase, microsecondBase));
 }
 

@@ -25,7 +25,10 @@ public:
 
 private:
     void put(libav::Packet packet, std::int64_t duration);
+    void announceGap(std::int64_t start);
+    void write(AVPacket& packet);
     void cut();
+    void endWith(const std::function<int()>& writeOut);
     std::int64_t inTrackTime(std::chrono::microseconds time) const;
 
     OutputFile& file;

@@ -5,6 +5,8 @@
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/TrackCopy.h"
 
+#include <utility>
+
 namespace tavro {
 
 namespace {
@@ -98,9 +100,12 @@ void WriterPipeline::open() {
 }
 
 void WriterPipeline::add(libav::Packet packet) {
+    const auto now = SerialQueue::Clock::now();
+    const bool afterSilence = now - std::exchange(lastPacket, now) >= longestWait;
     fragments->add(std::move(packet));
-    lastPacket = SerialQueue::Clock::now();
-    if (!watching)
+    if (afterSilence) // more of it is likely, so there is nothing to wait for
+        fragments->flush(standingDuration);
+    else if (!watching)
         watchForSilence();
 }
 

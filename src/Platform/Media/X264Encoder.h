@@ -33,11 +33,13 @@ private:
     };
     static void collect(void* self, int level, const char* format, va_list arguments);
     PlatformError failure();
+    void setRefinement(int refinement);
     bool isKeyFrameDue(std::chrono::microseconds time);
 
     const VideoSettings settings;
     std::unique_ptr<x264_t, Close> encoder;
     MacroblockMap blocks;
+    int usualRefinement = 0;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     QStringList reported; // the encoder's own words on its last failure
 };

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <sys/stat.h>
+#include <thread>
 
 namespace tavro::test {
 namespace {
@@ -87,6 +88,206 @@ TEST_F(VideoWriterTest, WritesEveryFrameAtItsMicrosecond) {
     ASSERT_EQ(::stat(file.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(VideoWriterTest, KeyFramesComeByTime) {
+    start(0us);
+    for (int i = 0; i < 40; ++i) // a still screen's second, and a little late
+        append(canvas.take(std::chrono::microseconds(1'003'000) * i));
+    for (int i = 0; i < 400; ++i)
+        append(canvas.take(40s + 50ms * i));
+    finish();
+    microseconds last{0};
+    for (const auto& sample : videoTrack(file).samples)
+        if (sample.key) {
+            EXPECT_LE(sample.time - last, 5s);
+            last = sample.time;
+        }
+    EXPECT_GE(last, 55s);
+}
+
+TEST_F(VideoWriterTest, WhatIsNotDamagedStaysAsItWas) {
+    // Text is typed in one line while what stands around it must not fade, over more frames than a key frame
+    // would mend.
+    start(0us);
+    canvas.writeText({0, 0, width, height}, 1);
+    int index = 0;
+    std::vector<std::vector<std::uint8_t>> painted;
+    for (; index < 200; ++index) {
+        canvas.writeText({index % 18 * 16, 80, 16, 16}, static_cast<std::uint32_t>(index));
+        append(canvas.take(20ms * index));
+        painted.push_back(canvas.planes()[0]);
+    }
+    finish();
+    const auto pictures = decodePictures(file);
+    ASSERT_EQ(pictures.size(), painted.size());
+    const double first = meanDifference(pictures.front().planes[0], painted.front());
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        EXPECT_LT(meanDifference(pictures[i].planes[0], painted[i]), first + 0.5) << "picture " << i;
+    EXPECT_LT(first, 4);
+}
+
+TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
+    start(0us);
+    int accepted = 0;
+    int refused = 0;
+    std::vector<std::vector<std::uint8_t>> painted;
+    // Far faster than they can be encoded, so that many are refused; each paints elsewhere.
+    for (int i = 0; i < 2000 && (refused < 50 || accepted < 50); ++i) {
+        canvas.fill({i * 16 % width, i * 16 / width * 16 % height, 16, 16},
+            {static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(i * 3), 128});
+        if (input->append(canvas.take(10ms * i))) {
+            ++accepted;
+            painted.push_back(canvas.planes()[0]);
+        } else {
+            ++refused;
+        }
+    }
+    ASSERT_GT(refused, 0);
+    finish();
+    const auto pictures = decodePictures(file);
+    ASSERT_EQ(pictures.size(), painted.size());
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        EXPECT_LT(meanDifference(pictures[i].planes[0], painted[i]), 2) << "picture " << i;
+}
+
+TEST_F(VideoWriterTest, AFrameThatNobodyHandedOverIsMissedNowhere) {
+    start(0us);
+    append(canvas.take(0us));
+    canvas.fill({0, 0, width, height}, {255, 0, 0}); // seen by nobody, as in a pause
+    canvas.skip();
+    canvas.fill({0, 0, 16, 16}, {0, 0, 255});
+    append(canvas.take(100ms));
+    finish();
+    const auto pictures = decodePictures(file);
+    ASSERT_EQ(pictures.size(), 2U);
+    for (std::size_t plane = 0; plane < 3; ++plane)
+        EXPECT_LT(meanDifference(pictures[1].planes[plane], canvas.planes()[plane]), 2);
+}
+
+TEST_F(VideoWriterTest, ColoursComeBackFromAStandardDecoder) {
+    const std::vector<Colour> colours{{0, 0, 0}, {255, 255, 255}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255},
+        {128, 128, 128}, {64, 64, 64}, {200, 200, 200}, {0, 255, 255}, {255, 0, 255}, {255, 255, 0},
+        {30, 90, 160}};
+    start(0us);
+    const auto patch = [](std::size_t i) {
+        return Rect{static_cast<int>(i % 4) * 80, static_cast<int>(i / 4) * 64, 80, 64};
+    };
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        canvas.fill(patch(i), colours[i]);
+    append(canvas.take(0us));
+    finish();
+    const auto picture =
+        ffmpeg(file, {QStringLiteral("-sws_flags"), QStringLiteral("accurate_rnd"),
+                         QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-f"),
+                         QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgb24")});
+    ASSERT_EQ(picture.size(), width * height * 3);
+    for (std::size_t i = 0; i < colours.size(); ++i) {
+        const Rect area = patch(i);
+        const auto at = ((area.y + 32) * width + area.x + 40) * 3;
+        const auto value = [&](int channel) { return static_cast<std::uint8_t>(picture[at + channel]); };
+        EXPECT_NEAR(value(0), colours[i].red, 3) << "patch " << i;
+        EXPECT_NEAR(value(1), colours[i].green, 3) << "patch " << i;
+        EXPECT_NEAR(value(2), colours[i].blue, 3) << "patch " << i;
+    }
+}
+
+TEST_F(VideoWriterTest, ASessionsStartIsTheFilesZeroAndNothingComesBeforeIt) {
+    start(10s);
+    EXPECT_FALSE(input->append(canvas.take(9'999'999us)));
+    append(canvas.take(10s));
+    EXPECT_FALSE(input->append(canvas.take(10s))) << "two pictures of one time";
+    append(canvas.take(11s));
+    finish();
+    EXPECT_EQ(videoTrack(file).samples.size(), 2U);
+    EXPECT_EQ(videoTrack(file).samples.back().time, 1s);
+}
+
+TEST_F(VideoWriterTest, TakesNothingBeforeItsStartOrAfterItsEnd) {
+    EXPECT_FALSE(input->append(canvas.take(0us)));
+    start(0us);
+    EXPECT_FALSE(writer->startWriting());
+    EXPECT_FALSE(writer->addAudioInput({16'000, 1, 64'000})) << "one track a writer";
+    append(canvas.take(0us));
+    input->markAsFinished();
+    EXPECT_FALSE(input->append(canvas.take(1s)));
+    await(writer->finishWriting());
+    EXPECT_FALSE(input->isReadyForMoreMediaData());
+}
+
+TEST_F(VideoWriterTest, ADroppedWriterLeavesAFileThatPlays) {
+    start(0us);
+    for (int i = 0; i < 40; ++i)
+        append(canvas.take(100ms * i));
+    ASSERT_TRUE(waitUntil([&] { return std::filesystem::file_size(file) > 0; }));
+    writer.reset();
+    EXPECT_FALSE(input->append(canvas.take(5s))) << "the input alone is good for nothing";
+    input.reset();
+    EXPECT_THAT(boxes(file), ::testing::Contains("moof"));
+    EXPECT_GT(decodePictures(file).size(), 0U);
+}
+
+TEST_F(VideoWriterTest, APauseHoldsThePictureAndCostsNoLength) {
+    start(0us);
+    append(canvas.take(0us));
+    std::this_thread::sleep_for(500ms); // long enough for the picture to go into the file as one that stands
+    canvas.fill({0, 0, 64, 64}, {200, 0, 0});
+    append(canvas.take(200ms));
+    append(canvas.take(60s));
+    finish();
+    const auto track = videoTrack(file);
+    EXPECT_EQ(track.samples[0].duration, 200ms);
+    EXPECT_EQ(track.samples[1].duration, 60s - 200ms);
+    EXPECT_LE(track.length() - 60s, 20ms);
+}
+
+TEST_F(VideoWriterTest, AFileThatCannotBeMadeIsThePlatformsError) {
+    const auto error = errorOf(
+        [&] { (void)factory->makeAssetWriter(folder.path() / "missing" / "take.mp4", FileType::mpeg4); });
+    EXPECT_EQ(error.domain, QStringLiteral("POSIX"));
+    EXPECT_EQ(error.localizedDescription, QStringLiteral("No such file or directory"));
+}
+
+TEST_F(VideoWriterTest, StartsAndEndsAgainAndAgain) {
+    for (int round = 0; round < 30; ++round) {
+        open("round" + std::to_string(round) + ".mp4");
+        start(0us);
+        for (int i = 0; i < 3; ++i)
+            input->append(canvas.take(10ms * i));
+        if (round % 3 == 0)
+            continue; // dropped in mid-take
+        finish();
+        EXPECT_EQ(writer->status(), AssetWriter::Status::completed);
+    }
+}
+
+TEST_F(VideoWriterTest, AFinishThatCannotRewriteKeepsTheFragments) {
+    const LogLines log;
+    start(0us);
+    for (int i = 0; i < 30; ++i)
+        append(canvas.take(100ms * i));
+    writeFile(folder.path() / "take.mp4.finishing" / "in-the-way", "x");
+    finish();
+    EXPECT_EQ(writer->status(), AssetWriter::Status::completed);
+    EXPECT_THAT(log.all(),
+        ElementsAre(QStringLiteral("[ERROR] writer: take.mp4 stays in fragments: Is a directory")));
+    EXPECT_THAT(boxes(file), ::testing::Contains("moof"));
+    EXPECT_EQ(decodePictures(file).size(), 30U);
+
+    // The mux takes it as it is.
+    const auto library = makeMediaLibrary();
+    const auto asset = library->openAsset(file);
+    EXPECT_EQ(asset->trackCount(MediaType::video), 1);
+    EXPECT_LE(std::chrono::abs(asset->duration() - 2'917ms), 20ms);
+    const auto composition = library->makeComposition();
+    ASSERT_TRUE(composition->insertTrack(MediaType::video, asset, asset->duration()));
+    EXPECT_FALSE(composition->insertTrack(MediaType::video, asset, asset->duration()));
+    const auto session = library->makeExportSession(*composition);
+    const auto out = folder.path() / "out.mp4";
+    ASSERT_EQ(session->exportTo(out), ExportSession::Status::completed);
+    EXPECT_THAT(boxes(out), ElementsAre("ftyp", "moov", "free", "mdat"));
+    EXPECT_EQ(videoTrack(out).samples.size(), 30U);
+    EXPECT_EQ(videoTrack(out).length(), asset->duration());
 }
 
 } // namespace
