@@ -1,0 +1,204 @@
+#include "Platform/X11/X11ScreenCapture.h"
+#include "X11/VirtualScreen.h"
+
+#include "support/TestSupport.h"
+
+#include <algorithm>
+#include <random>
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+using test::await;
+using test::Color;
+using test::Recording;
+using test::VirtualScreen;
+using test::waitUntil;
+using Kind = ContentFilter::Kind;
+
+constexpr Color white{255, 255, 255}, black{0, 0, 0}, red{255, 0, 0}, green{0, 255, 0}, blue{0, 0, 255},
+    grey{119, 119, 119};
+
+class NoWriters final : public AssetWriterFactory {
+    std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path&, FileType) override {
+        return nullptr;
+    }
+};
+
+struct X11ScreenCapture : ::testing::Test {
+    NoWriters writers;
+};
+
+TEST_F(X11ScreenCapture, listsMonitorsAndWindows) {
+    VirtualScreen screen(3200, 1080);
+    const auto left = screen.setMonitor("LEFT", {0, 0, 1920, 1080});
+    const auto right = screen.setMonitor("RIGHT", {1920, 0, 1280, 1024});
+    const auto window = screen.openWindow({10, 10, 300, 200}, red);
+    const auto hidden = screen.openWindow({10, 10, 300, 200}, red);
+    screen.unmap(hidden);
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    const auto content = await(service->shareableContent());
+    const auto has = [&](std::uint32_t id, int width, int height) {
+        return std::count_if(
+                   content.displays.begin(), content.displays.end(), [&](const ShareableDisplay& d) {
+                       return d.displayID == id && d.width == width && d.height == height;
+                   }) == 1;
+    };
+    EXPECT_TRUE(has(left, 1920, 1080));
+    EXPECT_TRUE(has(right, 1280, 1024));
+    ASSERT_EQ(content.windows.size(), 1u);
+    EXPECT_EQ(content.windows[0].windowID, window);
+}
+
+TEST_F(X11ScreenCapture, saysWhenThereIsNoServer) {
+    const auto service = makeX11ScreenCapture(writers, ":987");
+    const auto listing = test::errorOf([&] { await(service->shareableContent()); });
+    EXPECT_EQ(listing.domain, u"Tavro.X11");
+    EXPECT_TRUE(listing.localizedDescription.contains(u":987"));
+    EXPECT_EQ(test::errorOf([&] { Recording r(*service, {Kind::display, 1}); }).domain, u"Tavro.X11");
+    EXPECT_FALSE(canCaptureX11(":987"));
+}
+
+TEST_F(X11ScreenCapture, failsToStartOnATargetThatIsNotThere) {
+    VirtualScreen screen(1920, 1080);
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    EXPECT_TRUE(canCaptureX11(screen.display()));
+    for (const Kind kind : {Kind::display, Kind::window})
+        EXPECT_EQ(test::errorOf([&] { Recording r(*service, {kind, 0x7654321}); }).code, 5);
+}
+
+TEST_F(X11ScreenCapture, showsPaintedColors) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    const Color colors[] = {
+        white, black, red, green, blue, grey, {255, 255, 0}, {0, 255, 255}, {255, 0, 255}, {16, 16, 16}};
+    int at = 100;
+    for (const Color& color : colors) {
+        screen.fill(screen.root(), {at, 333, 41, 41}, white);
+        screen.fill(screen.root(), {at, 333, 41, 41}, color);
+        EXPECT_TRUE(recording.waitForColor(at + 20, 353, color));
+        at += 100;
+    }
+    at = 100;
+    for (const Color& color : colors) {
+        EXPECT_TRUE(test::isNear(recording.at(at + 20, 353), color));
+        at += 100;
+    }
+    EXPECT_GE(recording.stream->statistics().framesDelivered, 10u);
+    EXPECT_EQ(recording.stream->statistics().framesDelivered, recording.count);
+}
+
+TEST_F(X11ScreenCapture, repeatsAStillPictureAndEndsWithIt) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    ASSERT_TRUE(recording.waitForFrames(2));
+    EXPECT_TRUE(recording.latest().damage.empty());
+    const auto gap = recording.latest().presentationTime - recording.frames[1]->presentationTime;
+    EXPECT_GE(gap, 900ms);
+    const auto before = recording.count;
+    const auto stopped = std::chrono::steady_clock::now();
+    recording.stop();
+    EXPECT_EQ(recording.count, before + 1);
+    EXPECT_GE(recording.latest().presentationTime, stopped.time_since_epoch() - 1us);
+    screen.fill(screen.root(), {0, 0, 50, 50}, red);
+    EXPECT_FALSE(waitUntil([&] { return recording.count > before + 1; }, 100ms));
+}
+
+TEST_F(X11ScreenCapture, takesWhatWasDrawnLastIntoTheLastFrame) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    screen.fill(screen.root(), {500, 500, 50, 50}, green);
+    recording.stop();
+    EXPECT_TRUE(test::isNear(recording.at(525, 525), green));
+}
+
+TEST_F(X11ScreenCapture, showsThePointerAndFollowsIt) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto window = screen.openWindow({0, 0, 1920, 1080}, green);
+    const std::uint32_t none = XCB_NONE;
+    xcb_change_window_attributes(screen.connection(), window, XCB_CW_CURSOR, &none);
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    for (const auto& [x, y] : {std::pair{300, 300}, {900, 700}, {1919, 1079}, {901, 703}}) {
+        screen.movePointer(x, y);
+        // The server's own pointer is a black cross.
+        EXPECT_TRUE(waitUntil([&, x = x, y = y] { return !test::isNear(recording.at(x, y), green, 60); }));
+    }
+    EXPECT_TRUE(test::isNear(recording.at(300, 300), green));
+    EXPECT_TRUE(
+        test::samePicture(recording.latest(), *test::freshPicture(*service, {Kind::display, display})));
+}
+
+// A long row of small changes must leave the same picture as one look at the whole.
+TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
+    std::mt19937 dice(7);
+    const auto roll = [&](int least, int most) { return std::uniform_int_distribution(least, most)(dice); };
+    VirtualScreen screen(2560, 1440);
+    const struct {
+        const char* name;
+        Rect area;
+    } cases[] = {
+        {"SAME", {123, 77, 1920, 1080}},    // one to one
+        {"LARGER", {0, 0, 2560, 1440}},     // made smaller
+        {"SMALLER", {301, 201, 1203, 777}}, // made larger, bars at the sides
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ContentFilter filter{Kind::display, screen.setMonitor(c.name, c.area)};
+        const auto service = makeX11ScreenCapture(writers, screen.display());
+        Recording recording(*service, filter);
+        for (int round = 0; round < 8; ++round) {
+            for (int stroke = 0; stroke < 25; ++stroke) {
+                const int size = roll(0, 9) ? 90 : 900;
+                screen.fill(screen.root(), {roll(-20, 2560), roll(-20, 1440), roll(1, size), roll(1, size)},
+                    {roll(0, 255), roll(0, 255), roll(0, 255)});
+                if (roll(0, 3) == 0)
+                    screen.movePointer(roll(0, 2559), roll(0, 1439));
+                if (roll(0, 4) == 0)
+                    waitUntil([] { return false; }, std::chrono::milliseconds(roll(0, 20)));
+            }
+            const auto fresh = test::freshPicture(*service, filter);
+            EXPECT_TRUE(waitUntil([&] { return test::samePicture(recording.latest(), *fresh); }, 10s))
+                << round;
+        }
+        screen.removeMonitor(c.name);
+    }
+}
+
+TEST_F(X11ScreenCapture, holdsFramesBackFromABusyReceiver) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    const auto before = recording.count;
+    for (int i = 0; i < 40; ++i) { // the main thread takes none of it meanwhile
+        screen.fill(screen.root(), {0, 0, 100, 100}, {i * 6, 0, 0});
+        std::this_thread::sleep_for(20ms);
+    }
+    screen.fill(screen.root(), {0, 0, 100, 100}, blue);
+    EXPECT_TRUE(recording.waitForColor(90, 90, blue));
+    EXPECT_LE(recording.count - before, 9u);
+    EXPECT_GE(recording.stream->statistics().framesDropped, 10u);
+}
+
+TEST_F(X11ScreenCapture, endsWhenTheStreamIsDropped) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    auto recording = std::make_unique<Recording>(*service, ContentFilter{Kind::display, display});
+    const auto kept = recording->frames.back();
+    screen.fill(screen.root(), {0, 0, 100, 100}, red);
+    recording.reset();
+    EXPECT_TRUE(test::isNear(test::colorAt(*kept, 1000, 1000), black)); // frames outlive their stream
+}
+
+} // namespace
+} // namespace tavro
