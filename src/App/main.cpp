@@ -5,9 +5,8 @@
 #include "UI/Theme.h"
 
 #include <QApplication>
-#include <QQuickWindow>
 
-#include <map>
+#include <optional>
 
 namespace {
 
@@ -16,7 +15,6 @@ void describeApplication() {
     QCoreApplication::setApplicationVersion(QStringLiteral(TAVRO_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("com.quembridge.tavro"));
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 }
 
 /// No window is drawn with OpenGL: its libraries are not even loaded.

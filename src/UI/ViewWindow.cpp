@@ -22,7 +22,8 @@ std::shared_ptr<QQmlEngine> sharedEngine() {
     if (auto engine = current.lock())
         return engine;
     [[maybe_unused]] const volatile auto linkedIn = &qml_register_types_Tavro_UI;
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    if (QQuickWindow::sceneGraphBackend() != u"software")
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     auto engine = std::make_shared<QQmlEngine>();
     engine->addImportPath(QStringLiteral("qrc:/qml"));
     current = engine;

@@ -1,0 +1,92 @@
+"""What goes wrong around a session, and what the user sees of it."""
+
+import harness
+from harness import check, driver, equal, wait_for
+
+
+def signed_in(scene):
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    return service, scene.start()
+
+
+def upload_that_fails_keeps_the_recording(scene):
+    service, program = signed_in(scene)
+    service.control("misbehave", match="PUT /store/", status=403)
+    harness.begin_session(program)
+    harness.let_time_pass(program, 1)
+    program.bar.press("Finish")
+
+    told = driver.wait_notification("The recording was not uploaded")
+    program.wait_log("[ERROR] finish failed: ")
+    driver.wait_opened(f"{service.url}/sessions/ses_1/review")
+    program.bar.wait_closed()
+    wait_for(lambda: program.tray.color() != harness.RECORD_COLOR, "the tint to go")
+    video = scene.recordings / "ses_1-muxed.mp4"
+    check(str(video) in told["body"], told["body"])
+    harness.probe(video)
+    driver.click_notification(told, "default")
+    driver.wait_opened(f"file://{scene.recordings}")
+
+    service.control("behave")  # the next session is none the worse for it
+    harness.begin_session(program)
+    program.bar.press("Finish")
+    driver.wait_opened(f"{service.url}/sessions/ses_2/review")
+    program.stop()
+    scene.start()
+    told = driver.wait_notification("Recordings that were never uploaded")
+    check("ses_1" in told["body"] and "ses_2" not in told["body"], told["body"])
+
+
+def session_that_does_not_begin_leaves_the_desktop_as_it_was(scene):
+    service, program = signed_in(scene)
+    service.control("misbehave", match="POST /api/app/sessions", status=500, times=1)
+    program.tray.choose("New Session…")
+    program.wait_log("setup: found 1")
+    program.setup.press("Start")
+    line = program.wait_log("[ERROR] beginSession FAILED: ")
+    check("— session window closed, no control panel. Full: " in line and " code=" in line, line)
+    driver.wait_notification("The recording did not start")
+    check(not program.bar.is_open() and program.tray.color() != harness.RECORD_COLOR, "a bar or a tint without a session")
+    harness.begin_session(program)  # and the next attempt succeeds
+    program.bar.press("Finish")
+    program.bar.wait_closed()
+
+
+def delete_that_fails_at_the_service_closes_the_bar(scene):
+    service, program = signed_in(scene)
+    service.control("misbehave", match="DELETE ", status=500)
+    harness.begin_session(program)
+    program.bar.press("More", "push button")
+    program.bar.press("Delete")
+    program.wait_log("[ERROR] delete failed: ")
+    driver.wait_notification("The session was not deleted")
+    program.bar.wait_closed()
+    wait_for(lambda: program.tray.color() != harness.RECORD_COLOR, "the tint to go")
+    equal(list(scene.recordings.glob("*.m*")), [], "files left behind")
+
+
+def service_that_is_down_leaves_the_setup_usable(scene):
+    service, program = signed_in(scene)
+    service.stop()
+    program.tray.choose("New Session…")
+    setup = program.setup.wait_open()
+    line = program.wait_log("[ERROR] setup: listProjects failed: ")
+    check(line.endswith(" — dropdowns will be empty (is the configured backend reachable?)"), line)
+    program.wait_log("[INFO] setup: found 1 display(s): [")
+    setup.get("Start").click()  # no scenario is selected
+    setup.get("Narrate with microphone").press()
+    check(setup.is_open() and not program.bar.is_open(), "started without a scenario")
+    setup.press("Cancel")
+    setup.wait_closed()
+
+
+harness.main(
+    [
+        upload_that_fails_keeps_the_recording,
+        session_that_does_not_begin_leaves_the_desktop_as_it_was,
+        delete_that_fails_at_the_service_closes_the_bar,
+        service_that_is_down_leaves_the_setup_usable,
+    ]
+)

@@ -1,0 +1,194 @@
+"""What the end-to-end tests share. A test is a function; `main` runs those of its file, each with a home of its
+own, against the program and the service's stand-in named on the command line."""
+
+import contextlib
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import traceback
+import urllib.request
+import warnings
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools/desktop"))
+warnings.simplefilter("ignore", DeprecationWarning)
+
+import driver  # noqa: E402
+from driver import Failure, environment, wait_for  # noqa: E402, F401
+
+TOKEN = "token-1"
+KEYRING_ITEM = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
+
+
+def check(condition, what):
+    if not condition:
+        raise Failure(what)
+
+
+def equal(actual, expected, what):
+    check(actual == expected, f"{what}: {actual!r}, expected {expected!r}")
+
+
+class Service:
+    """The remote service's stand-in, a process of its own."""
+
+    def __init__(self, executable):
+        self.process = subprocess.Popen([executable], stdout=subprocess.PIPE, text=True)
+        self.url = json.loads(self.process.stdout.readline())["url"]
+        driver.set_default("tavro.backendURL", self.url)
+
+    def control(self, verb, **arguments):
+        request = urllib.request.Request(f"{self.url}/control/{verb}", json.dumps(arguments).encode(), method="POST")
+        with urllib.request.urlopen(request, timeout=10) as reply:
+            return json.load(reply)
+
+    def received(self):
+        return [entry for entry in self.control("received") if not entry["target"].startswith("/control/")]
+
+    def events(self):
+        """The types of the live events that came, in order."""
+        bodies = [entry["body"] for entry in self.received() if entry["kind"] == "message"]
+        return [json.loads(body)["type"] for body in bodies]
+
+    def uploads(self):
+        return [entry for entry in self.received() if entry["method"] == "PUT"]
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+
+
+class Scene:
+    """One test's home, program and service."""
+
+    def __init__(self, program, service):
+        self.executables = program, service
+        self.programs, self.services = [], []
+        self.home = pathlib.Path(tempfile.mkdtemp(prefix="home-", dir=environment("TAVRO_DESKTOP")))
+        for name in ("CONFIG", "DATA", "STATE", "CACHE"):
+            os.environ[f"XDG_{name}_HOME"] = str(self.home / name.lower())
+        for name in ("notifications.jsonl", "opened.txt"):
+            (environment("TAVRO_DESKTOP") / name).unlink(missing_ok=True)
+        self.recordings = environment("XDG_CACHE_HOME") / "Tavro-recordings"
+
+    def start(self, **variables):
+        program = driver.Program(self.executables[0], **variables)
+        self.programs.append(program)
+        program.wait_log("Tavro launched")
+        return program
+
+    def service(self):
+        service = Service(self.executables[1])
+        self.services.append(service)
+        return service
+
+    def grant_all(self):
+        """As if the user had granted everything earlier."""
+        file = environment("XDG_DATA_HOME") / "tavro/permissions.conf"
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text("[General]\nmicrophone=true\nspeech=true\n")
+
+    def sign_in(self):
+        """As if the user had signed in earlier."""
+        subprocess.run(
+            ["secret-tool", "store", "--label=Tavro", *KEYRING_ITEM], input=TOKEN, text=True, check=True
+        )
+
+    def end(self):
+        for program in self.programs:
+            program.process.kill()
+            program.process.wait()
+        for service in self.services:
+            service.stop()
+        if shutil.which("secret-tool"):
+            subprocess.run(["secret-tool", "clear", *KEYRING_ITEM], check=False, stderr=subprocess.DEVNULL)
+
+
+def token():
+    found = subprocess.run(["secret-tool", "lookup", *KEYRING_ITEM], stdout=subprocess.PIPE, text=True, check=False)
+    return found.stdout
+
+
+def browser():
+    """Puts an xdg-open first on the path that notes what it is told and then does what a browser does with a
+    web address: it fetches it and follows where it is sent."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="browser-", dir=environment("TAVRO_DESKTOP")))
+    stub = folder / "xdg-open"
+    stub.write_text(
+        '#!/bin/sh\nprintf "%s\\n" "$1" >>"$TAVRO_DESKTOP/opened.txt"\n'
+        'case "$1" in http*) exec curl --silent --location --max-time 20 --output /dev/null "$1" ;; esac\n'
+    )
+    stub.chmod(0o755)
+    os.environ["PATH"] = f"{folder}:{os.environ['PATH']}"
+
+
+def probe(video):
+    """A video as the standard tool sees it; fails when it cannot be played to its end."""
+    problems = subprocess.run(
+        ["ffmpeg", "-v", "error", "-i", video, "-f", "null", "-"], stderr=subprocess.PIPE, text=True, check=False
+    )
+    equal(problems.stderr, "", f"what the decoder says of {video}")
+    shown = driver.run("ffprobe", "-v", "error", "-show_streams", "-show_format", "-of", "json", str(video))
+    found = json.loads(shown)
+    return {
+        "codecs": sorted(stream["codec_name"] for stream in found["streams"]),
+        "seconds": float(found["format"]["duration"]),
+    }
+
+
+def let_time_pass(program, seconds):
+    """Until the bar says that so much more has been recorded."""
+
+    def shown():
+        clocks = [name for name in program.bar.names() if len(name) == 5 and name[2] == ":"]
+        return int(clocks[0][:2]) * 60 + int(clocks[0][3:]) if clocks else 0
+
+    start = shown()
+    wait_for(lambda: shown() >= start + seconds, f"{seconds} s on the bar's clock")
+
+
+def begin_session(program, scenario=None):
+    """New Session…, Start; returns when the bar is there."""
+    program.tray.choose("New Session…")
+    program.setup.wait_open()
+    wait_for(lambda: program.setup.get("Start").is_enabled(), "Start to be enabled")
+    program.wait_log("setup: found ")
+    program.setup.press("Start")
+    program.wait_log("beginSession: control panel shown, recording active")
+    program.bar.wait_open()
+    program.setup.wait_closed()
+
+
+def log_has_in_order(program, *parts):
+    lines = iter(program.log())
+    for part in parts:
+        check(any(part in line for line in lines), f"no “{part}” (in this order) in\n" + "\n".join(program.log()))
+
+
+RECORD_COLOR = (214, 71, 59)  # Theme.record, rounded
+
+
+def main(tests):
+    program, service = sys.argv[1:3]
+    failed = []
+    for test in tests:
+        print(f"--- {test.__name__}", flush=True)
+        scene = Scene(program, service)
+        try:
+            test(scene)
+        except Exception:  # noqa: BLE001  (a failed test must not hide the others)
+            failed.append(test.__name__)
+            traceback.print_exc()
+            with contextlib.suppress(Exception):
+                for each in scene.programs:
+                    print("\n".join(each.log()))
+                    for window in (each.wizard, each.setup, each.bar):
+                        print(f"[{window.title}]", window.dump(), sep="\n")
+                if os.environ.get("TAVRO_SCREENSHOTS"):
+                    driver.screenshot(pathlib.Path(os.environ["TAVRO_SCREENSHOTS"], test.__name__ + ".png"))
+        finally:
+            scene.end()
+    sys.exit(f"failed: {', '.join(failed)}" if failed else 0)

@@ -1,0 +1,79 @@
+"""One instance a desktop session, and what other programs may ask of it."""
+
+import os
+import signal
+
+import dbus
+
+import harness
+from harness import check, driver, equal, wait_for
+
+NAME = "com.quembridge.tavro"
+
+
+def owner():
+    bus = dbus.SessionBus()
+    if not bus.name_has_owner(NAME):
+        return None
+    return int(bus.get_object("org.freedesktop.DBus", "/").GetConnectionUnixProcessID(NAME))
+
+
+def application():
+    return dbus.Interface(
+        dbus.SessionBus().get_object(NAME, "/com/quembridge/tavro"), "org.freedesktop.Application"
+    )
+
+
+def second_start_opens_the_setup_window_of_the_first(scene):
+    first = scene.start()
+    second = driver.Program(first.executable)
+    equal(second.wait_end(), 0, "the second's exit code")
+    first.setup.wait_open()
+    equal(owner(), first.process.pid, "the owner of the name")
+    equal(len([line for line in first.log() if line.endswith("Tavro launched")]), 1, "launches")
+
+
+def actions_do_what_the_menu_does(scene):
+    program = scene.start()
+    wait_for(owner, "the name on the bus")
+    ask = lambda name: application().ActivateAction(name, dbus.Array([], signature="v"), dbus.Dictionary({}, signature="sv"))
+    ask("new-session")
+    program.setup.wait_open().press("Cancel")
+    program.setup.wait_closed()
+    ask("view-logs")
+    wait_for(driver.opened, "the log folder to be opened")
+    ask("settings")
+    program.wizard.wait_open()
+    ask("no-such-action")
+    ask("quit")
+    equal(program.wait_end(), 0, "the exit code")
+
+
+def relaunch_hands_over_to_a_new_instance(scene):
+    program = scene.start()
+    program.wizard.wait_open().press("Quit & Relaunch")
+    equal(program.wait_end(), 0, "the exit code")
+    new = wait_for(owner, "the new instance's name")
+    check(new != program.process.pid, "the old instance still has the name")
+    program.process.pid = new  # to be driven like the one before
+    program.wizard.wait_open()
+    check(len(program.log()) > 2, "the new instance logs nothing")
+    os.kill(new, signal.SIGTERM)
+    wait_for(lambda: not owner(), "the new instance's end")
+
+
+def without_a_session_bus_it_runs_all_the_same(scene):
+    program = scene.start(DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent")
+    line = program.wait_log("notification not shown (")
+    check("Tavro is running" in line, line)  # there is no tray to be seen in
+    equal(program.stop(), 0, "the exit code")
+
+
+harness.main(
+    [
+        second_start_opens_the_setup_window_of_the_first,
+        actions_do_what_the_menu_does,
+        relaunch_hands_over_to_a_new_instance,
+        without_a_session_bus_it_runs_all_the_same,
+    ]
+)

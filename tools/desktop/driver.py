@@ -1,0 +1,304 @@
+"""Uses Tavro from outside, as a person or a screen reader would: the windows through the accessibility bus and
+the pointer, the tray icon through its host's D-Bus interface, notifications and the desktop's actions.
+
+Runs inside desktop.py with the services x11, wm, bus, a11y (and panel, notify, keyring, a sound server …).
+"""
+
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import time
+
+import dbus
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402  (the version comes first)
+
+PATIENCE = 30  # seconds; how long a person would never have to wait
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+class Failure(AssertionError):
+    pass
+
+
+def wait_for(condition, what, seconds=PATIENCE):
+    """What `condition` yields once that is true."""
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            raise Failure(f"{what}: not within {seconds} s")
+        time.sleep(0.02)
+
+
+def environment(name):
+    return pathlib.Path(os.environ[name])
+
+
+def run(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+# -- windows
+
+
+class Control:
+    """One element of a window."""
+
+    def __init__(self, accessible):
+        self.accessible = accessible
+
+    def is_enabled(self):
+        states = self.accessible.get_state_set()
+        return states.contains(Atspi.StateType.ENABLED) and states.contains(Atspi.StateType.SENSITIVE)
+
+    def is_checked(self):
+        return self.accessible.get_state_set().contains(Atspi.StateType.CHECKED)
+
+    def press(self):
+        """As a screen reader does."""
+        wait_for(self.is_enabled, f"{self} to be enabled")
+        actions = self.accessible.get_action_iface()
+        names = [actions.get_action_name(i) for i in range(actions.get_n_actions())]
+        for wanted in ("Press", "Toggle", "ShowMenu"):
+            if wanted in names:
+                actions.do_action(names.index(wanted))
+                return
+        raise Failure(f"{self} cannot be pressed: {names}")
+
+    def rectangle(self):
+        box = self.accessible.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
+        return box.x, box.y, box.width, box.height
+
+    def click(self):
+        """As a hand does."""
+        wait_for(self.is_enabled, f"{self} to be enabled")
+        x, y, width, height = self.rectangle()
+        run("xdotool", "mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
+
+    def type(self, text):
+        self.click()
+        run("xdotool", "type", "--delay", "15", text)
+
+    def text(self):
+        iface = self.accessible.get_text_iface()
+        return iface.get_text(0, -1) if iface else ""
+
+    def __str__(self):
+        return f"{self.accessible.get_role_name()} “{self.accessible.get_name()}”"
+
+
+def descend(accessible):
+    for index in range(accessible.get_child_count()):
+        child = accessible.get_child_at_index(index)
+        if child is not None:
+            yield child
+            yield from descend(child)
+
+
+def is_showing(accessible):
+    return accessible.get_state_set().contains(Atspi.StateType.SHOWING)
+
+
+class Window:
+    """An open window of the program, known by its title; the bar has none that a person sees."""
+
+    def __init__(self, program, title):
+        self.program, self.title = program, title
+
+    def accessibles(self):
+        """What is open under this title: the bar's menu counts as part of the bar."""
+        application = self.program.application()
+        if application is None:
+            return []
+        children = [application.get_child_at_index(i) for i in range(application.get_child_count())]
+        return [child for child in children if child is not None and child.get_name() == self.title and is_showing(child)]
+
+    def is_open(self):
+        try:
+            return bool(self.accessibles())
+        except GLib.Error:  # it goes while we look
+            return False
+
+    def wait_open(self):
+        wait_for(self.is_open, f"the window “{self.title}”")
+        return self
+
+    def wait_closed(self):
+        wait_for(lambda: not self.is_open(), f"the end of the window “{self.title}”")
+
+    def controls(self):
+        try:
+            return [Control(each) for window in self.accessibles() for each in descend(window) if is_showing(each)]
+        except GLib.Error:  # it changes while we look
+            return []
+
+    def find(self, name, role=None):
+        for control in self.controls():
+            if control.accessible.get_name() == name and role in (None, control.accessible.get_role_name()):
+                return control
+        return None
+
+    def get(self, name, role=None):
+        return wait_for(lambda: self.find(name, role), f"“{name}” in “{self.title}”")
+
+    def press(self, name, role=None):
+        self.get(name, role).press()
+
+    def names(self):
+        return [control.accessible.get_name() for control in self.controls()]
+
+    def dump(self):
+        return "\n".join(f"{each} {'' if each.is_enabled() else '(disabled)'} {each.text()!r}" for each in self.controls())
+
+
+# -- the program
+
+
+class Program:
+    """A running Tavro."""
+
+    def __init__(self, executable=None, **variables):
+        executable = executable or os.environ.get("TAVRO_PROGRAM") or ROOT / "build/release/bin/tavro"
+        self.executable = str(executable)
+        self.log_file = environment("XDG_STATE_HOME") / "Logs/Tavro/tavro.log"
+        self.log_start = self.log_file.stat().st_size if self.log_file.exists() else 0
+        self.process = subprocess.Popen([self.executable], env=os.environ | variables)
+        self.setup = Window(self, "Tavro — New Session")
+        self.wizard = Window(self, "Welcome to Tavro")
+        self.bar = Window(self, "Tavro")
+        self.tray = Tray(self)
+
+    def application(self):
+        desktop = Atspi.get_desktop(0)
+        desktop.set_cache_mask(Atspi.Cache.NONE)
+        for index in range(desktop.get_child_count()):
+            application = desktop.get_child_at_index(index)
+            if application is not None and application.get_process_id() == self.process.pid:
+                return application
+        return None
+
+    def log(self):
+        if not self.log_file.exists():
+            return []
+        with open(self.log_file, "rb") as file:
+            file.seek(self.log_start)
+            return file.read().decode().splitlines()
+
+    def wait_log(self, text, seconds=PATIENCE):
+        return wait_for(lambda: next((line for line in self.log() if text in line), None), f"log line “{text}”", seconds)
+
+    def wait_end(self, seconds=PATIENCE):
+        return self.process.wait(seconds)
+
+    def stop(self, how=signal.SIGTERM):
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+            return self.wait_end()
+        return self.process.returncode
+
+
+class Tray:
+    """The program's icon as the panel sees it, and its menu."""
+
+    WATCHER = "org.kde.StatusNotifierWatcher"
+    PROPERTIES = "org.freedesktop.DBus.Properties"
+
+    def __init__(self, program):
+        self.program = program
+
+    def bus(self):
+        return dbus.SessionBus()
+
+    def item(self):
+        """Bus name and path of the icon, or nothing."""
+        bus = self.bus()
+        if not bus.name_has_owner(self.WATCHER):
+            return None
+        watcher = bus.get_object(self.WATCHER, "/StatusNotifierWatcher")
+        items = watcher.Get(self.WATCHER, "RegisteredStatusNotifierItems", dbus_interface=self.PROPERTIES)
+        for item in items:
+            name, _, path = str(item).partition("/")
+            owner = bus.get_object("org.freedesktop.DBus", "/").GetConnectionUnixProcessID(name)
+            if owner == self.program.process.pid:
+                return name, "/" + path
+        return None
+
+    def wait(self):
+        return wait_for(self.item, "the tray icon")
+
+    def get(self, name):
+        service, path = self.wait()
+        return self.bus().get_object(service, path).Get(
+            "org.kde.StatusNotifierItem", name, dbus_interface=self.PROPERTIES
+        )
+
+    def color(self):
+        """Red, green and blue of the icon's strongest pixel in its largest picture."""
+        width, height, data = max(self.get("IconPixmap"), key=lambda picture: picture[0])
+        pixels = [bytes(data[i : i + 4]) for i in range(0, int(width) * int(height) * 4, 4)]
+        alpha, *rgb = max(pixels)
+        return tuple(rgb)
+
+    def menu(self):
+        service, _ = self.wait()
+        return dbus.Interface(self.bus().get_object(service, str(self.get("Menu"))), "com.canonical.dbusmenu")
+
+    def items(self):
+        """The menu's entries in order: dictionaries of their properties, with the number as `id`."""
+        _, (_, _, children) = self.menu().GetLayout(0, -1, dbus.Array([], signature="s"))
+        return [{"id": int(number), **{str(k): v for k, v in properties.items()}} for number, properties, _ in children]
+
+    def choose(self, label):
+        entry = wait_for(lambda: next((e for e in self.items() if e.get("label") == label), None), f"“{label}” in the menu")
+        self.menu().Event(entry["id"], "clicked", "", dbus.UInt32(0))
+
+
+# -- the desktop around it
+
+
+def notifications():
+    file = environment("TAVRO_DESKTOP") / "notifications.jsonl"
+    lines = file.read_text().splitlines() if file.exists() else []
+    return [entry for entry in map(json.loads, lines) if "summary" in entry]
+
+
+def wait_notification(summary):
+    return wait_for(
+        lambda: next((n for n in notifications() if n["summary"] == summary), None), f"the notification “{summary}”"
+    )
+
+
+def click_notification(notification, action):
+    daemon = dbus.SessionBus().get_object("org.freedesktop.Notifications", "/org/freedesktop/Notifications")
+    daemon.Invoke(
+        dbus.UInt32(notification["id"]), action, dbus_interface="com.quembridge.tavro.Notifications"
+    )
+
+
+def opened():
+    """What the desktop was asked to open."""
+    file = environment("TAVRO_DESKTOP") / "opened.txt"
+    return file.read_text().splitlines() if file.exists() else []
+
+
+def wait_opened(address):
+    wait_for(lambda: address in opened(), f"{address} to be opened (so far: {opened()})")
+
+
+def screenshot(file):
+    run("import", "-window", "root", str(file))
+
+
+def set_default(key, value):
+    file = environment("XDG_CONFIG_HOME") / "tavro/defaults.conf"
+    file.parent.mkdir(parents=True, exist_ok=True)
+    lines = file.read_text().splitlines() if file.exists() else ["[General]"]
+    lines = [line for line in lines if not line.startswith(key + "=")] + [f"{key}={value}"]
+    file.write_text("\n".join(lines) + "\n")
