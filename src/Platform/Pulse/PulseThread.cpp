@@ -1,15 +1,28 @@
 #include "PulseThread.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <future>
 #include <new>
 #include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace tavro::pulse {
 
-PulseThread::PulseThread() : loop(pa_mainloop_new()) {
-    if (!loop)
+namespace {
+
+void drain(pa_mainloop_api*, pa_io_event*, int descriptor, pa_io_event_flags_t, void*) {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto taken = ::read(descriptor, &count, sizeof count);
+}
+
+} // namespace
+
+PulseThread::PulseThread() : loop(pa_mainloop_new()), wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (!loop || wakeUp < 0)
         throw std::bad_alloc();
+    api()->io_new(api(), wakeUp, PA_IO_EVENT_INPUT, drain, nullptr); // freed with the loop
     thread = std::thread([this] { run(); });
 }
 
@@ -18,8 +31,15 @@ PulseThread::~PulseThread() {
         const std::lock_guard lock(mutex);
         stopping = true;
     }
-    pa_mainloop_wakeup(loop.get());
+    wake();
     thread.join();
+    loop.reset();
+    ::close(wakeUp);
+}
+
+void PulseThread::wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const auto written = ::write(wakeUp, &one, sizeof one);
 }
 
 void PulseThread::post(Work work) {
@@ -27,7 +47,7 @@ void PulseThread::post(Work work) {
         const std::lock_guard lock(mutex);
         posted.push_back(std::move(work));
     }
-    pa_mainloop_wakeup(loop.get());
+    wake();
 }
 
 void PulseThread::sync(const Work& work) {
@@ -51,7 +71,7 @@ void PulseThread::run() {
             break;
         // Preparing swallows the wake-ups so far, and with them that of work posted since the look above.
         if (hasPosted())
-            pa_mainloop_wakeup(loop.get());
+            wake();
         if (pa_mainloop_poll(loop.get()) < 0)
             break;
         pa_mainloop_dispatch(loop.get());

@@ -38,7 +38,11 @@ private:
     void runDue();
     int timeout() const; ///< microseconds until the next delayed work, -1 for none
 
+    void wake();
+
     MainLoop loop;
+    const int wakeUp; // counts what was posted; the loop's own way of waking forgets a call that comes while
+                      // it prepares to wait
     std::multimap<Clock::time_point, Work> delayed; // of the thread
     std::mutex mutex;
     std::vector<Work> posted;

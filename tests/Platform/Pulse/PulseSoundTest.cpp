@@ -1,0 +1,315 @@
+#include "Platform/Pulse/PulseSound.h"
+
+#include "Core/SerialQueue.h"
+#include "SoundSignals.h"
+#include "support/TestSupport.h"
+
+#include <QProcess>
+
+#include <cmath>
+#include <mutex>
+#include <thread>
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+using test::waitUntil;
+using Clock = std::chrono::steady_clock;
+
+constexpr double rate = 48'000;
+
+QString run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(30'000) || process.exitCode() != 0)
+        ADD_FAILURE() << program.toStdString() << " " << arguments.join(u' ').toStdString() << ": "
+                      << process.readAllStandardError().constData();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QString pactl(const QStringList& arguments) {
+    return run(QStringLiteral("pactl"), arguments);
+}
+
+QString soundService() {
+    const auto desktop = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString());
+    return exists(desktop / "pulse.pid") ? QStringLiteral("pulse") : QStringLiteral("pipewire");
+}
+
+void service(const char* action) {
+    run(QStringLiteral("/usr/bin/python3"),
+        {QStringLiteral(TAVRO_DESKTOP_TOOL), QString::fromLatin1(action), soundService()});
+}
+
+// Plays mono floats into a sink, for as long as it lives or the sound lasts.
+class Player {
+public:
+    Player(const QString& sink, std::span<const float> samples, double sampleRate = rate) {
+        const QByteArray bytes(
+            reinterpret_cast<const char*>(samples.data()), static_cast<qsizetype>(samples.size_bytes()));
+        test::writeFile(folder.path() / "sound.raw", bytes);
+        process.start(QStringLiteral("pacat"),
+            {QStringLiteral("--playback"), QStringLiteral("--raw"), QStringLiteral("--format=float32le"),
+                QStringLiteral("--channels=1"), QStringLiteral("--rate=%1").arg(sampleRate),
+                QStringLiteral("--latency-msec=20"), QStringLiteral("--device=") + sink,
+                QString::fromStdString((folder.path() / "sound.raw").string())});
+        process.waitForStarted();
+    }
+    ~Player() {
+        process.terminate();
+        process.waitForFinished();
+    }
+
+private:
+    test::TemporaryFolder folder;
+    QProcess process;
+};
+
+// What has arrived of a line, and when it began.
+class Line {
+public:
+    void begin() { began = Clock::now(); }
+    void add(float sample) { samples.push_back(sample); }
+    template <class Work>
+    auto locked(Work work) {
+        const std::lock_guard lock(mutex);
+        return work(samples);
+    }
+    double seconds(double lineRate = rate) {
+        return locked([=](const auto& all) { return static_cast<double>(all.size()) / lineRate; });
+    }
+    double elapsed() const { return std::chrono::duration<double>(Clock::now() - began).count(); }
+    // The tone's amplitude in the last third of a second.
+    double lately(double frequency = 440) {
+        return locked([=](const auto& all) {
+            const auto length = std::min<std::size_t>(all.size(), 16'000);
+            return length < 16'000 ? 0.0 : test::amplitudeAt(std::span(all).last(length), frequency, rate);
+        });
+    }
+    // Neither behind the clock by more than what is on its way, nor ahead of it.
+    void expectOnTime() {
+        const double late = elapsed() - seconds();
+        EXPECT_GT(late, -0.03);
+        EXPECT_TRUE(waitUntil([this] { return elapsed() - seconds() < 0.5; }, 10s)) << late;
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<float> samples;
+    Clock::time_point began;
+};
+
+// Records both lines for as long as it lives.
+class Recording {
+public:
+    explicit Recording(PulseSound& from)
+        : sound(from)
+        , engine(from.audioEngine())
+        , hardware(from.audioHardware()) {}
+    ~Recording() {
+        engine.removeTap();
+        engine.stop();
+        if (proc != 0)
+            hardware.stopDevice(device, proc);
+        queue.sync([] {});
+        hardware.destroyIOProc(device, proc);
+        hardware.destroyAggregateDevice(device);
+        hardware.destroyProcessTap(tap);
+    }
+
+    void startMicrophone() {
+        format = engine.inputFormat();
+        engine.installTap(4096, format, [this](const PCMBufferPtr& buffer) {
+            microphone.locked([&](auto& all) {
+                all.insert(all.end(), buffer->floatChannels[0].begin(), buffer->floatChannels[0].end());
+            });
+        });
+        engine.prepare();
+        engine.start();
+        microphone.begin();
+    }
+    void startSystem() {
+        ASSERT_EQ(
+            hardware.createProcessTap({QStringLiteral("uuid"), QStringLiteral("test")}, tap), audioNoError);
+        ASSERT_EQ(
+            hardware.createAggregateDevice(
+                {QStringLiteral("uid"), QStringLiteral("test"), true, {QStringLiteral("uuid")}}, device),
+            audioNoError);
+        ASSERT_EQ(hardware.createIOProc(
+                      device, queue,
+                      [this](std::span<const AudioIOBuffer> buffers) {
+                          const auto& buffer = buffers.front();
+                          const auto* data = static_cast<const float*>(buffer.data);
+                          system.locked([&](auto& all) {
+                              for (std::size_t i = 0; i < buffer.byteSize / sizeof(float);
+                                   i += buffer.channelCount)
+                                  all.push_back(data[i]);
+                          });
+                      },
+                      proc),
+            audioNoError);
+        ASSERT_EQ(hardware.startDevice(device, proc), audioNoError);
+        system.begin();
+    }
+
+    PulseSound& sound;
+    AudioEngine& engine;
+    AudioHardware& hardware;
+    SerialQueue queue{QStringLiteral("test")};
+    AudioFormat format;
+    Line microphone;
+    Line system;
+    AudioObjectID tap = 0;
+    AudioObjectID device = 0;
+    AudioIOProcID proc = 0;
+};
+
+const std::vector<float>& tone() {
+    static const std::vector<float> samples = test::sine(440, 0.25, 120, rate);
+    return samples;
+}
+
+std::vector<float> voice() {
+    const test::TemporaryFolder folder;
+    const auto wav = QString::fromStdString((folder.path() / "voice.wav").string());
+    run(QStringLiteral("espeak-ng"),
+        {QStringLiteral("-w"), wav, QStringLiteral("The quick brown fox jumps over the lazy dog")});
+    const auto raw = QString::fromStdString((folder.path() / "voice.raw").string());
+    run(QStringLiteral("sox"), {wav, QStringLiteral("-t"), QStringLiteral("f32"), QStringLiteral("-r"),
+                                   QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), raw});
+    const QByteArray bytes = test::readFile(folder.path() / "voice.raw");
+    std::vector<float> samples(static_cast<std::size_t>(bytes.size()) / sizeof(float));
+    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
+    return samples;
+}
+
+bool toneArrives(Line& line) {
+    return waitUntil([&] { return std::abs(20 * std::log10(line.lately() / 0.25)) < 1; }, 20s);
+}
+
+bool silenceArrives(Line& line) {
+    const double from = line.seconds();
+    return waitUntil([&] { return line.seconds() > from + 0.5 && line.lately() < 0.001; }, 20s);
+}
+
+TEST(PulseSound, tellsTheDefaultSourcesFormat) {
+    PulseSound sound;
+    const AudioFormat format = sound.audioEngine().inputFormat();
+    EXPECT_EQ(format.sampleRate, 48'000);
+    EXPECT_EQ(format.channelCount, 1u);
+}
+
+TEST(PulseSound, hearsWhatTheComputerPlays) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startSystem();
+    const Player player(QStringLiteral("speakers"), tone());
+    ASSERT_TRUE(toneArrives(recording.system));
+    const double from = recording.system.seconds();
+    ASSERT_TRUE(waitUntil([&] { return recording.system.seconds() > from + 2; }));
+    recording.system.locked([](const auto& all) {
+        const auto last = std::span(all).last(static_cast<std::size_t>(2 * rate));
+        EXPECT_NEAR(test::frequencyNear(last, 440, rate), 440, 0.5);
+        EXPECT_NEAR(20 * std::log10(test::amplitudeAt(last, 440, rate) / 0.25), 0, 1);
+    });
+    recording.system.expectOnTime();
+}
+
+TEST(PulseSound, hearsTheMicrophone) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startMicrophone();
+    const auto spoken = voice();
+    const Player player(QStringLiteral("micfeed"), spoken);
+    const double length = static_cast<double>(spoken.size()) / rate;
+    ASSERT_TRUE(waitUntil([&] { return recording.microphone.seconds() > length + 1.5; }));
+    recording.microphone.expectOnTime();
+    // Every fourth sample of a second of speech is enough to know it by.
+    const auto thinned = [](std::span<const float> all) {
+        std::vector<float> few;
+        for (std::size_t i = 0; i + 4 <= all.size(); i += 4)
+            few.push_back((all[i] + all[i + 1] + all[i + 2] + all[i + 3]) / 4);
+        return few;
+    };
+    const auto needle = thinned(std::span(spoken).subspan(24'000, 48'000));
+    recording.microphone.locked(
+        [&](const auto& all) { EXPECT_GT(test::bestMatch(thinned(all), needle).correlation, 0.9); });
+}
+
+TEST(PulseSound, followsTheDefaultSinkAndOutlivesIt) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startSystem();
+    const QString module = pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"),
+        QStringLiteral("sink_name=second"), QStringLiteral("rate=44100")});
+    {
+        const Player player(QStringLiteral("second"), tone());
+        EXPECT_TRUE(silenceArrives(recording.system)) << "heard a sink that is not the default";
+        pactl({QStringLiteral("set-default-sink"), QStringLiteral("second")});
+        EXPECT_TRUE(toneArrives(recording.system));
+    }
+    pactl({QStringLiteral("unload-module"), module}); // unplugged
+    pactl({QStringLiteral("set-default-sink"), QStringLiteral("speakers")});
+    const Player player(QStringLiteral("speakers"), tone());
+    EXPECT_TRUE(toneArrives(recording.system));
+    recording.system.expectOnTime();
+}
+
+TEST(PulseSound, followsTheDefaultSourceAndOutlivesIt) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startMicrophone();
+    pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"),
+        QStringLiteral("sink_name=feed2"), QStringLiteral("rate=44100")});
+    const QString module = pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+        QStringLiteral("master=feed2.monitor"), QStringLiteral("source_name=mic2"),
+        QStringLiteral("channels=2")});
+    {
+        const Player player(QStringLiteral("feed2"), tone());
+        pactl({QStringLiteral("set-default-source"), QStringLiteral("mic2")});
+        // In the tap's form still, though this source has another.
+        EXPECT_TRUE(waitUntil([&] { return recording.microphone.lately() > 0.2; }, 20s));
+        pactl({QStringLiteral("unload-module"), module});
+        EXPECT_TRUE(silenceArrives(recording.microphone)) << "unplugged";
+    }
+    pactl({QStringLiteral("set-default-source"), QStringLiteral("mic")});
+    const Player player(QStringLiteral("micfeed"), tone());
+    EXPECT_TRUE(toneArrives(recording.microphone));
+    recording.microphone.expectOnTime();
+}
+
+TEST(PulseSound, outlivesTheServer) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startMicrophone();
+    recording.startSystem();
+    {
+        const Player player(QStringLiteral("speakers"), tone());
+        ASSERT_TRUE(toneArrives(recording.system));
+        service("--stop");
+    }
+    EXPECT_TRUE(silenceArrives(recording.system)) << "the line stands still without a server";
+    EXPECT_TRUE(silenceArrives(recording.microphone));
+    service("--start");
+    const Player player(QStringLiteral("speakers"), tone());
+    EXPECT_TRUE(toneArrives(recording.system));
+    const Player speaker(QStringLiteral("micfeed"), tone());
+    EXPECT_TRUE(toneArrives(recording.microphone));
+    recording.system.expectOnTime();
+    recording.microphone.expectOnTime();
+}
+
+TEST(PulseSound, startsAndStopsAgainAndAgain) {
+    PulseSound sound;
+    const Player player(QStringLiteral("speakers"), tone());
+    for (int i = 0; i < 20; ++i) {
+        Recording recording(sound);
+        recording.startMicrophone();
+        recording.startSystem();
+        EXPECT_TRUE(waitUntil([&] { return recording.system.seconds() > 0 || i % 2 == 0; }));
+    }
+}
+
+} // namespace
+} // namespace tavro
