@@ -32,13 +32,18 @@ void Notices::savedLocally(const std::filesystem::path& video) {
 }
 
 void Notices::neverUploaded(const std::vector<std::filesystem::path>& recordings) {
-    const auto folder = recordings.front().parent_path();
+    constexpr qsizetype named = 3;
     QStringList names;
     for (const auto& recording : recordings)
-        names << Paths::toText(recording.filename());
+        if (recording.extension() == ".mp4")
+            names << Paths::toText(recording.filename());
+    const auto others = names.size() - named;
+    QString list = names.mid(0, named).join(QStringLiteral(", "));
+    if (others > 0)
+        list += QStringLiteral(" and %1 more").arg(others);
+    const auto folder = recordings.front().parent_path();
     tell(QStringLiteral("Recordings that were never uploaded"),
-        QStringLiteral("In %1: %2").arg(Paths::toText(folder), names.join(QStringLiteral(", "))), false,
-        folder);
+        QStringLiteral("In %1: %2").arg(Paths::toText(folder), list), false, folder);
 }
 
 void Notices::noTray() {

@@ -128,7 +128,7 @@ def browser():
 def probe(video):
     """A video as the standard tool sees it; fails when it cannot be played to its end."""
     problems = subprocess.run(
-        ["ffmpeg", "-v", "error", "-i", video, "-f", "null", "-"], stderr=subprocess.PIPE, text=True, check=False
+        ["ffmpeg", "-v", "error", "-i", video, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-f", "null", "-"], stderr=subprocess.PIPE, text=True, check=False
     )
     equal(problems.stderr, "", f"what the decoder says of {video}")
     shown = driver.run("ffprobe", "-v", "error", "-show_streams", "-show_format", "-of", "json", str(video))
