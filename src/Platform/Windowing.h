@@ -1,6 +1,6 @@
 #pragma once
 
-class QRegion;
+class QPainterPath;
 class QWindow;
 
 namespace tavro {
@@ -20,7 +20,7 @@ public:
 
     /// Confines a window to `shape`: what lies outside belongs to whatever is below it, for the eye where the
     /// screen is not composed, and for the pointer in any case. Points, in the window.
-    virtual void setShape(QWindow& window, const QRegion& shape) = 0;
+    virtual void setShape(QWindow& window, const QPainterPath& shape) = 0;
 };
 
 } // namespace tavro

@@ -10,10 +10,11 @@ T.Button {
     rightPadding: 16
     topPadding: 8
     bottomPadding: 8
-    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
-    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
+    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.bodySemiBold
     Accessible.name: text
+    Accessible.onPressAction: clicked()
 
     contentItem: Text {
         text: control.text

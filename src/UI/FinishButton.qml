@@ -11,9 +11,10 @@ T.Button {
     rightPadding: 14
     topPadding: 7
     bottomPadding: 7
-    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
-    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
+    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     Accessible.name: text
+    Accessible.onPressAction: clicked()
 
     contentItem: Row {
         spacing: 6

@@ -10,10 +10,11 @@ T.Button {
     rightPadding: 14
     topPadding: 7
     bottomPadding: 7
-    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
-    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
+    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.bodyMedium
     Accessible.name: text
+    Accessible.onPressAction: clicked()
 
     contentItem: Text {
         text: control.text

@@ -20,7 +20,7 @@ T.ComboBox {
     rightPadding: 32
     topPadding: 8
     bottomPadding: 8
-    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.body
     Accessible.name: label
     Accessible.description: displayText
@@ -59,12 +59,12 @@ T.ComboBox {
         rightPadding: 10
         topPadding: 7
         bottomPadding: 7
-        implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+        implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
         text: modelData.text
         font: Theme.body
         highlighted: picker.highlightedIndex === index
         Accessible.name: text
-        Accessible.onPressAction: click()
+        Accessible.onPressAction: clicked()
 
         contentItem: Text {
             text: item.text

@@ -3,15 +3,20 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace tavro {
 
 namespace {
 
-/// How much larger than ordinary the desktop wants text.
+/// How much larger than ordinary the desktop wants text: by its resolution, and by a font larger than the
+/// largest that a desktop comes with.
 double textScale() {
-    constexpr double ordinary = 96;
+    constexpr double ordinaryDpi = 96;
+    constexpr double ordinaryPoints = 11;
     const QScreen* screen = QGuiApplication::primaryScreen();
-    return screen ? screen->logicalDotsPerInchY() / ordinary : 1;
+    const double byResolution = screen ? screen->logicalDotsPerInchY() / ordinaryDpi : 1;
+    return byResolution * std::max(1.0, QGuiApplication::font().pointSizeF() / ordinaryPoints);
 }
 
 QFont font(const char* family, double size, QFont::Weight weight = QFont::Normal) {

@@ -56,8 +56,8 @@ FocusScope {
             }
             LevelMeter {
                 anchors.verticalCenter: parent.verticalCenter
-                width: 44
-                height: 14
+                width: Theme.scaled(44)
+                height: Theme.scaled(14)
                 level: bar.model.shownLevel
             }
             CircularControl {
@@ -81,9 +81,10 @@ FocusScope {
 
                 objectName: "more"
                 anchors.verticalCenter: parent.verticalCenter
-                implicitWidth: 24
+                implicitWidth: Theme.scaled(24)
                 implicitHeight: Theme.scaled(30)
                 Accessible.name: "More"
+                Accessible.onPressAction: clicked()
                 onClicked: bar.menu.toggle()
                 Keys.onDownPressed: bar.menu.move(1)
                 Keys.onUpPressed: bar.menu.move(-1)
@@ -97,8 +98,8 @@ FocusScope {
                 contentItem: Item {
                     Symbol {
                         anchors.centerIn: parent
-                        width: 16
-                        height: 16
+                        width: Theme.scaled(16)
+                        height: Theme.scaled(16)
                         name: "ellipsis"
                         color: Theme.c.sand
                     }

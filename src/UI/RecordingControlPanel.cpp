@@ -7,7 +7,6 @@
 #include <QMouseEvent>
 #include <QPainterPath>
 #include <QQuickItem>
-#include <QRegion>
 #include <QScreen>
 
 #include <algorithm>
@@ -22,14 +21,14 @@ constexpr int aboveBottom = 60; // points between the panel and the end of the u
 constexpr int menuGap = 6;      // points between the panel and its menu
 
 /// The part of the window that the item called `name` covers, its corners rounded by its own radius.
-QRegion shapeOf(const ViewWindow& window, const QString& name) {
+QPainterPath shapeOf(const ViewWindow& window, const QString& name) {
     const auto* item = window.rootObject()->findChild<QQuickItem*>(name);
     if (!item)
         return {};
     QPainterPath path;
     const double radius = item->property("radius").toDouble();
     path.addRoundedRect(item->mapRectToScene(item->boundingRect()), radius, radius);
-    return QRegion(path.toFillPolygon().toPolygon());
+    return path;
 }
 
 } // namespace

@@ -7,13 +7,13 @@ Item {
 
     required property bool dimmed
 
-    width: 10
-    height: 10
+    width: Theme.scaled(10)
+    height: Theme.scaled(10)
 
     Glow {
         anchors.centerIn: parent
-        width: parent.width + 16
-        height: parent.height + 16
+        width: parent.width + Theme.scaled(16)
+        height: parent.height + Theme.scaled(16)
         color: Qt.alpha(Theme.c.record, 0.5)
         visible: !dot.dimmed
     }

@@ -1,7 +1,9 @@
 // Shows every window of the program in every state, one after the other, and takes a picture of each from the
 // screen.
 //
-//     tavro-gallery FOLDER [NAME...]
+//     tavro-gallery [--text POINTS] FOLDER [NAME...]
+//
+// --text: as on a desktop whose font is of this size.
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
 
@@ -62,16 +64,22 @@ QImage picture(const std::vector<ViewWindow*>& windows) {
 int main(int argc, char** argv) {
     QGuiApplication app(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() < 2) {
-        std::fprintf(stderr, "usage: tavro-gallery FOLDER [NAME...]\n");
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.value(0) == QLatin1String("--text") && arguments.size() > 2) {
+        QFont font = QGuiApplication::font();
+        font.setPointSizeF(arguments[1].toDouble());
+        QGuiApplication::setFont(font);
+        arguments = arguments.mid(2);
+    }
+    if (arguments.isEmpty()) {
+        std::fprintf(stderr, "usage: tavro-gallery [--text POINTS] FOLDER [NAME...]\n");
         return 2;
     }
     Theme::registerFonts();
     const Backdrop backdrop;
 
     for (const gallery::Entry& entry : gallery::entries()) {
-        if (arguments.size() > 2 && !arguments.mid(2).contains(entry.name))
+        if (arguments.size() > 1 && !arguments.mid(1).contains(entry.name))
             continue;
         const auto scene = entry.open();
         while (!scene->isReady())
@@ -79,7 +87,7 @@ int main(int argc, char** argv) {
         scene->arrange();
         wait(std::chrono::milliseconds(500)); // the window manager has framed it, and it is drawn
         const QString scale = app.devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
-        const QString file = arguments[1] + QLatin1Char('/') + entry.name + scale + QStringLiteral(".png");
+        const QString file = arguments[0] + QLatin1Char('/') + entry.name + scale + QStringLiteral(".png");
         if (!picture(scene->windows()).save(file)) {
             std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
             return 1;

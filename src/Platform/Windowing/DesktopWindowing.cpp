@@ -1,7 +1,9 @@
 #include "Platform/Windowing/DesktopWindowing.h"
 
 #include <QGuiApplication>
+#include <QPainterPath>
 #include <QRegion>
+#include <QTransform>
 #include <QWindow>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -47,14 +49,13 @@ std::vector<std::uint32_t> atoms(xcb_connection_t* x, std::initializer_list<cons
     return result;
 }
 
-/// The rectangles of `shape` in the window's own pixels.
-std::vector<xcb_rectangle_t> pixels(const QRegion& shape, double scale) {
+/// The rectangles that make up `shape`, in pixels.
+std::vector<xcb_rectangle_t> pixels(const QPainterPath& shape, double scale) {
+    const QPolygonF outline = shape.toFillPolygon(QTransform::fromScale(scale, scale));
     std::vector<xcb_rectangle_t> result;
-    for (const QRect& r : shape) {
-        const QRect p = QRectF(r.x() * scale, r.y() * scale, r.width() * scale, r.height() * scale).toRect();
-        result.push_back({static_cast<std::int16_t>(p.x()), static_cast<std::int16_t>(p.y()),
-            static_cast<std::uint16_t>(p.width()), static_cast<std::uint16_t>(p.height())});
-    }
+    for (const QRect& r : QRegion(outline.toPolygon()))
+        result.push_back({static_cast<std::int16_t>(r.x()), static_cast<std::int16_t>(r.y()),
+            static_cast<std::uint16_t>(r.width()), static_cast<std::uint16_t>(r.height())});
     return result;
 }
 
@@ -93,7 +94,7 @@ void DesktopWindowing::makeFloating(QWindow& window) {
     xcb_flush(x);
 }
 
-void DesktopWindowing::setShape(QWindow& window, const QRegion& shape) {
+void DesktopWindowing::setShape(QWindow& window, const QPainterPath& shape) {
     xcb_connection_t* x = connection();
     if (!x || !window.handle())
         return;

@@ -10,7 +10,7 @@ class DesktopWindowing final : public Windowing {
 public:
     bool isComposited() const override;
     void makeFloating(QWindow& window) override;
-    void setShape(QWindow& window, const QRegion& shape) override;
+    void setShape(QWindow& window, const QPainterPath& shape) override;
 };
 
 } // namespace tavro

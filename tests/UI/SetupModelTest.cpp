@@ -1,0 +1,240 @@
+#include "UI/SetupModel.h"
+
+#include "Backend/MockBackend.h"
+#include "GatedBackend.h"
+#include "support/TestSupport.h"
+
+using namespace tavro;
+using namespace tavro::test;
+
+namespace {
+
+CaptureOption display(const QString& number) {
+    return {.id = QStringLiteral("display-") + number,
+        .label = QStringLiteral("Display ") + number,
+        .meta = {.kind = CaptureKind::display,
+            .identifier = number,
+            .label = QStringLiteral("Display ") + number}};
+}
+
+SetupModel::Displays showing(std::vector<CaptureOption> options) {
+    return [options = std::move(options)]() -> QCoro::Task<std::vector<CaptureOption>> { co_return options; };
+}
+
+SetupModel::Displays refusing(const QString& why) {
+    return [why]() -> QCoro::Task<std::vector<CaptureOption>> {
+        throw PlatformError(QStringLiteral("Screen"), 3, why);
+        co_return {};
+    };
+}
+
+std::exception_ptr unreachable() {
+    return std::make_exception_ptr(
+        PlatformError(QStringLiteral("Net"), 1, QStringLiteral("Connection refused")));
+}
+
+const QString noDisplayLine = QStringLiteral(
+    "[ERROR] setup: no displays available — Screen Recording permission is not active for this launch. "
+    "Grant it in the wizard, then Quit & Relaunch Tavro. (No synthetic display offered — it can't match a "
+    "real display.)");
+
+struct SetupModelTest : testing::Test {
+    LogLines log;
+    std::shared_ptr<GatedBackend> gated = std::make_shared<GatedBackend>();
+
+    std::shared_ptr<SetupModel> make(std::shared_ptr<BackendClient> backend, SetupModel::Displays displays) {
+        return std::make_shared<SetupModel>(std::move(backend), std::move(displays));
+    }
+    /// A model whose project "p" is selected and has one scenario, "s".
+    std::shared_ptr<SetupModel> loaded() {
+        gated->projects.resolve(
+            std::vector<Project>{{.id = u"p"_qs, .name = u"P"_qs, .description = {}, .systemName = {}}});
+        answer(u"p"_qs, {u"s"_qs});
+        auto model = make(gated, showing({display(u"1"_qs)}));
+        await(model->load());
+        return model;
+    }
+    void answer(const QString& project, const QStringList& ids) {
+        std::vector<Scenario> list;
+        for (const QString& id : ids)
+            list.push_back({.id = id, .projectId = project, .name = id.toUpper(), .description = {}});
+        gated->scenarios[project].resolve(list);
+    }
+};
+
+} // namespace
+
+TEST_F(SetupModelTest, startsEmptyWithNarrationOn) {
+    const auto model = make(gated, showing({}));
+    EXPECT_FALSE(model->selectedProjectId() || model->selectedScenarioId() || model->selectedCaptureId());
+    EXPECT_TRUE(model->includeMic());
+    EXPECT_EQ(model->makeResult(), std::nullopt);
+    EXPECT_TRUE(model->property("selectedScenarioId").toString().isEmpty());
+}
+
+TEST_F(SetupModelTest, selectsTheFirstOfEachListOfTheLocalBackend) {
+    const TemporaryFolder folder;
+    const auto model =
+        make(std::make_shared<MockBackend>(folder.path()), showing({display(u"7"_qs), display(u"2"_qs)}));
+    await(model->load());
+
+    ASSERT_EQ(model->projects().size(), 1u);
+    ASSERT_GE(model->scenarios().size(), 2u);
+    EXPECT_EQ(model->selectedProjectId(), model->projects().front().id);
+    EXPECT_EQ(model->selectedScenarioId(), model->scenarios().front().id);
+    const SetupResult expected{.scenarioId = model->scenarios().front().id,
+        .appUrl = std::nullopt,
+        .target = display(u"7"_qs).meta,
+        .includeMic = true};
+    EXPECT_EQ(model->makeResult(), expected);
+    EXPECT_EQ(
+        log.all(), (QStringList{u"[INFO] setup: loaded 1 project(s)"_qs,
+                       u"[INFO] setup: loaded %1 scenario(s) for project %2"_qs.arg(model->scenarios().size())
+                           .arg(model->projects().front().id),
+                       u"[INFO] setup: found 2 display(s): [\"7\", \"2\"]"_qs}));
+}
+
+TEST_F(SetupModelTest, offersTheDisplaysAlsoWhenTheServiceIsDown) {
+    gated->projects.reject(unreachable());
+    const auto model = make(gated, showing({display(u"1"_qs)}));
+    await(model->load());
+
+    EXPECT_EQ(model->selectedCaptureId(), u"display-1"_qs);
+    EXPECT_EQ(model->selectedProjectId(), std::nullopt);
+    EXPECT_FALSE(model->property("canStart").toBool());
+    EXPECT_EQ(gated->calls, QStringList{u"listProjects"_qs}); // no project, nothing to ask for
+    EXPECT_EQ(log.all(),
+        (QStringList{u"[ERROR] setup: listProjects failed: Connection refused — dropdowns will be empty "
+                     u"(is the configured backend reachable?)"_qs,
+            u"[INFO] setup: found 1 display(s): [\"1\"]"_qs}));
+}
+
+TEST_F(SetupModelTest, leavesTheScenariosEmptyWhenTheyCannotBeListed) {
+    gated->projects.resolve(
+        std::vector<Project>{{.id = u"p"_qs, .name = u"P"_qs, .description = {}, .systemName = {}}});
+    gated->scenarios[u"p"_qs].reject(unreachable());
+    const auto model = make(gated, showing({display(u"1"_qs)}));
+    await(model->load());
+
+    EXPECT_EQ(model->selectedProjectId(), u"p"_qs);
+    EXPECT_EQ(model->selectedScenarioId(), std::nullopt);
+    EXPECT_TRUE(log.contains(u"[ERROR] setup: listScenarios failed for project p: Connection refused"_qs));
+}
+
+TEST_F(SetupModelTest, saysWhenThereIsNoDisplayToRecord) {
+    const struct {
+        SetupModel::Displays displays;
+        QString firstLine;
+    } cases[] = {
+        {showing({}), u"[INFO] setup: found 0 display(s): []"_qs},
+        {refusing(u"no screen"_qs),
+            u"[ERROR] setup: CaptureCatalog.displays() failed: no screen — Screen Recording permission likely not active yet"_qs},
+    };
+    gated->projects.reject(unreachable());
+    for (const auto& test : cases) {
+        const LogLines lines;
+        const auto model = make(gated, test.displays);
+        await(model->load());
+        EXPECT_EQ(lines.all().mid(1), (QStringList{test.firstLine, noDisplayLine}));
+        EXPECT_TRUE(model->property("noDisplays").toBool());
+        EXPECT_EQ(model->selectedCaptureId(), std::nullopt);
+    }
+}
+
+TEST_F(SetupModelTest, theReloadThatFinishesLastCounts) {
+    const auto model = loaded();
+    model->selectProject(u"slow"_qs);
+    model->selectProject(u"quick"_qs);
+    EXPECT_EQ(model->selectedProjectId(), u"quick"_qs);
+
+    answer(u"quick"_qs, {u"q1"_qs, u"q2"_qs});
+    ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"q1"_qs; }));
+    answer(u"slow"_qs, {u"s1"_qs});
+    ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"s1"_qs; }));
+    EXPECT_EQ(model->scenarios().size(), 1u);
+    EXPECT_EQ(model->selectedProjectId(), u"quick"_qs);
+}
+
+TEST_F(SetupModelTest, createsAScenarioAndSelectsIt) {
+    const auto model = loaded();
+    model->setNewScenarioName(u"  Pay twice "_qs);
+    model->add();
+    gated->creation.resolve(
+        Scenario{.id = u"new"_qs, .projectId = u"p"_qs, .name = u"  Pay twice "_qs, .description = {}});
+    ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"new"_qs; }));
+
+    EXPECT_EQ(gated->calls.back(), u"createScenario p|  Pay twice |"_qs); // the name as typed
+    EXPECT_EQ(model->scenarios().back().id, u"new"_qs);
+    EXPECT_TRUE(model->newScenarioName().isEmpty());
+    EXPECT_FALSE(model->property("canAdd").toBool());
+}
+
+TEST_F(SetupModelTest, aScenarioThatCannotBeCreatedChangesNothing) {
+    const auto model = loaded();
+    const auto lines = log.all();
+    model->setNewScenarioName(u"Pay twice"_qs);
+    gated->creation.reject(unreachable());
+    await(model->createScenario(model->newScenarioName()));
+
+    EXPECT_EQ(model->newScenarioName(), u"Pay twice"_qs);
+    EXPECT_EQ(model->selectedScenarioId(), u"s"_qs);
+    EXPECT_EQ(model->scenarios().size(), 1u);
+    EXPECT_EQ(log.all(), lines);
+}
+
+TEST_F(SetupModelTest, createsNothingWithoutANameOrAProject) {
+    const auto model = loaded();
+    const auto before = gated->calls;
+    await(model->createScenario({}));
+    const auto blank = make(gated, showing({}));
+    await(blank->createScenario(u"Pay twice"_qs));
+    EXPECT_EQ(gated->calls, before);
+}
+
+TEST_F(SetupModelTest, resultIsWhatTheFormSays) {
+    const auto model = loaded();
+    const struct {
+        QString scenario, capture, url;
+        bool complete;
+        std::optional<QString> expectedUrl;
+    } cases[] = {
+        {u"s"_qs, u"display-1"_qs, u""_qs, true, std::nullopt},
+        {u"s"_qs, u"display-1"_qs, u"  "_qs, true, u"  "_qs},
+        {u"unlisted"_qs, u"display-1"_qs, u"not a url"_qs, true, u"not a url"_qs},
+        {u"s"_qs, u"display-9"_qs, u""_qs, false, std::nullopt},
+    };
+    for (const auto& test : cases) {
+        model->selectScenario(test.scenario);
+        model->selectCapture(test.capture);
+        model->setAppUrl(test.url);
+        model->setIncludeMic(false);
+        const SetupResult expected{.scenarioId = test.scenario,
+            .appUrl = test.expectedUrl,
+            .target = display(u"1"_qs).meta,
+            .includeMic = false};
+        EXPECT_EQ(model->makeResult(), test.complete ? std::optional(expected) : std::nullopt)
+            << test.capture.toStdString();
+    }
+}
+
+TEST_F(SetupModelTest, startCallsBackOnlyWithAResult) {
+    const auto model = loaded();
+    std::vector<SetupResult> started;
+    model->onStart = [&](const SetupResult& result) { started.push_back(result); };
+    model->selectCapture(u"gone"_qs);
+    model->start();
+    EXPECT_TRUE(started.empty());
+    model->selectCapture(u"display-1"_qs);
+    model->start();
+    EXPECT_EQ(started.size(), 1u);
+}
+
+TEST_F(SetupModelTest, workUnderWayOutlivesTheForm) {
+    auto model = make(gated, showing({}));
+    model->load();
+    const std::weak_ptr<SetupModel> watched = model;
+    model.reset();
+    EXPECT_FALSE(watched.expired());
+    gated->projects.resolve(std::vector<Project>{});
+    EXPECT_TRUE(waitUntil([&] { return watched.expired(); }));
+}
