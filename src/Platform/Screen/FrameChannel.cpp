@@ -38,6 +38,10 @@ void FrameChannel::send(VideoFramePtr frame) {
     main->post([self = shared_from_this(), frame = std::move(frame)] { self->deliver(frame); });
 }
 
+void FrameChannel::post(std::function<void()> work) {
+    main->post(std::move(work));
+}
+
 void FrameChannel::countDropped() {
     const std::lock_guard lock(mutex);
     ++counts.framesDropped;

@@ -23,7 +23,8 @@ public:
 
     // The capture thread's side.
     bool hasRoom() const;
-    void send(VideoFramePtr frame); ///< also without room
+    void send(VideoFramePtr frame);        ///< also without room
+    void post(std::function<void()> work); ///< runs on the main thread, after the frames sent before
     void countDropped();
 
 private:

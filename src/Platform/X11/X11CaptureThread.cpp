@@ -95,6 +95,8 @@ private:
             if (!waiting)
                 firstNews = time;
             lastNews = time;
+            if (pacer.next() > time || !canSend())
+                grabber.listenOn();
         }
         if (connection.isBroken() && !std::exchange(isBroken, true))
             Log::error(
@@ -242,12 +244,12 @@ void X11CaptureThread::run(
     try {
         Loop loop(*this, display, filter, configuration);
         loop.begin();
-        startedPromise.resolve();
+        channel->post([started = startedPromise] { started.resolve(); });
         loop.run();
     } catch (...) {
         startedPromise.reject(std::current_exception());
     }
-    stoppedPromise.resolve();
+    channel->post([stopped = stoppedPromise] { stopped.resolve(); });
 }
 
 } // namespace tavro

@@ -29,9 +29,10 @@ public:
     /// Ends the thread. Does not wait for a server that does not answer.
     ~X11CaptureThread();
 
-    /// Resolved when the first frame is on its way, or rejected, and then the thread ends.
+    /// Resolved after the first frame has been delivered, or rejected, and then the thread ends.
     const Promise<void>& started() const { return startedPromise; }
-    /// Sends the last frame, shown at that time, and ends the thread. Resolved when that frame is on its way.
+    /// Sends the last frame, shown at that time, and ends the thread. Resolved after that frame has been
+    /// delivered.
     Promise<void> stop(std::chrono::microseconds time);
 
 private:

@@ -23,6 +23,8 @@ public:
     /// Notes that there may be changes of which the server has not told.
     void suspectChange();
     bool mayHaveChanged() const;
+    /// Lets the server tell of further drawing in what is old already, before that can be taken.
+    void listenOn() { target->clearDamage(); }
 
     /// Takes what has changed into a new picture. False when nothing has, or it cannot be read now. There
     /// must be a canvas. Throws PlatformError when there is no memory for pictures of the target's size.

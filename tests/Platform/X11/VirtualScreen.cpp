@@ -110,23 +110,28 @@ void VirtualScreen::movePointer(int x, int y) {
     sync();
 }
 
+// Not by XCB: the request that its function for this sends is malformed.
+void VirtualScreen::xrandr(const QStringList& arguments) {
+    QProcess program;
+    program.start(QStringLiteral("xrandr"),
+        QStringList{QStringLiteral("--display"), QString::fromLatin1(name)} + arguments);
+    EXPECT_TRUE(program.waitForFinished() && program.exitCode() == 0)
+        << program.readAllStandardError().constData();
+}
+
 std::uint32_t VirtualScreen::setMonitor(const char* monitor, const Rect& rect) {
-    const auto named = client->reply(xcb_intern_atom_reply,
-        xcb_intern_atom(*client, 0, static_cast<std::uint16_t>(std::strlen(monitor)), monitor));
-    xcb_randr_monitor_info_t info{};
-    info.name = named->atom;
-    info.x = s(rect.x);
-    info.y = s(rect.y);
-    info.width = u(rect.width);
-    info.height = u(rect.height);
-    xcb_randr_set_monitor(*client, root(), &info);
-    sync();
-    return named->atom;
+    if (client->atom(monitor)) // it may be there already, and is not replaced
+        QProcess::execute(
+            QStringLiteral("xrandr"), {QStringLiteral("--display"), QString::fromLatin1(name),
+                                          QStringLiteral("--delmonitor"), QString::fromLatin1(monitor)});
+    xrandr({QStringLiteral("--setmonitor"), QString::fromLatin1(monitor),
+        QStringLiteral("%1/100x%2/100+%3+%4").arg(rect.width).arg(rect.height).arg(rect.x).arg(rect.y),
+        QStringLiteral("none")});
+    return client->atom(monitor);
 }
 
 void VirtualScreen::removeMonitor(const char* monitor) {
-    xcb_randr_delete_monitor(*client, root(), client->atom(monitor));
-    sync();
+    xrandr({QStringLiteral("--delmonitor"), QString::fromLatin1(monitor)});
 }
 
 void VirtualScreen::setScreenSize(int width, int height) {

@@ -4,6 +4,7 @@
 #include "Platform/X11/X11Connection.h"
 
 #include <QProcess>
+#include <QStringList>
 
 #include <array>
 #include <memory>
@@ -43,6 +44,7 @@ public:
 
 private:
     void sync();
+    void xrandr(const QStringList& arguments);
 
     QProcess server;
     QByteArray name;
