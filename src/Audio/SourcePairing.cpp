@@ -82,7 +82,8 @@ SourcePairing::Pair SourcePairing::takePair() {
 }
 
 std::size_t SourcePairing::pairLength() const {
-    const auto [shorter, longer] = std::minmax(lines[0].samples.size(), lines[1].samples.size());
+    const auto [shorter, longer] =
+        std::minmax({lines[0].samples.size(), lines[1].samples.size()}); // values, not references
     if (!lines[0].present || !lines[1].present)
         return longer;
     return std::max(shorter, longer > patience ? longer - patience : 0);
