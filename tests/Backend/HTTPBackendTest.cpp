@@ -8,6 +8,7 @@
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
+#include <QNetworkProxyFactory>
 #include <QNetworkReply>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -51,18 +52,10 @@ struct HTTPUnderTest final : BackendUnderTest {
         writeFile(folder.path() / "take.mp4", bytes);
         return folder.path() / "take.mp4";
     }
-    /// The requests so far, without what came on the channel.
-    QList<QByteArray> requests() {
-        QList<QByteArray> lines;
-        for (const Received& entry : service.received())
-            if (entry.kind == Received::Kind::request)
-                lines << entry.line();
-        return lines;
-    }
-    /// Waits for the service to have received so much, and returns the lines.
-    QList<QByteArray> lines(qsizetype count) {
-        waitUntil([&] { return service.lines().size() >= count; });
-        return service.lines();
+    /// What came on the live channel up to its close.
+    QList<QByteArray> channelUntilClosed() {
+        EXPECT_TRUE(waitUntil([&] { return service.received("close").size() == 1; }));
+        return service.channelLines();
     }
 };
 
@@ -89,13 +82,13 @@ TEST(HTTPBackend, sendsAWholeTakeInItsOrder) {
     EXPECT_EQ(await(t.http->uploadVideo(id, t.file())), u"videos/ses_1.mp4");
     await(t.http->sendEvent(id, event::Finished{93.25})); // dropped: the channel is closed
 
-    // The channel's close and the upload travel on two connections.
-    QList<QByteArray> lines = t.lines(9);
-    EXPECT_TRUE(lines.removeOne("close 1000"));
-    EXPECT_EQ(lines,
-        (QList<QByteArray>{"POST /api/app/sessions", "handshake /live/ses_1", "message {\"type\":\"paused\"}",
+    EXPECT_EQ(t.channelUntilClosed(),
+        (QList<QByteArray>{"handshake /live/ses_1", "message {\"type\":\"paused\"}",
             "message {\"type\":\"resumed\"}", "message {\"durationSeconds\":93.25,\"type\":\"finished\"}",
-            "POST /api/app/sessions/ses_1/upload-url", "PUT /store/ses_1/video.mp4?signature=a%2Fb%2Bc",
+            "close 1000"}));
+    EXPECT_EQ(t.service.requestLines(),
+        (QList<QByteArray>{"POST /api/app/sessions", "POST /api/app/sessions/ses_1/upload-url",
+            "PUT /store/ses_1/video.mp4?signature=a%2Fb%2Bc",
             "POST /api/app/sessions/ses_1/video-uploaded"}));
     for (const Received& entry : t.service.received()) {
         SCOPED_TRACE(entry.line().toStdString());
@@ -119,11 +112,11 @@ TEST(HTTPBackend, sendsADeletedTakeInItsOrder) {
     const QString id = t.newSession();
     await(t.http->sendEvent(id, event::Deleted()));
     await(t.http->deleteSession(id));
-    QList<QByteArray> lines = t.lines(6);
-    EXPECT_TRUE(lines.removeOne("close 1000"));
-    EXPECT_EQ(lines, (QList<QByteArray>{"POST /api/app/sessions", "handshake /live/ses_1",
-                         "message {\"type\":\"deleted\"}", "message {\"type\":\"deleted\"}",
-                         "DELETE /api/app/sessions/ses_1"}));
+    EXPECT_EQ(
+        t.channelUntilClosed(), (QList<QByteArray>{"handshake /live/ses_1", "message {\"type\":\"deleted\"}",
+                                    "message {\"type\":\"deleted\"}", "close 1000"}));
+    EXPECT_EQ(t.service.requestLines(),
+        (QList<QByteArray>{"POST /api/app/sessions", "DELETE /api/app/sessions/ses_1"}));
     const Received deletion = t.service.received("DELETE").at(0);
     EXPECT_FALSE(deletion.headers.contains("content-type"));
     EXPECT_EQ(deletion.bodySize, 0);
@@ -199,7 +192,7 @@ TEST(HTTPBackend, refusesEveryStatusButA2xx) {
             HTTPUnderTest t;
             t.service.misbehave({.match = call.request, .status = status});
             EXPECT_EQ(errorOf([&] { call.make(t); }).text, u"notFound");
-            EXPECT_TRUE(t.requests().last().startsWith(call.request)) << "went on";
+            EXPECT_TRUE(t.service.requestLines().last().startsWith(call.request)) << "went on";
         }
 }
 
@@ -312,7 +305,7 @@ TEST(HTTPBackend, followsRedirectionsButTakesTheTokenNowhereElse) {
         } else {
             EXPECT_EQ(errorOf([&] { call->make(t); }).text, u"notFound");
         }
-        QList<QByteArray> then = c.here ? t.requests() : elsewhere.lines();
+        QList<QByteArray> then = c.here ? t.service.requestLines() : elsewhere.lines();
         if (c.here)
             then = then.mid(then.indexOf(c.request) + 1, 1);
         EXPECT_EQ(then, c.then);
@@ -533,6 +526,50 @@ TEST(HTTPBackend, refusesToSendWhatHasNoJson) {
     EXPECT_NO_THROW(await(t.http->finishSession(id, 1)));
 }
 
+// The service itself is on the loopback, which is never proxied; what it names is elsewhere.
+TEST(HTTPBackend, goesThroughTheSystemsProxies) {
+    QTcpServer proxy;
+    proxy.listen(QHostAddress::LocalHost);
+    QList<QByteArray> asked;
+    QObject::connect(&proxy, &QTcpServer::newConnection, &proxy, [&] {
+        QTcpSocket* socket = proxy.nextPendingConnection();
+        QObject::connect(socket, &QTcpSocket::readyRead, socket, [&asked, socket] {
+            asked << socket->readLine().trimmed();
+            socket->close();
+        });
+    });
+    const QByteArray address = "http://127.0.0.1:" + QByteArray::number(proxy.serverPort());
+    const ScopedEnvironment http("http_proxy", address), https("https_proxy", address), none("no_proxy", "");
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
+
+    const struct {
+        const char* store;
+        const char* live;
+        QList<QByteArray> asks;
+    } cases[] = {
+        {"http://store.example/a?b=%2F", "ws://live.example/",
+            {"CONNECT live.example:80 HTTP/1.1", "PUT http://store.example/a?b=%2F HTTP/1.1"}},
+        {"https://store.example/a", "wss://live.example/",
+            {"CONNECT live.example:443 HTTP/1.1", "CONNECT store.example:443 HTTP/1.1"}},
+    };
+    for (const auto& c : cases) {
+        HTTPUnderTest t;
+        asked.clear();
+        t.service.setStoreURL(QLatin1String(c.store));
+        t.service.setLiveURL(QLatin1String(c.live));
+        const QString id = t.newSession();
+        EXPECT_EQ(errorOf([&] { await(t.http->sendEvent(id, event::Paused())); }).domain, u"QWebSocket");
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, t.file())); }).domain, u"QAbstractSocket");
+        EXPECT_EQ(asked, c.asks);
+    }
+    asked.clear();
+    HTTPBackend remote(QUrl(u"http://service.example"_qs), token);
+    EXPECT_EQ(errorOf([&] { await(remote.currentUser()); }).domain, u"QNetworkReply");
+    ASSERT_FALSE(asked.isEmpty());
+    EXPECT_EQ(asked.first(), "GET http://service.example/api/app/me HTTP/1.1");
+    QNetworkProxyFactory::setUseSystemConfiguration(false);
+}
+
 TEST(HTTPBackend, endsWhatIsUnderWayWhenItGoes) {
     HTTPUnderTest t;
     t.service.misbehave({.match = "GET /api/app/me", .delay = 1h});
@@ -542,7 +579,7 @@ TEST(HTTPBackend, endsWhatIsUnderWayWhenItGoes) {
     auto user = t.http->currentUser();
     auto upload = t.http->uploadVideo(id, t.file(QByteArray(20 << 20, 'v')));
     auto send = t.http->sendEvent(id, event::Paused());
-    t.lines(4);
+    EXPECT_TRUE(waitUntil([&] { return t.service.lines().size() >= 4; }));
     t.http.reset();
     for (const auto& end : std::vector<std::function<void()>>{[&] { await(std::move(user)); },
              [&] { await(std::move(upload)); }, [&] { await(std::move(send)); }})

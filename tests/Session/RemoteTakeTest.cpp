@@ -26,13 +26,10 @@ struct RemoteTake : testing::Test {
             {CaptureKind::window, u"4711"_qs, u"Shop"_qs}, includeMic));
         time += 2s;
     }
-    /// What the service received in the end, but for the channel's close, which overtakes what follows it or
-    /// not.
-    QList<QByteArray> linesWithoutClose() {
-        EXPECT_TRUE(waitUntil([&] { return service.lines().contains("close 1000"); }));
-        QList<QByteArray> lines = service.lines();
-        lines.removeOne("close 1000");
-        return lines;
+    void expectArrived(const QList<QByteArray>& onTheChannel, const QList<QByteArray>& asRequests) {
+        EXPECT_TRUE(waitUntil([&] { return service.received("close").size() == 1; }));
+        EXPECT_EQ(service.channelLines(), onTheChannel);
+        EXPECT_EQ(service.requestLines(), asRequests);
     }
 };
 
@@ -44,11 +41,10 @@ TEST_F(RemoteTake, reachesTheServiceFromItsBeginToItsVideo) {
     time += 1500ms;
     await(session.finish());
     EXPECT_EQ(session.phase(), SessionPhase::done);
-    EXPECT_EQ(linesWithoutClose(),
-        (QList<QByteArray>{"POST /api/app/sessions", "handshake /live/ses_1", "message {\"type\":\"paused\"}",
-            "message {\"type\":\"resumed\"}", "message {\"durationSeconds\":3.5,\"type\":\"finished\"}",
-            "POST /api/app/sessions/ses_1/upload-url", "PUT /store/ses_1/video.mp4?signature=a%2Fb%2Bc",
-            "POST /api/app/sessions/ses_1/video-uploaded"}));
+    expectArrived({"handshake /live/ses_1", "message {\"type\":\"paused\"}", "message {\"type\":\"resumed\"}",
+                      "message {\"durationSeconds\":3.5,\"type\":\"finished\"}", "close 1000"},
+        {"POST /api/app/sessions", "POST /api/app/sessions/ses_1/upload-url",
+            "PUT /store/ses_1/video.mp4?signature=a%2Fb%2Bc", "POST /api/app/sessions/ses_1/video-uploaded"});
     EXPECT_EQ(service.received("PUT").at(0).body, "picture 1 + sound 1");
 }
 
@@ -56,9 +52,9 @@ TEST_F(RemoteTake, isDeletedThere) {
     begin(false);
     await(session.deleteSession());
     EXPECT_EQ(session.phase(), SessionPhase::idle);
-    EXPECT_EQ(linesWithoutClose(), (QList<QByteArray>{"POST /api/app/sessions", "handshake /live/ses_1",
-                                       "message {\"type\":\"deleted\"}", "message {\"type\":\"deleted\"}",
-                                       "DELETE /api/app/sessions/ses_1"}));
+    expectArrived({"handshake /live/ses_1", "message {\"type\":\"deleted\"}",
+                      "message {\"type\":\"deleted\"}", "close 1000"},
+        {"POST /api/app/sessions", "DELETE /api/app/sessions/ses_1"});
 }
 
 TEST_F(RemoteTake, keepsItsFileWhenItsFinishFails) {

@@ -231,6 +231,22 @@ QList<QByteArray> LoopbackService::lines() const {
     return all;
 }
 
+QList<QByteArray> LoopbackService::requestLines() const {
+    QList<QByteArray> requests;
+    for (const Received& entry : received())
+        if (entry.kind == Received::Kind::request)
+            requests << entry.line();
+    return requests;
+}
+
+QList<QByteArray> LoopbackService::channelLines() const {
+    QList<QByteArray> others;
+    for (const Received& entry : received())
+        if (entry.kind != Received::Kind::request)
+            others << entry.line();
+    return others;
+}
+
 void LoopbackService::forget() {
     state->actor.sync([&] { state->received.clear(); });
 }

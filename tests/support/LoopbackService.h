@@ -80,6 +80,9 @@ public:
 
     std::vector<Received> received() const;
     QList<QByteArray> lines() const; ///< of what was received so far
+    // The same by connection: what travels on two may arrive in either order.
+    QList<QByteArray> requestLines() const;
+    QList<QByteArray> channelLines() const;
     std::vector<Received> received(const QByteArray& linePrefix) const;
     void forget(); ///< what was received so far
 
