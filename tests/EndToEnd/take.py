@@ -16,6 +16,9 @@ from harness import Failure, Service, check, equal
 
 TAKE, PAINTER, SERVICE = sys.argv[1:4]
 LENGTH_TOLERANCE = 0.1  # seconds
+# The session's clock starts once everything runs, the file with its first picture before that: at once on a machine with
+# nothing else to do, later on one that is busy building.
+LONGEST_LEAD = 1.0
 
 
 class Home:
@@ -38,7 +41,11 @@ class Home:
     def run(self, *arguments, code=0, **variables):
         """The program's report; its complaints when it is to fail."""
         process = self.start(*arguments, **variables)
-        out, complaints = process.communicate(timeout=120)
+        try:
+            out, complaints = process.communicate(timeout=60)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            raise
         equal(process.returncode, code, f"exit code of {arguments}\n{complaints}")
         if code:
             equal(out, "", "standard output of a failure")
@@ -80,10 +87,11 @@ def check_video(video, seconds, sound=False):
     equal(sorted(streams), ["audio", "video"] if sound else ["video"], "streams")
     picture = streams["video"]
     equal((picture["codec_name"], picture["width"], picture["height"]), ("h264", 1920, 1080), "picture")
-    check(abs(length - seconds) <= LENGTH_TOLERANCE, f"the file is {length} s long, the take was {seconds} s")
+    check(-LENGTH_TOLERANCE <= length - seconds <= LENGTH_TOLERANCE + LONGEST_LEAD, f"the file is {length} s long, the take was {seconds} s")
     names = boxes(video)
     check(names.index("moov") < names.index("mdat") and "moof" not in names, f"boxes {names}")
-    decoded = subprocess.run(["ffmpeg", "-v", "error", "-i", str(video), "-f", "null", "-"], capture_output=True)
+    decode = ["ffprobe", "-v", "error", "-count_frames", "-show_entries", "stream=nb_read_frames", str(video)]
+    decoded = subprocess.run(decode, capture_output=True)
     equal((decoded.returncode, decoded.stderr), (0, b""), "decoding")
 
 
@@ -138,6 +146,9 @@ def a_deleted_session_leaves_nothing(home):
 def sound_lies_beside_the_picture(home):
     report = home.run("--seconds", "3", "--narrate")
     check_video(report["video"], report["durationSeconds"], sound=True)
+    streams, _ = probe(report["video"])
+    lengths = [float(stream["duration"]) for stream in streams.values()]
+    check(max(lengths) - min(lengths) <= LENGTH_TOLERANCE, f"picture and sound are {lengths} s long")
     check("[INFO] session.finish: mux succeeded" in home.log.read_text(), "nothing was joined")
 
 
