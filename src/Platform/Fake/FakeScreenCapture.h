@@ -46,7 +46,7 @@ public:
 
     QCoro::Task<ShareableContent> shareableContent() override {
         note(Step::shareableContent, QStringLiteral("shareableContent"));
-        co_return content;
+        co_return ShareableContent(content); // a copy: the compiler moves even members
     }
     std::unique_ptr<ScreenStream> makeStream(
         const ContentFilter& filter, const StreamConfiguration& streamConfiguration) override {
