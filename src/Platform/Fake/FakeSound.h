@@ -13,6 +13,7 @@
 #include <mutex>
 #include <span>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -143,7 +144,8 @@ private:
         return failure == failures.end() ? audioNoError : failure->second;
     }
     template <class Identifier>
-    AudioStatus make(const QString& operation, Identifier& identifier, Identifier value) {
+    AudioStatus make(
+        const QString& operation, Identifier& identifier, std::type_identity_t<Identifier> value) {
         const AudioStatus status = note(operation);
         if (status != audioNoError)
             return status;
@@ -152,7 +154,7 @@ private:
         return audioNoError;
     }
     template <class Identifier>
-    AudioStatus end(const QString& operation, Identifier identifier, Identifier value) {
+    AudioStatus end(const QString& operation, Identifier identifier, std::type_identity_t<Identifier> value) {
         const AudioStatus status = note(operation);
         if (identifier != value)
             throw std::logic_error("not what was made");

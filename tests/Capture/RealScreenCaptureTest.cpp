@@ -1,0 +1,273 @@
+#include "Capture/RealScreenCapture.h"
+
+#include "Platform/Fake/FakeAssetWriter.h"
+#include "Platform/Fake/FakeScreenCapture.h"
+#include "Platform/Fake/FakeSound.h"
+
+#include "support/TestSupport.h"
+
+#include <atomic>
+#include <thread>
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+using test::await;
+using test::waitUntil;
+
+struct Picture : VideoFrame {
+    std::uint8_t pixel = 0;
+    explicit Picture(std::chrono::steady_clock::time_point shown) {
+        width = height = 2;
+        planes[0] = planes[1] = planes[2] = &pixel;
+        presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(shown.time_since_epoch());
+    }
+};
+
+// A capture whose files exist, though nothing is encoded.
+class RealScreenCaptureTest : public testing::Test {
+protected:
+    RealScreenCaptureTest() {
+        screen.content.displays = {{1, 64, 64}};
+        screen.firstFrame = std::make_shared<Picture>(std::chrono::steady_clock::now());
+    }
+
+    void start(bool includeMic = true, const char* name = "t.mp4") {
+        if (!capture)
+            capture = std::make_unique<RealScreenCapture>(screen, writers, engine, hardware, converters,
+                system, [] { return QStringLiteral("granted"); });
+        screen.firstFrame = std::make_shared<Picture>(std::chrono::steady_clock::now() + 1ms);
+        await(capture->start(target, includeMic, folder.path() / name));
+        touch(name);
+    }
+    // What the real writers would have written.
+    void touch(const char* video) {
+        test::writeFile(folder.path() / video, "picture");
+        if (const auto sound = capture->audioFile())
+            test::writeFile(*sound, "sound");
+    }
+    bool isEmpty() const { return std::filesystem::is_empty(folder.path()); }
+    AudioFrame written() const {
+        AudioFrame all;
+        for (const auto& piece : writers.appended())
+            all.insert(all.end(), piece.samples.begin(), piece.samples.end());
+        return all;
+    }
+    void playSystem(float value, std::size_t frames) {
+        hardware.deliver(1, std::vector<float>(frames, value));
+    }
+
+    test::TemporaryFolder folder;
+    FakeScreenCapture screen;
+    FakeAssetWriterFactory writers;
+    FakeAudioEngine engine;
+    FakeAudioHardware hardware;
+    FakeAudioConverterFactory converters;
+    SystemVersion system;
+    const CaptureTargetMeta target{CaptureKind::display, QStringLiteral("1"), QStringLiteral("Display")};
+    std::unique_ptr<RealScreenCapture> capture;
+};
+
+TEST_F(RealScreenCaptureTest, mixesBothSourcesIntoTheFileBesideTheVideo) {
+    start();
+    EXPECT_EQ(capture->audioFile(), folder.path() / "t.m4a");
+    engine.deliver(0.25F, 48'000);
+    playSystem(0.5F, 48'000);
+    hardware.waitForCallbacks();
+    EXPECT_EQ(await(capture->stop()), folder.path() / "t.mp4");
+    EXPECT_EQ(capture->audioFile(), folder.path() / "t.m4a") << "readable after the stop";
+    EXPECT_FALSE(engine.hasTap());
+    EXPECT_EQ(hardware.alive(), 0);
+
+    const AudioFrame sound = written();
+    ASSERT_GE(sound.size(), 16'000u);
+    const auto mixed = std::ranges::count(sound, static_cast<std::int16_t>(8191 + 16'383));
+    EXPECT_GT(mixed, 15'000) << "both begin within a few milliseconds of each other";
+    EXPECT_LE(sound.size(), 16'000u + 1600) << "what belongs together was laid one after the other";
+}
+
+TEST_F(RealScreenCaptureTest, recordsNoSoundUnlessItIsWanted) {
+    start();
+    await(capture->stop());
+    start(false);
+    EXPECT_EQ(capture->audioFile(), std::nullopt);
+    EXPECT_FALSE(engine.hasTap());
+    EXPECT_EQ(hardware.alive(), 0);
+    await(capture->stop());
+    EXPECT_EQ(capture->audioFile(), std::nullopt);
+}
+
+TEST_F(RealScreenCaptureTest, goesOnWithWhatIsLeft) {
+    const struct {
+        bool microphone, computer;
+        SystemVersion system;
+        std::int16_t expected;
+    } cases[] = {{true, false, {14, 2}, 8191}, {false, true, {14, 2}, 16'383}, {true, true, {14, 1}, 8191},
+        {false, false, {14, 2}, 0}};
+    for (const auto& c : cases) {
+        system = c.system;
+        capture.reset();
+        engine.format.channelCount = c.microphone ? 1 : 0;
+        hardware.failures.clear();
+        if (!c.computer)
+            hardware.failures[QStringLiteral("startDevice")] = 7;
+        const auto before = written().size();
+        start();
+        EXPECT_EQ(capture->audioFile(), folder.path() / "t.m4a");
+        if (c.microphone)
+            engine.deliver(0.25F, 4800);
+        if (hardware.alive() > 0)
+            playSystem(0.5F, 4800);
+        if (hardware.alive() > 0)
+            hardware.waitForCallbacks();
+        await(capture->stop());
+        EXPECT_EQ(hardware.alive(), 0);
+        const AudioFrame all = written();
+        EXPECT_EQ(std::count(all.begin() + static_cast<std::ptrdiff_t>(before), all.end(), c.expected),
+            c.expected == 0 ? 0 : 1600);
+    }
+}
+
+TEST_F(RealScreenCaptureTest, hasNoSoundFileWhereItCannotBeOpened) {
+    system = {15, 0}; // the video has no writer of its own
+    writers.setError(std::make_exception_ptr(PlatformError(QStringLiteral("Test"), 1)));
+    writers.fail(FakeAssetWriterFactory::Step::makeAssetWriter);
+    start();
+    EXPECT_EQ(capture->audioFile(), std::nullopt);
+    EXPECT_FALSE(engine.hasTap());
+    EXPECT_EQ(hardware.alive(), 0);
+    EXPECT_EQ(await(capture->stop()), folder.path() / "t.mp4");
+}
+
+TEST_F(RealScreenCaptureTest, leavesNothingOfATakeThatIsThrownAway) {
+    start();
+    await(capture->discard());
+    EXPECT_TRUE(isEmpty());
+
+    start();
+    await(capture->restartTake(folder.path() / "other.mp4"));
+    touch("other.mp4");
+    EXPECT_EQ(capture->audioFile(), folder.path() / "other.m4a");
+    await(capture->stop());
+    EXPECT_FALSE(exists(folder.path() / "t.mp4"));
+    EXPECT_FALSE(exists(folder.path() / "t.m4a"));
+    EXPECT_TRUE(exists(folder.path() / "other.m4a"));
+    await(capture->discard());
+    std::filesystem::remove(folder.path() / "other.mp4");
+    EXPECT_TRUE(isEmpty());
+}
+
+// The new take has no sound to replace the old one's.
+TEST_F(RealScreenCaptureTest, leavesNoSoundOfARestartedTakeWithoutSound) {
+    system = {15, 0};
+    start();
+    writers.setError(std::make_exception_ptr(PlatformError(QStringLiteral("Test"), 1)));
+    writers.fail(FakeAssetWriterFactory::Step::makeAssetWriter);
+    await(capture->restartTake(folder.path() / "t.mp4"));
+    await(capture->stop());
+    EXPECT_FALSE(exists(folder.path() / "t.m4a"));
+}
+
+TEST_F(RealScreenCaptureTest, beginsEachTakeWithItsOwnSound) {
+    start();
+    engine.deliver(0.25F, 9600); // a remainder: the computer's sound is behind
+    playSystem(0.25F, 480);
+    hardware.waitForCallbacks();
+    await(capture->restartTake(folder.path() / "t.mp4"));
+    const auto before = written().size();
+    engine.deliver(0.5F, 4800);
+    playSystem(0.F, 4800);
+    hardware.waitForCallbacks();
+    await(capture->stop());
+    const AudioFrame all = written();
+    ASSERT_GT(all.size(), before);
+    for (auto i = before; i < all.size(); ++i)
+        ASSERT_TRUE(all[i] == 0 || all[i] == 16'383) << all[i];
+}
+
+TEST_F(RealScreenCaptureTest, restartsNothingThatNeverStarted) {
+    capture = std::make_unique<RealScreenCapture>(
+        screen, writers, engine, hardware, converters, system, [] { return QStringLiteral("granted"); });
+    await(capture->restartTake(folder.path() / "t.mp4"));
+    await(capture->discard());
+    EXPECT_TRUE(screen.calls.isEmpty());
+    EXPECT_EQ(test::errorOf([&] { await(capture->stop()); }).code, 2);
+}
+
+TEST_F(RealScreenCaptureTest, startsAgainAfterAFailedStart) {
+    screen.failing[FakeScreenCapture::Step::startCapture] =
+        std::make_exception_ptr(PlatformError(QStringLiteral("Test"), 9));
+    EXPECT_EQ(test::errorOf([&] { start(); }).code, 9);
+    EXPECT_FALSE(engine.hasTap());
+    screen.failing.clear();
+    await(capture->restartTake(folder.path() / "t.mp4"));
+    EXPECT_EQ(capture->audioFile(), folder.path() / "t.m4a");
+    await(capture->discard());
+}
+
+TEST_F(RealScreenCaptureTest, pausesThePictureAlone) {
+    start();
+    const auto pictures = [this] {
+        return std::ranges::count_if(
+            writers.appended(), [](const auto& piece) { return piece.frame != nullptr; });
+    };
+    const auto before = pictures();
+    capture->pause();
+    capture->pause();
+    screen.show(std::make_shared<Picture>(std::chrono::steady_clock::now()));
+    EXPECT_EQ(pictures(), before);
+    engine.deliver(0.25F, 4800);
+    playSystem(0.F, 4800);
+    capture->resume();
+    screen.show(std::make_shared<Picture>(std::chrono::steady_clock::now()));
+    EXPECT_EQ(pictures(), before + 1);
+    hardware.waitForCallbacks();
+    await(capture->stop());
+    EXPECT_EQ(std::ranges::count(written(), 8191), 1600);
+}
+
+TEST_F(RealScreenCaptureTest, tellsTheLevelOnTheMainThread) {
+    start();
+    double highest = 0;
+    const auto here = std::this_thread::get_id();
+    capture->setLevelHandler([&](double level) {
+        EXPECT_EQ(std::this_thread::get_id(), here);
+        highest = std::max(highest, level);
+    });
+    engine.deliver(0.9F, 48'000);
+    playSystem(0.F, 48'000);
+    EXPECT_TRUE(waitUntil([&] { return highest > 0.9; }));
+    await(capture->discard());
+    highest = -1;
+    std::this_thread::sleep_for(120ms);
+    EXPECT_TRUE(waitUntil([] { return true; }));
+    EXPECT_EQ(highest, -1);
+}
+
+// Both sources bring samples from threads of their own, while takes come and go.
+TEST_F(RealScreenCaptureTest, startsAndStopsAHundredTimes) {
+    std::atomic<bool> ended = false;
+    std::jthread microphone([&] {
+        while (!ended) {
+            engine.deliver(0.25F, 480);
+            std::this_thread::sleep_for(200us);
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        start();
+        playSystem(0.5F, 960);
+        if (i % 3 == 0)
+            await(capture->restartTake(folder.path() / "t.mp4"));
+        playSystem(0.5F, 960);
+        if (i % 2 == 0)
+            await(capture->stop());
+        else
+            await(capture->discard());
+        EXPECT_EQ(hardware.alive(), 0);
+    }
+    ended = true;
+}
+
+} // namespace
+} // namespace tavro
