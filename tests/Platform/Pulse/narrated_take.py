@@ -1,0 +1,94 @@
+#!/usr/bin/python3
+"""A whole take with narration, as its viewer finds it: a tone that the computer plays and a voice at the microphone are
+both in the file's one sound track, and a pause keeps sound going and both tracks as long as the take.
+
+    narrated_take.py TAVRO_TAKE
+"""
+
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import numpy
+
+RATE = 16000
+AMPLITUDE = 0.25
+
+
+def run(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout
+
+
+def sound(path):
+    raw = run("ffmpeg", "-v", "error", "-i", str(path), "-map", "0:a:0", "-ar", str(RATE), "-ac", "1", "-f", "s16le", "-")
+    return numpy.frombuffer(raw, numpy.int16) / 32768
+
+
+def streams(path):
+    found = json.loads(run("ffprobe", "-v", "error", "-show_streams", "-of", "json", str(path)))["streams"]
+    return {stream["codec_type"]: stream for stream in found}
+
+
+def best_correlation(heard, needle):
+    size = 1 << (len(heard) + len(needle)).bit_length()
+    product = numpy.fft.irfft(numpy.fft.rfft(heard, size) * numpy.conj(numpy.fft.rfft(needle, size)), size)
+    product = product[: len(heard) - len(needle)]
+    power = numpy.cumsum(numpy.concatenate([[0], heard**2]))
+    power = power[len(needle):-1] - power[: -len(needle) - 1]
+    return numpy.max(numpy.abs(product) / numpy.sqrt(numpy.maximum(power, 1e-6) * numpy.sum(needle**2)))
+
+
+def without(signal, frequency):
+    spectrum = numpy.fft.rfft(signal)
+    frequencies = numpy.fft.rfftfreq(len(signal), 1 / RATE)
+    spectrum[numpy.abs(frequencies - frequency) < 15] = 0
+    return numpy.fft.irfft(spectrum, len(signal))
+
+
+def main():
+    folder = pathlib.Path(tempfile.mkdtemp(dir=os.environ["TAVRO_DESKTOP"]))
+    tone, voice = folder / "tone.wav", folder / "voice.wav"
+    run("sox", "-q", "-n", "-r", "48000", "-c", "2", str(tone), "synth", "30", "sine", "440", "vol", str(AMPLITUDE))
+    run("espeak-ng", "-a", "60", "-w", str(voice), "The quick brown fox jumps over the lazy dog, and then once more")
+    players = [subprocess.Popen(["paplay", "--latency-msec=20", "--device=speakers", str(tone)])]
+    take = subprocess.Popen(
+        [sys.argv[1], "--seconds", "10", "--narrate", "--pause", "3-8"], stdout=subprocess.PIPE, text=True)
+    # The voice comes while the picture stands still.
+    speaker = subprocess.Popen(["sh", "-c", f"sleep 3.5; exec paplay --device=micfeed {voice}"])
+    report = json.loads(take.communicate(timeout=90)[0])
+    for player in players + [speaker]:
+        player.terminate()
+        player.wait()
+
+    video = pathlib.Path(report["video"])
+    found = streams(video)
+    assert found["audio"]["codec_name"] == "aac", found["audio"]["codec_name"]
+    assert found["audio"]["sample_rate"] == str(RATE) and found["audio"]["channels"] == 1, found["audio"]
+    lengths = {kind: float(stream["duration"]) for kind, stream in found.items()}
+    print(report["durationSeconds"], lengths)
+    assert abs(report["durationSeconds"] - 5) < 0.5, "the session's own time leaves the pause out"
+    for kind, length in lengths.items():
+        assert abs(length - 10) < 0.5, f"{kind}: {length} s of a take of 10 s"
+
+    heard = sound(video)
+    part = heard[1 * RATE: 3 * RATE]
+    spectrum = numpy.abs(numpy.fft.rfft(part * numpy.hanning(len(part)))) * 4 / len(part)
+    strongest = numpy.argmax(spectrum)
+    level = 20 * numpy.log10(spectrum[strongest] / AMPLITUDE)
+    print("tone", strongest * RATE / len(part), "Hz", level, "dB")
+    assert abs(strongest * RATE / len(part) - 440) <= 1
+    assert abs(level) < 1
+
+    spoken = run("sox", str(voice), "-t", "s16", "-r", str(RATE), "-c", "1", "-")
+    spoken = numpy.frombuffer(spoken, numpy.int16) / 32768
+    needle = without(spoken, 440)[RATE // 2: 2 * RATE]
+    correlation = best_correlation(without(heard, 440), needle)
+    print("voice", correlation)
+    assert correlation > 0.8
+
+
+if __name__ == "__main__":
+    main()
