@@ -10,6 +10,7 @@ T.ComboBox {
     required property var items
     required property string selectedId
     signal picked(string id)
+    signal submitted // Return, which a combo box otherwise keeps to itself
 
     function showSelected() { currentIndex = indexOfValue(selectedId) }
 
@@ -26,6 +27,12 @@ T.ComboBox {
     Accessible.description: displayText
     Accessible.onPressAction: popup.open()
 
+    Keys.onPressed: event => {
+        if (!popup.visible && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)) {
+            event.accepted = true
+            submitted()
+        }
+    }
     onActivated: picked(currentValue)
     onSelectedIdChanged: showSelected()
     onModelChanged: Qt.callLater(showSelected)

@@ -43,7 +43,6 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
         menu));
     panel->setTitle(QStringLiteral("Tavro"));
     panel->setColor(Qt::transparent);
-    panel->installEventFilter(this);
     connect(panel.get(), &QWindow::widthChanged, this, &RecordingControlPanel::shape);
     connect(panel.get(), &QWindow::heightChanged, this, &RecordingControlPanel::shape);
     if (auto* capsule = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("capsule")))
@@ -123,7 +122,6 @@ void RecordingControlPanel::showMenu() {
     placeMenu();
     currentMenuWindow->show();
     windowing.setShape(*currentMenuWindow, shapeOf(*currentMenuWindow, QStringLiteral("surface")));
-    currentMenuWindow->setMouseGrabEnabled(true); // a click anywhere else closes it
 }
 
 void RecordingControlPanel::placeMenu() {
@@ -141,14 +139,18 @@ void RecordingControlPanel::placeMenu() {
 }
 
 bool RecordingControlPanel::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == currentMenuWindow.get() && event->type() == QEvent::MouseButtonPress) {
+    if (watched != currentMenuWindow.get())
+        return QObject::eventFilter(watched, event);
+    if (event->type() == QEvent::Expose && currentMenuWindow->isExposed()) {
+        currentMenuWindow->setMouseGrabEnabled(true); // a click anywhere else closes it
+    } else if (event->type() == QEvent::MouseButtonPress) {
         const auto* press = static_cast<QMouseEvent*>(event);
         if (!QRectF(QPointF(), QSizeF(currentMenuWindow->size())).contains(press->position())) {
             menu->close();
             return true;
         }
     }
-    return QObject::eventFilter(watched, event);
+    return false;
 }
 
 } // namespace tavro

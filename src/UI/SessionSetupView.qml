@@ -12,8 +12,8 @@ FocusScope {
     implicitHeight: content.height + 56
     focus: true
 
-    Keys.onReturnPressed: if (start.enabled) model.start()
-    Keys.onEnterPressed: if (start.enabled) model.start()
+    Keys.onReturnPressed: model.start()
+    Keys.onEnterPressed: model.start()
     Keys.onEscapePressed: model.cancel()
 
     Column {
@@ -49,6 +49,7 @@ FocusScope {
                     items: form.model.projects
                     selectedId: form.model.selectedProjectId
                     onPicked: id => form.model.selectProject(id)
+                    onSubmitted: form.model.start()
                 }
             }
             FormRow {
@@ -64,6 +65,7 @@ FocusScope {
                     items: form.model.scenarios
                     selectedId: form.model.selectedScenarioId
                     onPicked: id => form.model.selectedScenarioId = id
+                    onSubmitted: form.model.start()
                 }
             }
             FormRow {
@@ -106,6 +108,7 @@ FocusScope {
                     items: form.model.captureOptions
                     selectedId: form.model.selectedCaptureId
                     onPicked: id => form.model.selectedCaptureId = id
+                    onSubmitted: form.model.start()
                 }
             }
             Text {

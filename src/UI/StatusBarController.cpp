@@ -49,8 +49,6 @@ StatusBarController::StatusBarController(
     buildMenu();
     host.onAppeared = [this] { showIcon(); };
     host.onAppearance = [this] { drawIcon(); };
-    if (host.isPresent())
-        showIcon();
 }
 
 StatusBarController::~StatusBarController() {

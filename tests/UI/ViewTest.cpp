@@ -1,13 +1,19 @@
 // Every window of the program, in every state: nothing to complain about for QML, for the eye, or for a
 // screen reader.
+#include "Platform/Windowing/DesktopWindowing.h"
+#include "UI/ControlBarModel.h"
 #include "UI/RecordingControlPanel.h"
+#include "UI/SetupModel.h"
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
 #include "support/TestSupport.h"
 
 #include <QAccessible>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QQuickItem>
+
+#include <set>
 
 using namespace tavro;
 using namespace tavro::test;
@@ -87,15 +93,15 @@ QStringList controlNames(QObject* window) {
 
 struct ViewTest : testing::TestWithParam<double> {
     Warnings warnings;
-    QFont before = QGuiApplication::font();
+    QFont usualFont = QGuiApplication::font();
 
     ViewTest() {
         Theme::registerFonts();
-        QFont font = before;
+        QFont font = usualFont;
         font.setPointSizeF(GetParam());
         QGuiApplication::setFont(font);
     }
-    ~ViewTest() override { QGuiApplication::setFont(before); }
+    ~ViewTest() override { QGuiApplication::setFont(usualFont); }
 
     static std::unique_ptr<gallery::Scene> open(const gallery::Entry& entry) {
         auto scene = entry.open();
@@ -213,6 +219,75 @@ TEST_P(OneView, aScreenReaderPressesAndChooses) {
     EXPECT_TRUE(model->property("includeMic").toBool());
     press("Narrate with microphone", QAccessibleActionInterface::toggleAction());
     EXPECT_FALSE(model->property("includeMic").toBool());
+}
+
+namespace {
+
+void pressKey(QWindow* window, Qt::Key key) {
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+    QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
+    QGuiApplication::sendEvent(window, &press);
+    QGuiApplication::sendEvent(window, &release);
+}
+
+} // namespace
+
+TEST_P(OneView, returnStartsWhereverTheFocusIsAndEscapeCancels) {
+    const auto scene = named("setup");
+    ViewWindow* window = scene->windows().front();
+    ASSERT_TRUE(waitUntil([&] { return window->isActive(); }));
+    auto* model = window->rootObject()->property("model").value<SetupModel*>();
+    int started = 0;
+    model->onStart = [&](const SetupResult&) { ++started; };
+    std::set<QQuickItem*> seen;
+    while (seen.insert(window->activeFocusItem()).second) {
+        const int before = started;
+        pressKey(window, Qt::Key_Return);
+        EXPECT_EQ(started, before + 1) << window->activeFocusItem()->metaObject()->className();
+        pressKey(window, Qt::Key_Tab);
+    }
+    EXPECT_EQ(seen.size(), 8u); // every control that is enabled
+
+    model->selectCapture(QStringLiteral("gone"));
+    pressKey(window, Qt::Key_Return);
+    EXPECT_EQ(started, 8);
+    int cancelled = 0;
+    model->onCancel = [&] { ++cancelled; };
+    pressKey(window, Qt::Key_Escape);
+    EXPECT_EQ(cancelled, 1);
+}
+
+TEST_P(OneView, thePanelHasTheKeyboardOnlyWhenAskedTo) {
+    const auto other = named("wizard"); // what the user works with
+    ViewWindow* worked = other->windows().front();
+    ASSERT_TRUE(waitUntil([&] { return worked->isActive(); }));
+
+    DesktopWindowing windowing;
+    const auto model = std::make_shared<ControlBarModel>();
+    QStringList calls;
+    model->onFinish = [&] { calls << u"finish"_qs; };
+    model->onDelete = [&] { calls << u"delete"_qs; };
+    RecordingControlPanel panel(*model, windowing);
+    panel.show();
+    ASSERT_TRUE(waitUntil([&] { return panel.window()->isExposed(); }));
+    panel.moreMenu().toggle();
+    ASSERT_TRUE(waitUntil([&] { return panel.menuWindow()->isExposed(); }));
+    panel.moreMenu().close();
+    EXPECT_TRUE(worked->isActive());
+
+    panel.takeFocus();
+    ASSERT_TRUE(waitUntil([&] { return panel.window()->isActive(); }));
+    pressKey(panel.window(), Qt::Key_Return);
+    pressKey(panel.window(), Qt::Key_Backtab); // to More
+    pressKey(panel.window(), Qt::Key_Up);
+    EXPECT_TRUE(panel.moreMenu().isOpen());
+    pressKey(panel.window(), Qt::Key_Return);
+    EXPECT_EQ(calls, (QStringList{u"finish"_qs, u"delete"_qs}));
+
+    worked->requestActivate();
+    ASSERT_TRUE(waitUntil([&] { return worked->isActive(); }));
+    EXPECT_TRUE(panel.window()->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    panel.close();
 }
 
 INSTANTIATE_TEST_SUITE_P(OrdinaryText, OneView, testing::Values(10));

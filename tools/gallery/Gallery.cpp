@@ -2,6 +2,7 @@
 // screen.
 //
 //     tavro-gallery [--text POINTS] FOLDER [NAME...]
+//     tavro-gallery --hold NAME      shows one state, to be used by hand, until it is killed
 //
 // --text: as on a desktop whose font is of this size.
 #include "UI/Theme.h"
@@ -71,7 +72,8 @@ int main(int argc, char** argv) {
         QGuiApplication::setFont(font);
         arguments = arguments.mid(2);
     }
-    if (arguments.isEmpty()) {
+    const bool hold = arguments.value(0) == QLatin1String("--hold");
+    if (arguments.isEmpty() || (hold && arguments.size() < 2)) {
         std::fprintf(stderr, "usage: tavro-gallery [--text POINTS] FOLDER [NAME...]\n");
         return 2;
     }
@@ -85,6 +87,8 @@ int main(int argc, char** argv) {
         while (!scene->isReady())
             wait(std::chrono::milliseconds(20));
         scene->arrange();
+        if (hold)
+            return QGuiApplication::exec();
         wait(std::chrono::milliseconds(500)); // the window manager has framed it, and it is drawn
         const QString scale = app.devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
         const QString file = arguments[0] + QLatin1Char('/') + entry.name + scale + QStringLiteral(".png");
