@@ -10,16 +10,17 @@
 namespace tavro {
 
 /// What records the screen and the narration of a take. All operations are called on the main thread:
-/// `start` first; then any `pause` and `resume`; then one of `stop` and `discard`. `restartTake` may replace the
-/// take at any point after `start`.
+/// `start` first; then any `pause` and `resume`; then one of `stop` and `discard`. `restartTake` may replace
+/// the take at any point after `start`.
 class CaptureController {
 public:
     virtual ~CaptureController() = default;
 
-    /// Records `target` into `outputURL`, with sound beside it when `includeMic`. Completes when the capture runs.
-    /// Throws what keeps the picture from being recorded; a failure of the sound never does.
-    virtual QCoro::Task<> start(CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) = 0;
-    virtual void pause() = 0;  ///< the picture stands still; the sound goes on
+    /// Records `target` into `outputURL`, with sound beside it when `includeMic`. Completes when the capture
+    /// runs. Throws what keeps the picture from being recorded; a failure of the sound never does.
+    virtual QCoro::Task<> start(
+        CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) = 0;
+    virtual void pause() = 0; ///< the picture stands still; the sound goes on
     virtual void resume() = 0;
     /// Completes when all files of the take are finished; returns the video's.
     virtual QCoro::Task<std::filesystem::path> stop() = 0;
@@ -36,7 +37,8 @@ public:
 class TakeMuxer {
 public:
     virtual ~TakeMuxer() = default;
-    virtual QCoro::Task<> mux(std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) = 0;
+    virtual QCoro::Task<> mux(
+        std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) = 0;
 };
 
 } // namespace tavro
