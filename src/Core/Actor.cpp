@@ -2,7 +2,10 @@
 
 #include <QThreadPool>
 
+#include <deque>
+#include <functional>
 #include <future>
+#include <mutex>
 
 namespace tavro {
 
@@ -12,7 +15,8 @@ Actor::Actor(const QString& label) {
     thread.setObjectName(label.right(15));
     // Runs on the new thread, before its event loop.
     QObject::connect(
-        &thread, &QThread::started, &thread, [&] { started.set_value(EventLoop::current()); }, Qt::DirectConnection);
+        &thread, &QThread::started, &thread, [&] { started.set_value(EventLoop::current()); },
+        Qt::DirectConnection);
     thread.start();
     loop = ready.get();
     QObject::disconnect(&thread, &QThread::started, nullptr, nullptr);
@@ -37,23 +41,25 @@ void Actor::sync(const std::function<void()>& work) {
 namespace detail {
 
 void startInBackground(std::function<void()> work) {
-    // The mutex orders the two threads' memory in a way that the sanitizers see too.
-    struct Job {
+    // The jobs wait in a queue of our own, whose mutex orders the two threads' memory in a way that the
+    // sanitizers see; the pool is told only that there is one more.
+    struct Jobs {
         std::mutex mutex;
-        std::function<void()> work;
+        std::deque<std::function<void()>> waiting;
     };
-    auto job = std::make_shared<Job>();
+    static Jobs jobs;
     {
-        const std::lock_guard lock(job->mutex);
-        job->work = std::move(work);
+        const std::lock_guard lock(jobs.mutex);
+        jobs.waiting.push_back(std::move(work));
     }
-    QThreadPool::globalInstance()->start([job] {
-        std::function<void()> mine;
+    QThreadPool::globalInstance()->start([] {
+        std::function<void()> next;
         {
-            const std::lock_guard lock(job->mutex);
-            mine = std::move(job->work);
+            const std::lock_guard lock(jobs.mutex);
+            next = std::move(jobs.waiting.front());
+            jobs.waiting.pop_front();
         }
-        mine();
+        next();
     });
 }
 

@@ -48,8 +48,8 @@ public:
     Actor(const Actor&) = delete;
     Actor& operator=(const Actor&) = delete;
 
-    /// Starts the coroutine function `operation` (no arguments, returns `QCoro::Task<T>`) on the actor's thread.
-    /// Awaiting the result brings the caller back to its own thread. Any thread.
+    /// Starts the coroutine function `operation` (no arguments, returns `QCoro::Task<T>`) on the actor's
+    /// thread. Awaiting the result brings the caller back to its own thread. Any thread.
     template <class Operation>
     auto run(Operation operation) {
         using T = typename detail::TaskValue<std::invoke_result_t<Operation>>::type;
@@ -69,8 +69,8 @@ private:
 };
 
 /// Runs the blocking function `work` on a thread of its own pool, away from the caller. Awaiting the result
-/// brings the caller back to its own thread. What `work` captured lives until it has returned, also when nobody
-/// waits any more.
+/// brings the caller back to its own thread. What `work` captured lives until it has returned, also when
+/// nobody waits any more.
 template <class Work>
 auto runInBackground(Work work);
 

@@ -19,7 +19,9 @@ const char* Error::what() const noexcept {
 }
 
 PlatformError::PlatformError(QString domain, int code, QString message)
-    : errorDomain(std::move(domain)), errorCode(code), errorMessage(std::move(message)) {}
+    : errorDomain(std::move(domain))
+    , errorCode(code)
+    , errorMessage(std::move(message)) {}
 
 namespace {
 
@@ -49,8 +51,12 @@ ErrorDescription describe(const std::exception_ptr& error) {
     }
 }
 
-ErrorDescription describeCurrentError() { return describe(std::current_exception()); }
+ErrorDescription describeCurrentError() {
+    return describe(std::current_exception());
+}
 
-QString localizedDescriptionOfCurrentError() { return describeCurrentError().localizedDescription; }
+QString localizedDescriptionOfCurrentError() {
+    return describeCurrentError().localizedDescription;
+}
 
 } // namespace tavro

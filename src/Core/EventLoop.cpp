@@ -80,6 +80,8 @@ void EventLoop::post(std::function<void()> work) {
     [[maybe_unused]] const auto written = ::write(queue->counter, &one, sizeof one);
 }
 
-bool EventLoop::isCurrent() const { return queue->thread == std::this_thread::get_id(); }
+bool EventLoop::isCurrent() const {
+    return queue->thread == std::this_thread::get_id();
+}
 
 } // namespace tavro

@@ -40,9 +40,13 @@ void write(const char* level, const QString& message) {
 
 } // namespace
 
-void info(const QString& message) { write("INFO", message); }
+void info(const QString& message) {
+    write("INFO", message);
+}
 
-void error(const QString& message) { write("ERROR", message); }
+void error(const QString& message) {
+    write("ERROR", message);
+}
 
 const std::filesystem::path& url() {
     static const std::filesystem::path location = [] {

@@ -17,19 +17,29 @@ std::filesystem::path folder(const char* variable, const char* belowHome) {
 
 } // namespace
 
-std::filesystem::path config() { return folder("XDG_CONFIG_HOME", ".config"); }
+std::filesystem::path config() {
+    return folder("XDG_CONFIG_HOME", ".config");
+}
 
-std::filesystem::path library() { return folder("XDG_STATE_HOME", ".local/state"); }
+std::filesystem::path library() {
+    return folder("XDG_STATE_HOME", ".local/state");
+}
 
-std::filesystem::path applicationSupport() { return folder("XDG_DATA_HOME", ".local/share"); }
+std::filesystem::path applicationSupport() {
+    return folder("XDG_DATA_HOME", ".local/share");
+}
 
 std::filesystem::path temporary() {
     const QString tmp = QFile::decodeName(qgetenv("TMPDIR"));
     return QDir::isAbsolutePath(tmp) ? fromText(tmp) : folder("XDG_CACHE_HOME", ".cache");
 }
 
-QString toText(const std::filesystem::path& path) { return QFile::decodeName(path.c_str()); }
+QString toText(const std::filesystem::path& path) {
+    return QFile::decodeName(path.c_str());
+}
 
-std::filesystem::path fromText(const QString& text) { return QFile::encodeName(text).toStdString(); }
+std::filesystem::path fromText(const QString& text) {
+    return QFile::encodeName(text).toStdString();
+}
 
 } // namespace tavro::Paths

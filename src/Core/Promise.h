@@ -13,9 +13,9 @@
 
 namespace tavro {
 
-/// A value that will come, once, from any thread; `co_await` it from a coroutine on a thread with an event loop,
-/// which goes on there. Copies share the one value. The first of `resolve` and `reject` counts, later ones are dropped.
-/// At most one coroutine awaits it.
+/// A value that will come, once, from any thread; `co_await` it from a coroutine on a thread with an event
+/// loop, which goes on there. Copies share the one value. The first of `resolve` and `reject` counts, later
+/// ones are dropped. At most one coroutine awaits it.
 template <class T>
 class Promise {
     using Stored = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
@@ -32,7 +32,8 @@ public:
     /// False when the value was there already.
     template <class... Value>
     bool resolve(Value&&... value) const {
-        return settle([&](State& s) { s.result.template emplace<1>(std::in_place, std::forward<Value>(value)...); });
+        return settle(
+            [&](State& s) { s.result.template emplace<1>(std::in_place, std::forward<Value>(value)...); });
     }
     bool reject(std::exception_ptr error) const {
         return settle([&](State& s) { s.result.template emplace<2>(std::move(error)); });

@@ -19,7 +19,9 @@ RepeatingTimer::RepeatingTimer(
     schedule(state);
 }
 
-RepeatingTimer::~RepeatingTimer() { state->cancelled = true; }
+RepeatingTimer::~RepeatingTimer() {
+    state->cancelled = true;
+}
 
 void RepeatingTimer::schedule(const std::shared_ptr<State>& state) {
     state->queue.at(state->deadline, [state] {

@@ -11,7 +11,8 @@
 namespace tavro {
 
 SerialQueue::SerialQueue(QString label, int niceness)
-    : name(std::move(label)), thread([this, niceness] { run(niceness); }) {}
+    : name(std::move(label))
+    , thread([this, niceness] { run(niceness); }) {}
 
 SerialQueue::~SerialQueue() {
     Q_ASSERT(!isCurrent());
@@ -23,7 +24,9 @@ SerialQueue::~SerialQueue() {
     thread.join();
 }
 
-bool SerialQueue::isCurrent() const { return thread.get_id() == std::this_thread::get_id(); }
+bool SerialQueue::isCurrent() const {
+    return thread.get_id() == std::this_thread::get_id();
+}
 
 void SerialQueue::async(Work work) {
     {

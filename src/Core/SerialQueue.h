@@ -29,9 +29,9 @@ public:
     const QString& label() const { return name; }
     bool isCurrent() const; ///< whether the caller runs on this queue
 
-    void async(Work work);                       ///< returns at once
-    void sync(const Work& work);                 ///< waits until `work` has run; never from the queue itself
-    void at(Clock::time_point when, Work work);  ///< runs not before `when`
+    void async(Work work);                      ///< returns at once
+    void sync(const Work& work);                ///< waits until `work` has run; never from the queue itself
+    void at(Clock::time_point when, Work work); ///< runs not before `when`
 
 private:
     void run(int niceness);

@@ -17,7 +17,9 @@ QSettings open(const std::filesystem::path& file) {
 
 } // namespace
 
-UserDefaults UserDefaults::standard() { return UserDefaults(Paths::config() / "tavro" / "defaults.conf"); }
+UserDefaults UserDefaults::standard() {
+    return UserDefaults(Paths::config() / "tavro" / "defaults.conf");
+}
 
 UserDefaults::UserDefaults(std::filesystem::path path) : file(std::move(path)) {}
 
@@ -35,8 +37,12 @@ bool UserDefaults::boolean(const QString& key) const {
     return value == u"true" || value == u"yes" || value == u"1";
 }
 
-void UserDefaults::set(const QString& key, const QString& value) const { open(file).setValue(key, value); }
+void UserDefaults::set(const QString& key, const QString& value) const {
+    open(file).setValue(key, value);
+}
 
-void UserDefaults::remove(const QString& key) const { open(file).remove(key); }
+void UserDefaults::remove(const QString& key) const {
+    open(file).remove(key);
+}
 
 } // namespace tavro

@@ -3,7 +3,8 @@
 namespace tavro {
 
 QUrl WorkerConfig::backendURL() const {
-    const QUrl stored(defaults.string(QStringLiteral("tavro.backendURL")).value_or(QString()), QUrl::StrictMode);
+    const QUrl stored(
+        defaults.string(QStringLiteral("tavro.backendURL")).value_or(QString()), QUrl::StrictMode);
     return stored.isValid() && !stored.isEmpty() ? stored : defaultBackendURL();
 }
 
@@ -12,6 +13,8 @@ const QUrl& WorkerConfig::defaultBackendURL() {
     return url;
 }
 
-bool WorkerConfig::devMode() const { return defaults.boolean(QStringLiteral("tavro.devMode")); }
+bool WorkerConfig::devMode() const {
+    return defaults.boolean(QStringLiteral("tavro.devMode"));
+}
 
 } // namespace tavro
