@@ -10,6 +10,7 @@ WIDTH, HEIGHT, CELLS, CELL = 1920, 1080, 24, 16
 
 def decoded(file, filters, pixel_format, size):
     command = ["ffmpeg", "-nostdin", "-v", "error", "-i", str(file), "-vf", filters, "-fps_mode", "passthrough"]
+    command += ["-enc_time_base", "1:1000000"]
     command += ["-pix_fmt", pixel_format, "-f", "rawvideo", "-"]
     data = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
     return numpy.frombuffer(data, numpy.uint8).reshape(-1, *size)
@@ -22,22 +23,29 @@ def frame_numbers(file):
     return ((centres > 127) * (1 << numpy.arange(CELLS - 1, -1, -1))).sum(axis=1)
 
 
+def luma_weights(file):
+    """Of red, green and blue, after the matrix that the file names; BT.601 when it names none."""
+    command = ["ffprobe", "-v", "error", "-show_entries", "stream=color_space", "-of", "csv=p=0", str(file)]
+    matrix = subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
+    return numpy.array([0.2126, 0.7152, 0.0722] if "bt709" in matrix else [0.299, 0.587, 0.114])
+
+
 def pictures(file, indexes):
-    """The named frames of the file as grey values."""
+    """The luma of the named frames of the file, as decoded."""
     select = "+".join(f"eq(n\\,{i})" for i in indexes)
-    rgb = decoded(file, f"select={select}", "rgb24", (HEIGHT, WIDTH, 3))
-    return rgb.astype(float).mean(axis=3)
+    return decoded(file, f"select={select},extractplanes=y", "gray", (HEIGHT, WIDTH)).astype(float)
 
 
-def painted(painter, scene, numbers):
+def painted(painter, scene, numbers, weights):
+    """The luma, in limited range, of the pictures that were painted."""
     command = [str(painter), scene, "--render", ",".join(str(n) for n in numbers)]
     data = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
     bgrx = numpy.frombuffer(data, numpy.uint8).reshape(-1, HEIGHT, WIDTH, 4)
-    return bgrx[..., :3].astype(float).mean(axis=3)
+    return 16 + bgrx[..., 2::-1].astype(float) @ weights * 219 / 255
 
 
 def ssim(a, b):
-    """Structural similarity of two grey pictures over windows of 8×8 pixels."""
+    """Structural similarity of two pictures' luma over windows of 8×8 pixels."""
 
     def windows(picture):
         return picture.reshape(HEIGHT // 8, 8, WIDTH // 8, 8).swapaxes(1, 2).reshape(-1, 64)
@@ -58,5 +66,5 @@ def duration(file):
 def quality(file, painter, scene, numbers, samples=8):
     """Mean similarity of some frames, evenly spread over the file, to the pictures that were painted."""
     indexes = numpy.unique(numpy.linspace(len(numbers) * 0.2, len(numbers) - 1, samples).astype(int))
-    originals = painted(painter, scene, [numbers[i] for i in indexes])
+    originals = painted(painter, scene, [numbers[i] for i in indexes], luma_weights(file))
     return float(numpy.mean([ssim(a, b) for a, b in zip(pictures(file, indexes), originals)]))

@@ -30,6 +30,10 @@ MacroblockMap::MacroblockMap(int width, int height)
     , rows((height + blockSize - 1) / blockSize)
     , blocks(static_cast<std::size_t>(columns * rows)) {}
 
+std::size_t MacroblockMap::count(std::uint8_t value) const {
+    return static_cast<std::size_t>(std::count(blocks.begin(), blocks.end(), value));
+}
+
 void MacroblockMap::set(const Damage& damage, std::uint8_t changed, std::uint8_t constant) {
     std::fill(blocks.begin(), blocks.end(), damage.isWhole() ? changed : constant);
     if (damage.isWhole())

@@ -2,6 +2,7 @@
 
 #include "Platform/VideoFrame.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -27,6 +28,8 @@ public:
     MacroblockMap(int width, int height);
     /// Marks with `changed` what the damage touches, with `constant` all else.
     void set(const Damage& damage, std::uint8_t changed, std::uint8_t constant);
+    std::size_t size() const { return blocks.size(); }
+    std::size_t count(std::uint8_t value) const; ///< how many have this mark
     std::uint8_t* data() { return blocks.data(); }
 
 private:

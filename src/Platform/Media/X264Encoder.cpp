@@ -54,11 +54,13 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     // Tuned for what screens show, at the preset's own speed. Adaptive quantisation takes from sharp edges,
     // which is where text lives, and gives to flat areas; large transforms ring around letters; and a wide
     // dead zone loses the small differences that scrolled text leaves, more with each frame.
-    parameters.rc.f_rf_constant = 21.5F;
+    parameters.rc.f_rf_constant = 20.8F;
+    parameters.rc.i_qp_min =
+        18; // where hardly anything moves the rate control would pay for what nobody sees
     parameters.rc.i_aq_mode = X264_AQ_NONE;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_I4x4;
-    parameters.analyse.i_luma_deadzone[0] = 9;
+    parameters.analyse.i_luma_deadzone[0] = 12;
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.b_psnr = 0;
     parameters.analyse.b_ssim = 0;
@@ -72,8 +74,9 @@ x264_param_t makeParameters(const VideoSettings& settings) {
 }
 
 // A key frame is most of what a still screen's file holds, so it is worth a finer search than the frames
-// between have time for, and a quality of its own: rate control would make it as good as what surrounds it
-// moves little.
+// between have time for. Its quality is fixed where little changes: there the rate control would buy more
+// than anybody sees. Where much moves, what the key frame holds is what the frames after it are predicted
+// from.
 constexpr int keyFrameQuantizer = 22;
 constexpr int keyFrameRefinement = 2;
 
@@ -175,7 +178,8 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
     picture.i_pts = time.count();
     if (isKeyFrameDue(time)) {
         picture.i_type = X264_TYPE_IDR;
-        picture.i_qpplus1 = keyFrameQuantizer + 1;
+        if (blocks.count(0) < blocks.size() / 2)
+            picture.i_qpplus1 = keyFrameQuantizer + 1;
         setRefinement(keyFrameRefinement);
     } else {
         setRefinement(usualRefinement);
