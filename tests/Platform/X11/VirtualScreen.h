@@ -3,12 +3,10 @@
 #include "Platform/ScreenCapture.h"
 #include "Platform/X11/X11Connection.h"
 
-#include <QProcess>
-#include <QStringList>
-
 #include <array>
 #include <memory>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace tavro::test {
@@ -40,13 +38,12 @@ public:
 
     void kill();   ///< as a crash
     void freeze(); ///< stops answering
-    void thaw();
 
 private:
     void sync();
-    void xrandr(const QStringList& arguments);
+    bool xrandr(const std::string& arguments);
 
-    QProcess server;
+    pid_t server = 0;
     QByteArray name;
     std::unique_ptr<X11Connection> client;
     xcb_gcontext_t context = 0;
