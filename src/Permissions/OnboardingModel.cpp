@@ -37,17 +37,16 @@ void OnboardingModel::grantScreen() {
 }
 
 void OnboardingModel::grantMicrophone() {
-    request(&Permissions::requestMicrophone);
+    showAfter(services.permissions.requestMicrophone());
 }
 
 void OnboardingModel::grantSpeech() {
-    request(&Permissions::requestSpeech);
+    showAfter(services.permissions.requestSpeech());
 }
 
-QCoro::Task<> OnboardingModel::request(Request operation) {
+QCoro::Task<> OnboardingModel::showAfter(QCoro::Task<Grant> request) {
     const auto self = shared_from_this();
-    auto asking = (services.permissions.*operation)();
-    co_await asking;
+    co_await request;
     refreshPerms();
 }
 

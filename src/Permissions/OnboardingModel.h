@@ -68,8 +68,7 @@ signals:
     void isCompleteChanged();
 
 private:
-    using Request = QCoro::Task<Grant> (Permissions::*)();
-    QCoro::Task<> request(Request operation);
+    QCoro::Task<> showAfter(QCoro::Task<Grant> request);
     QCoro::Task<> signIn();
     void refreshPerms();
     void setAccount(bool signedIn, std::optional<QString> email);

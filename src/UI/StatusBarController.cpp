@@ -93,6 +93,7 @@ void StatusBarController::showIcon() {
                 menu->popup(QCursor::pos());
         });
     }
+    statusItem->hide(); // or Qt may not notice that the tray is another one now
     drawIcon();
     statusItem->show();
 }

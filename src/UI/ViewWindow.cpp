@@ -6,6 +6,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QScreen>
+#include <QThread>
 
 #include <cmath>
 #include <stdexcept>
@@ -82,7 +83,10 @@ void ViewWindow::closeEvent(QCloseEvent* event) {
 
 void ViewWindow::Release::operator()(ViewWindow* window) const {
     window->hide();
-    window->deleteLater();
+    if (QThread::currentThread()->loopLevel() > 0)
+        window->deleteLater();
+    else
+        delete window; // no view is on the stack, and the event loop may never run again
 }
 
 } // namespace tavro
