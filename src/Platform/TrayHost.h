@@ -8,10 +8,10 @@ namespace tavro {
 class TrayHost {
 public:
     virtual ~TrayHost() = default;
-    virtual bool isPresent() const = 0;
     /// Whether the panel is dark, so that symbols on it should be light.
     virtual bool prefersLightSymbols() const = 0;
-    std::function<void()> onAppeared;   ///< a host came, for the first time or again
+    std::function<void()>
+        onAppeared; ///< a host is there, was there already, or came again; never called by a constructor
     std::function<void()> onAppearance; ///< `prefersLightSymbols` changed
 };
 

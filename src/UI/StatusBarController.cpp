@@ -93,7 +93,6 @@ void StatusBarController::showIcon() {
                 menu->popup(QCursor::pos());
         });
     }
-    statusItem->hide(); // or Qt may not notice that the tray is another one now
     drawIcon();
     statusItem->show();
 }

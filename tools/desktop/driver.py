@@ -218,6 +218,12 @@ class Tray:
 
     def item(self):
         """Bus name and path of the icon, or nothing."""
+        try:
+            return self.find_item()
+        except dbus.DBusException:  # the panel comes or goes while we look
+            return None
+
+    def find_item(self):
         bus = self.bus()
         if not bus.name_has_owner(self.WATCHER):
             return None

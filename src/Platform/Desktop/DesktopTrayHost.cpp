@@ -4,6 +4,9 @@
 #include "Platform/Desktop/XEmbedTray.h"
 
 #include <QDBusServiceWatcher>
+#include <QTimer>
+
+#include <chrono>
 
 namespace tavro {
 namespace {
@@ -16,6 +19,8 @@ const dbus::Peer settings{QStringLiteral("org.freedesktop.portal.Desktop"),
     QStringLiteral("/org/freedesktop/portal/desktop"), QStringLiteral("org.freedesktop.portal.Settings")};
 const QString appearance = QStringLiteral("org.freedesktop.appearance");
 const QString colorScheme = QStringLiteral("color-scheme");
+constexpr std::chrono::milliseconds panelStart{1000}; // between the two kinds of tray that a panel brings up
+
 enum ColorScheme : uint { noPreference, preferDark, preferLight };
 
 } // namespace
@@ -24,18 +29,16 @@ class DesktopTrayHost::Watch final : public QObject {
     Q_OBJECT
 public:
     explicit Watch(DesktopTrayHost& host) : owner(host) {
-        connect(&watchers, &QDBusServiceWatcher::serviceRegistered, this, &Watch::askForHost);
+        connect(&watchers, &QDBusServiceWatcher::serviceRegistered, this, [this] { askForHost(panelStart); });
         connect(&watchers, &QDBusServiceWatcher::serviceUnregistered, this, [this] { notifierHost = false; });
         bus.connect(watcherName, watcherPath, watcherName, QStringLiteral("StatusNotifierHostRegistered"),
             this, SLOT(hostRegistered()));
         bus.connect(settings.service, settings.path, settings.interface, QStringLiteral("SettingChanged"),
             this, SLOT(settingChanged(QString, QString, QDBusVariant)));
-        askForHost();
+        askForHost({});
         dbus::send(bus, settings.call(QStringLiteral("Read"), {appearance, colorScheme}), this,
             [this](const QDBusMessage& reply) { setScheme(dbus::value(reply)); });
     }
-
-    bool isPresent() const { return notifierHost || xembed.isPresent(); }
 
     bool prefersLightSymbols() const {
         if (const auto asked = xembed.wantsLightSymbols())
@@ -55,20 +58,23 @@ public slots:
     }
 
 private:
-    void askForHost() {
+    void askForHost(std::chrono::milliseconds grace) {
         const QVariantList which{watcherName, QStringLiteral("IsStatusNotifierHostRegistered")};
         dbus::send(bus, properties.callIfRunning(QStringLiteral("Get"), which), this,
-            [this](const QDBusMessage& reply) {
+            [this, grace](const QDBusMessage& reply) {
                 if (dbus::succeeded(reply) && dbus::value(reply).toBool())
                     hostRegistered();
-                else if (xembed.isPresent())
-                    xembedAppeared();
+                else
+                    xembedAppeared(grace);
             });
     }
 
-    void xembedAppeared() {
-        if (!notifierHost && owner.onAppeared)
-            owner.onAppeared();
+    // The icon keeps the kind of tray that it is first shown in, and StatusNotifier hosts do more for it.
+    void xembedAppeared(std::chrono::milliseconds grace) {
+        QTimer::singleShot(grace, this, [this] {
+            if (!notifierHost && xembed.isPresent() && owner.onAppeared)
+                owner.onAppeared();
+        });
     }
 
     void setScheme(const QVariant& value) {
@@ -80,7 +86,7 @@ private:
     QDBusConnection bus = QDBusConnection::sessionBus();
     QDBusServiceWatcher watchers{watcherName, bus,
         QDBusServiceWatcher::WatchForRegistration | QDBusServiceWatcher::WatchForUnregistration};
-    XEmbedTray xembed{[this] { xembedAppeared(); }};
+    XEmbedTray xembed{[this] { xembedAppeared(panelStart); }};
     bool notifierHost = false;
     uint scheme = noPreference;
 };
@@ -88,10 +94,6 @@ private:
 DesktopTrayHost::DesktopTrayHost() : watch(std::make_unique<Watch>(*this)) {}
 
 DesktopTrayHost::~DesktopTrayHost() = default;
-
-bool DesktopTrayHost::isPresent() const {
-    return watch->isPresent();
-}
 
 bool DesktopTrayHost::prefersLightSymbols() const {
     return watch->prefersLightSymbols();

@@ -13,7 +13,6 @@ class DesktopTrayHost final : public TrayHost {
 public:
     DesktopTrayHost();
     ~DesktopTrayHost() override;
-    bool isPresent() const override;
     bool prefersLightSymbols() const override;
 
 private:
