@@ -1,62 +1,25 @@
 #include "Platform/Desktop/SecretServiceStore.h"
+#include "KeyringControl.h"
 
 #include "support/TestSupport.h"
 
 #include <QElapsedTimer>
-#include <QFile>
-#include <QProcess>
 
 #include <csignal>
-#include <sys/stat.h>
 
 namespace tavro {
 namespace {
 
+namespace keyring = test::keyring;
+using keyring::account;
+using keyring::lookedUp;
+using keyring::outputOf;
+using keyring::service;
 using test::waitUntil;
-
-const QString service = u"com.quembridge.tavro"_qs;
-const QString account = u"tavro-worker-auth-token"_qs;
 
 // Far below the 25 s and more for which libraries wait for a service, far above what a busy machine adds to
 // 100 ms.
 constexpr qint64 soon = 2000;
-
-/// Runs a program to its end and returns what it printed; no value when it failed.
-std::optional<QByteArray> outputOf(
-    const QString& program, const QStringList& arguments, const QByteArray& input = {}) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(60'000) || process.exitCode() != 0)
-        return std::nullopt;
-    return process.readAll();
-}
-
-std::optional<QByteArray> lookedUp() {
-    return outputOf(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
-}
-
-void desktop(const char* verb) {
-    // The keyring keeps its files where the desktop told it to, not in this test's own home.
-    const test::ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
-    EXPECT_TRUE(outputOf(u"/usr/bin/python3"_qs,
-        {QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), u"keyring"_qs}));
-}
-
-void signalKeyring(int number) {
-    const auto pids = test::readFile((qgetenv("TAVRO_DESKTOP") + "/keyring.pid").toStdString()).simplified();
-    ASSERT_GT(pids.toInt(), 0);
-    ::kill(pids.toInt(), number);
-}
-
-void lockKeyring() {
-    EXPECT_TRUE(outputOf(
-        u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs, u"-o"_qs,
-                         u"/org/freedesktop/secrets"_qs, u"-m"_qs, u"org.freedesktop.Secret.Service.Lock"_qs,
-                         u"['/org/freedesktop/secrets/collection/login']"_qs}));
-}
 
 class SecretServiceStoreTest : public testing::Test {
 protected:
@@ -126,7 +89,7 @@ TEST_F(WithKeyring, isReadAtOnceByTheNextProcess) {
 
 TEST_F(WithKeyring, holdsNobodyUpWhileTheServiceHangs) {
     EXPECT_TRUE(adds("old"));
-    signalKeyring(SIGSTOP);
+    keyring::signal(SIGSTOP);
     QElapsedTimer elapsed;
     elapsed.start();
     EXPECT_EQ(read(), std::nullopt);
@@ -135,7 +98,7 @@ TEST_F(WithKeyring, holdsNobodyUpWhileTheServiceHangs) {
     EXPECT_FALSE(store->add(service, account, "new"));
     EXPECT_EQ(read(), std::nullopt);
     EXPECT_LT(elapsed.elapsed(), soon);
-    signalKeyring(SIGCONT);
+    keyring::signal(SIGCONT);
     EXPECT_TRUE(reads("new")) << "the last change is the one that is made";
     EXPECT_TRUE(adds("newest"));
     EXPECT_EQ(lookedUp(), "newest") << "nothing of the changes before comes after it";
@@ -143,7 +106,7 @@ TEST_F(WithKeyring, holdsNobodyUpWhileTheServiceHangs) {
 }
 
 TEST_F(WithKeyring, endsWhileTheServiceHangs) {
-    signalKeyring(SIGSTOP);
+    keyring::signal(SIGSTOP);
     EXPECT_FALSE(store->add(service, account, "never"));
     QElapsedTimer elapsed;
     elapsed.start();
@@ -152,17 +115,17 @@ TEST_F(WithKeyring, endsWhileTheServiceHangs) {
     openStore(); // and one that has not even been answered yet
     store.reset();
     EXPECT_LT(elapsed.elapsed(), soon);
-    signalKeyring(SIGCONT);
+    keyring::signal(SIGCONT);
 }
 
 TEST_F(WithKeyring, hasNothingWhileItIsLockedAndAllAgainWhenItIsUnlocked) {
     EXPECT_TRUE(adds("kept"));
-    lockKeyring();
+    keyring::lock();
     EXPECT_EQ(read(), std::nullopt);
     EXPECT_FALSE(store->add(service, account, "refused")) << "there is nobody to ask for the password";
     EXPECT_FALSE(store->remove(service, account));
-    desktop("--stop");
-    desktop("--start"); // unlocked, as after a login
+    keyring::stop();
+    keyring::start(); // unlocked, as after a login
     EXPECT_TRUE(reads("kept"));
     EXPECT_TRUE(adds("new"));
     EXPECT_EQ(lookedUp(), "new");
@@ -170,12 +133,12 @@ TEST_F(WithKeyring, hasNothingWhileItIsLockedAndAllAgainWhenItIsUnlocked) {
 }
 
 TEST_F(WithKeyring, bridgesTheTimeWithoutAServiceWithAFile) {
-    desktop("--stop");
+    keyring::stop();
     EXPECT_EQ(read(), std::nullopt);
     EXPECT_TRUE(adds("kept in the file"));
     EXPECT_EQ(read(), "kept in the file");
     EXPECT_TRUE(std::filesystem::exists(file));
-    desktop("--start");
+    keyring::start();
     EXPECT_TRUE(reads("kept in the file"));
     EXPECT_TRUE(waitUntil([&] { return !std::filesystem::exists(file); })) << "it moves into the service";
     EXPECT_TRUE(reads("kept in the file"));
@@ -204,7 +167,7 @@ TEST_F(SecretServiceStoreTest, waitsForNoServiceThatStartsSlowlyButFindsItLater)
     openStore();
     ASSERT_TRUE(adds("kept"));
     store.reset();
-    desktop("--stop");
+    keyring::stop();
     const QByteArray root = qgetenv("TAVRO_DESKTOP");
     const auto definition =
         std::filesystem::path(root.toStdString()) / "services/org.freedesktop.secrets.service";
@@ -222,44 +185,10 @@ TEST_F(SecretServiceStoreTest, waitsForNoServiceThatStartsSlowlyButFindsItLater)
     EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(root.toStdString() + "/started"); }))
         << "the service is started without being asked for anything";
     EXPECT_EQ(read(), std::nullopt);
-    desktop("--start");
+    keyring::start();
     EXPECT_TRUE(reads("kept"));
     EXPECT_FALSE(std::filesystem::exists(file));
     std::filesystem::remove(definition);
-}
-
-TEST_F(SecretServiceStoreTest, keepsSecretsInAPrivateFileWhereThereIsNoBus) {
-    const test::ScopedEnvironment bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
-    const ::mode_t before = ::umask(0);
-    openStore();
-    EXPECT_EQ(read(), std::nullopt);
-    EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
-    EXPECT_TRUE(adds("secret"));
-    EXPECT_TRUE(adds(QByteArray("\0", 1), u"another"_qs));
-    ::umask(before);
-    EXPECT_EQ(read(), "secret");
-    using std::filesystem::perms;
-    const auto permissions = [](const auto& path) { return std::filesystem::status(path).permissions(); };
-    EXPECT_EQ(permissions(file), perms::owner_read | perms::owner_write);
-    EXPECT_EQ(permissions(file.parent_path()), perms::owner_all);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file.parent_path()), {}), 1)
-        << "nothing left over";
-
-    openStore();
-    EXPECT_EQ(read(), "secret");
-    EXPECT_TRUE(removes());
-    EXPECT_EQ(read(), std::nullopt);
-    EXPECT_EQ(store->read(service, u"another"_qs), QByteArray("\0", 1));
-    EXPECT_TRUE(removes(u"another"_qs));
-    EXPECT_FALSE(std::filesystem::exists(file));
-}
-
-TEST_F(SecretServiceStoreTest, reportsAFileThatCannotBeWritten) {
-    const test::ScopedEnvironment bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
-    test::writeFile(folder.path() / "tavro", "a file where the folder should be");
-    openStore();
-    EXPECT_FALSE(store->add(service, account, "secret"));
-    EXPECT_EQ(read(), std::nullopt);
 }
 
 } // namespace

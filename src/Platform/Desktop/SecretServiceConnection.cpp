@@ -2,6 +2,7 @@
 
 #include <libsecret/secret.h>
 
+#include <atomic>
 #include <unistd.h>
 #include <utility>
 
@@ -64,29 +65,35 @@ public:
     Ref<SecretService> service;
     Ref<char> serviceOwner; // the process that `service` has its session with
     bool startRefused = false;
+    std::atomic<bool> abandoned = false;
 
     // Starts a call of the libraries and serves this thread's events until its result is there.
     template <class Start>
     Ref<GAsyncResult> await(const Start& start) {
-        GAsyncResult* result = nullptr;
+        using Slot = std::shared_ptr<Ref<GAsyncResult>>; // shared with a call that may outlive the wait
+        const Slot slot = std::make_shared<Ref<GAsyncResult>>();
         start(
-            [](GObject*, GAsyncResult* arrived, gpointer slot) {
-                *static_cast<GAsyncResult**>(slot) = G_ASYNC_RESULT(g_object_ref(arrived));
+            [](GObject*, GAsyncResult* arrived, gpointer data) {
+                const std::unique_ptr<Slot> mine(static_cast<Slot*>(data));
+                (*mine)->reset(G_ASYNC_RESULT(g_object_ref(arrived)));
             },
-            &result);
-        while (!result)
+            new Slot(slot));
+        while (!*slot) {
+            if (abandoned)
+                throw Abandoned();
             g_main_context_iteration(context.get(), TRUE);
-        return Ref<GAsyncResult>(result);
+        }
+        return std::move(*slot);
     }
 
-    bool connectToBus(GCancellable* cancellable) {
+    bool connectToBus() {
         if (bus && !g_dbus_connection_is_closed(bus.get()))
             return true;
         disconnect();
         if (!busIsKnown())
             return false;
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            g_bus_get(G_BUS_TYPE_SESSION, cancellable, ready, slot);
+            g_bus_get(G_BUS_TYPE_SESSION, nullptr, ready, slot);
         });
         bus.reset(g_bus_get_finish(result.get(), nullptr));
         if (bus) // by default the program would end together with the bus
@@ -94,18 +101,18 @@ public:
         return bus != nullptr;
     }
 
-    Ref<GVariant> askBus(const char* method, GVariant* arguments, GError** error, GCancellable* cancellable) {
+    Ref<GVariant> askBus(const char* method, GVariant* arguments, GError** error) {
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
             g_dbus_connection_call(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                "org.freedesktop.DBus", method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, cancellable,
+                "org.freedesktop.DBus", method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
                 ready, slot);
         });
         return Ref<GVariant>(g_dbus_connection_call_finish(bus.get(), result.get(), error));
     }
 
     // The process that serves secrets now, by its name on the bus; null when there is none.
-    Ref<char> owner(GError** error, GCancellable* cancellable) {
-        const auto answer = askBus("GetNameOwner", g_variant_new("(s)", serviceName), error, cancellable);
+    Ref<char> owner(GError** error) {
+        const auto answer = askBus("GetNameOwner", g_variant_new("(s)", serviceName), error);
         char* name = nullptr;
         if (answer)
             g_variant_get(answer.get(), "(s)", &name);
@@ -113,16 +120,16 @@ public:
     }
 
     // The sessions of a service end with its process: one that was restarted needs a new one.
-    SecretService* session(GCancellable* cancellable) {
+    SecretService* session() {
         ErrorSlot error;
-        auto now = connectToBus(cancellable) ? owner(&error, cancellable) : nullptr;
+        auto now = connectToBus() ? owner(&error) : nullptr;
         if (!now)
             return nullptr;
         if (!service || g_strcmp0(now.get(), serviceOwner.get()) != 0) {
             service.reset();
             const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
                 secret_service_open(
-                    SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, cancellable, ready, slot);
+                    SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, nullptr, ready, slot);
             });
             service.reset(secret_service_open_finish(result.get(), nullptr));
             serviceOwner = std::move(now);
@@ -130,26 +137,34 @@ public:
         return service.get();
     }
 
-    Ref<GList> search(
-        const SecretKey& key, SecretSearchFlags flags, GError** error, GCancellable* cancellable) {
+    Ref<GList> search(const SecretKey& key, SecretSearchFlags flags, GError** error) {
         const auto wanted = attributes(key);
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_service_search(service.get(), &schema, wanted.get(), flags, cancellable, ready, slot);
+            secret_service_search(service.get(), &schema, wanted.get(), flags, nullptr, ready, slot);
         });
         return Ref<GList>(secret_service_search_finish(service.get(), result.get(), error));
     }
 
     // Waits until the user has given, or refused, the password.
-    bool unlock(GList* items, GCancellable* cancellable) {
+    bool unlock(GList* items) {
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_service_unlock(service.get(), items, cancellable, ready, slot);
+            secret_service_unlock(service.get(), items, nullptr, ready, slot);
         });
         return secret_service_unlock_finish(service.get(), result.get(), nullptr, nullptr) > 0;
     }
 
-    std::optional<QByteArray> load(SecretItem* item, GCancellable* cancellable) {
+    // Null when there is none yet.
+    Ref<SecretCollection> defaultCollection() {
         const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_item_load_secret(item, cancellable, ready, slot);
+            secret_collection_for_alias(
+                service.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, ready, slot);
+        });
+        return Ref<SecretCollection>(secret_collection_for_alias_finish(result.get(), nullptr));
+    }
+
+    std::optional<QByteArray> load(SecretItem* item) {
+        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
+            secret_item_load_secret(item, nullptr, ready, slot);
         });
         if (!secret_item_load_secret_finish(item, result.get(), nullptr))
             return std::nullopt;
@@ -172,14 +187,6 @@ SecretServiceConnection::SecretServiceConnection() : glib(std::make_unique<Glib>
 
 SecretServiceConnection::~SecretServiceConnection() = default;
 
-SecretServiceConnection::Cancellation SecretServiceConnection::makeCancellation() {
-    return Cancellation(g_cancellable_new(), Unref());
-}
-
-void SecretServiceConnection::cancel(const Cancellation& cancellation) {
-    g_cancellable_cancel(cancellation.get());
-}
-
 void SecretServiceConnection::attach() {
     g_main_context_push_thread_default(glib->context.get());
 }
@@ -199,13 +206,17 @@ void SecretServiceConnection::wake() {
     g_main_context_wakeup(glib->context.get());
 }
 
-SecretServiceConnection::Presence SecretServiceConnection::presence(const Cancellation& cancellation) {
-    GCancellable* const cancellable = cancellation.get();
-    if (!glib->connectToBus(cancellable))
-        return g_cancellable_is_cancelled(cancellable) ? Presence::unknown : Presence::absent;
+void SecretServiceConnection::abandon() {
+    glib->abandoned = true;
+    wake();
+}
+
+SecretServiceConnection::Presence SecretServiceConnection::presence() {
+    if (!glib->connectToBus())
+        return Presence::absent;
     {
         ErrorSlot error;
-        if (glib->owner(&error, cancellable)) {
+        if (glib->owner(&error)) {
             glib->startRefused = false;
             return Presence::there;
         }
@@ -216,72 +227,68 @@ SecretServiceConnection::Presence SecretServiceConnection::presence(const Cancel
     if (glib->startRefused)
         return Presence::absent;
     ErrorSlot error;
-    glib->askBus("StartServiceByName", g_variant_new("(su)", serviceName, 0U), &error, cancellable);
-    if (!error)
-        return Presence::there;
-    if (g_cancellable_is_cancelled(cancellable))
-        return Presence::unknown;
-    glib->startRefused = true;
-    return Presence::absent;
+    glib->askBus("StartServiceByName", g_variant_new("(su)", serviceName, 0U), &error);
+    glib->startRefused = static_cast<bool>(error);
+    return glib->startRefused ? Presence::absent : Presence::there;
 }
 
-bool SecretServiceConnection::prepare(const Cancellation& cancellation) {
-    return presence(cancellation) == Presence::there && glib->session(cancellation.get());
+bool SecretServiceConnection::prepare() {
+    return presence() == Presence::there && glib->session();
 }
 
-SecretServiceConnection::Lookup SecretServiceConnection::lookup(
-    const SecretKey& key, Locked locked, const Cancellation& cancellation) {
-    GCancellable* const cancellable = cancellation.get();
-    if (!glib->session(cancellable))
+SecretServiceConnection::Lookup SecretServiceConnection::lookup(const SecretKey& key, Locked locked) {
+    if (!glib->session())
         return {};
-    const auto found = glib->search(key, SECRET_SEARCH_NONE, nullptr, cancellable);
+    const auto found = glib->search(key, SECRET_SEARCH_NONE, nullptr);
     if (!found)
         return {};
     auto* const item = static_cast<SecretItem*>(found->data);
-    if (secret_item_get_locked(item) && (locked == Locked::leave || !glib->unlock(found.get(), cancellable)))
+    if (secret_item_get_locked(item) && !(locked == Locked::askToUnlock && glib->unlock(found.get())))
         return {std::nullopt, true};
-    return {glib->load(item, cancellable), false};
+    return {glib->load(item), false};
 }
 
-bool SecretServiceConnection::store(
-    const SecretKey& key, const QByteArray& value, const Cancellation& cancellation) {
-    GCancellable* const cancellable = cancellation.get();
-    SecretService* const service = glib->session(cancellable);
+SecretServiceConnection::Change SecretServiceConnection::store(
+    const SecretKey& key, const QByteArray& value, Locked locked) {
+    SecretService* const service = glib->session();
     if (!service)
-        return false;
+        return Change::failed;
+    const auto collection = glib->defaultCollection();
+    if (collection && secret_collection_get_locked(collection.get())) {
+        GList only{collection.get(), nullptr, nullptr};
+        if (locked == Locked::leave || !glib->unlock(&only))
+            return Change::locked;
+    }
     const auto identity = attributes(key);
     const Ref<SecretValue> secret(secret_value_new(value.constData(), value.size(), "text/plain"));
     const QByteArray label = key.service.toUtf8();
     const auto result = glib->await([&](GAsyncReadyCallback ready, gpointer slot) {
         secret_service_store(service, &schema, identity.get(), SECRET_COLLECTION_DEFAULT, label.constData(),
-            secret.get(), cancellable, ready, slot);
+            secret.get(), nullptr, ready, slot);
     });
-    return secret_service_store_finish(service, result.get(), nullptr);
+    return secret_service_store_finish(service, result.get(), nullptr) ? Change::made : Change::failed;
 }
 
-bool SecretServiceConnection::clear(const SecretKey& key, const Cancellation& cancellation) {
-    GCancellable* const cancellable = cancellation.get();
-    SecretService* const service = glib->session(cancellable);
+SecretServiceConnection::Change SecretServiceConnection::clear(const SecretKey& key, Locked locked) {
+    SecretService* const service = glib->session();
     if (!service)
-        return false;
+        return Change::failed;
     ErrorSlot error;
-    const auto found = glib->search(key, SECRET_SEARCH_ALL, &error, cancellable);
+    const auto found = glib->search(key, SECRET_SEARCH_ALL, &error);
     if (!found)
-        return !error;
-    for (GList* entry = found.get(); entry; entry = entry->next) {
-        if (!secret_item_get_locked(static_cast<SecretItem*>(entry->data)))
-            continue;
-        if (!glib->unlock(found.get(), cancellable))
-            return false;
-        break;
-    }
+        return error ? Change::failed : Change::made;
+    bool anyLocked = false;
+    for (GList* entry = found.get(); entry; entry = entry->next)
+        anyLocked = anyLocked || secret_item_get_locked(static_cast<SecretItem*>(entry->data));
+    if (anyLocked && (locked == Locked::leave || !glib->unlock(found.get())))
+        return Change::locked;
     const auto identity = attributes(key);
     const auto result = glib->await([&](GAsyncReadyCallback ready, gpointer slot) {
-        secret_service_clear(service, &schema, identity.get(), cancellable, ready, slot);
+        secret_service_clear(service, &schema, identity.get(), nullptr, ready, slot);
     });
     ErrorSlot refused;
     secret_service_clear_finish(service, result.get(), &refused);
-    return !refused;
+    return refused ? Change::failed : Change::made;
 }
 
 } // namespace tavro

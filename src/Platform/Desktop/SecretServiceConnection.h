@@ -6,8 +6,6 @@
 #include <memory>
 #include <optional>
 
-struct _GCancellable;
-
 namespace tavro {
 
 /// What one secret is known by.
@@ -18,44 +16,48 @@ struct SecretKey {
 };
 
 /// The session's Secret Service, through libsecret. Between `attach` and `detach` the operations are called
-/// on that one thread. Each waits there without any bound of its own (a service may be frozen, a user may
-/// look for a password) until its cancellation is cancelled. Nothing throws: what fails has no result.
+/// on that one thread. Each waits there until it is done, without a bound of its own (a service may be
+/// frozen, a user may look for a password), or until `abandon` is called; then it throws Abandoned. Nothing
+/// that has begun is cancelled: gnome-keyring does not survive that its question for a password is taken
+/// back. What fails otherwise has no result and throws nothing.
 class SecretServiceConnection {
 public:
+    struct Abandoned {};
     enum class Presence {
         there,
         absent, ///< no bus, or nothing on it that keeps secrets or could be started to
-        unknown ///< cancelled, or the bus does not answer
+        unknown ///< the bus does not answer
     };
     enum class Locked { leave, askToUnlock };
     struct Lookup {
         std::optional<QByteArray> value;
         bool locked = false; ///< there is an item, but it cannot be read
     };
-    using Cancellation = std::shared_ptr<_GCancellable>;
+    enum class Change {
+        made,
+        failed,
+        locked ///< the service, or the user, did not unlock
+    };
 
     SecretServiceConnection();
     ~SecretServiceConnection();
     SecretServiceConnection(const SecretServiceConnection&) = delete;
     SecretServiceConnection& operator=(const SecretServiceConnection&) = delete;
 
-    static Cancellation makeCancellation();
-    static void cancel(const Cancellation& cancellation); ///< any thread
-
     void attach();
     void detach();
     void waitForEvents(); ///< until `wake` was called, or something else has happened
     void wake();          ///< any thread
+    void abandon();       ///< any thread, for good
 
     /// Whether there is a service; starts it where the bus knows how to.
-    Presence presence(const Cancellation& cancellation);
+    Presence presence();
     /// Connects, so that the first operation is fast. False when there is no service to connect to.
-    bool prepare(const Cancellation& cancellation);
-    Lookup lookup(const SecretKey& key, Locked locked, const Cancellation& cancellation);
-    /// Makes the item or replaces it. Asks the user to unlock where needed.
-    bool store(const SecretKey& key, const QByteArray& value, const Cancellation& cancellation);
-    /// True when there is no such item now. Asks the user to unlock where needed.
-    bool clear(const SecretKey& key, const Cancellation& cancellation);
+    bool prepare();
+    Lookup lookup(const SecretKey& key, Locked locked);
+    Change store(
+        const SecretKey& key, const QByteArray& value, Locked locked); ///< makes or replaces the item
+    Change clear(const SecretKey& key, Locked locked);                 ///< made: there is no such item now
 
 private:
     class Glib; // the libraries' objects

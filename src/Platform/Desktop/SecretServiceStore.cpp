@@ -31,15 +31,12 @@ struct Request {
     const Kind kind;
     const SecretKey key;
     const QByteArray value;
-    const SecretServiceConnection::Cancellation cancellation = SecretServiceConnection::makeCancellation();
-
     // Under the worker's lock.
     int waiting = 0; // callers that still wait for the outcome
     bool settled = false;
     bool succeeded = false;
     std::optional<QByteArray> found = std::nullopt;
-
-    bool changes() const { return kind != Kind::prepare && kind != Kind::read; }
+    bool mayAsk = true; // the user, for the password
 };
 using RequestPtr = std::shared_ptr<Request>;
 
@@ -55,15 +52,11 @@ public:
         , thread([this] { run(); }) {}
 
     ~Worker() {
-        RequestPtr abandoned;
         {
             const std::lock_guard lock(mutex);
             stopping = true;
-            abandoned = running;
         }
-        if (abandoned)
-            SecretServiceConnection::cancel(abandoned->cancellation);
-        connection.wake();
+        connection.abandon();
         thread.join();
     }
 
@@ -76,18 +69,10 @@ public:
     Outcome perform(Kind kind, const SecretKey& key, const QByteArray& value = {}) {
         const auto deadline = Clock::now() + (doesNotAnswer() ? impatience : patience);
         const RequestPtr request = submit(kind, key, value, 1);
-        RequestPtr hindrance;
-        Outcome outcome;
-        {
-            std::unique_lock lock(mutex);
-            settled.wait_until(lock, deadline, [&] { return request->settled; });
-            --request->waiting;
-            outcome = {request->succeeded, request->found};
-            hindrance = hindranceOfChanges();
-        }
-        if (hindrance)
-            SecretServiceConnection::cancel(hindrance->cancellation);
-        return outcome;
+        std::unique_lock lock(mutex);
+        settled.wait_until(lock, deadline, [&] { return request->settled; });
+        --request->waiting;
+        return {request->succeeded, request->found};
     }
 
     FileSecretStore file;
@@ -98,16 +83,17 @@ public:
     }
 
 private:
+    using Presence = SecretServiceConnection::Presence;
+    using Locked = SecretServiceConnection::Locked;
+    using Change = SecretServiceConnection::Change;
+
     RequestPtr submit(Kind kind, const SecretKey& key, const QByteArray& value, int waiting) {
-        RequestPtr request, hindrance;
+        RequestPtr request;
         {
             const std::lock_guard lock(mutex);
             request = admit(kind, key, value);
             request->waiting += waiting;
-            hindrance = hindranceOfChanges();
         }
-        if (hindrance)
-            SecretServiceConnection::cancel(hindrance->cancellation);
         connection.wake();
         return request;
     }
@@ -139,31 +125,33 @@ private:
         return running && running->key == key ? running : nullptr;
     }
 
-    // The request under way, when nobody waits for it any more and it only keeps a change from being made.
-    RequestPtr hindranceOfChanges() const {
-        if (!running || running->waiting > 0 || running->kind == Kind::prepare)
-            return nullptr;
-        const bool hinders = std::any_of(queue.begin(), queue.end(), [&](const RequestPtr& next) {
-            return next->changes() && (!running->changes() || running->key == next->key);
-        });
-        return hinders ? running : nullptr;
-    }
-
     // Below: on the worker's thread.
 
     void run() {
         pthread_setname_np(pthread_self(), "secrets");
         connection.attach();
-        while (const RequestPtr request = next()) {
-            const Outcome outcome = serve(*request);
-            const std::lock_guard lock(mutex);
-            request->succeeded = outcome.succeeded;
-            request->found = outcome.found;
-            request->settled = true;
-            running.reset();
-            settled.notify_all();
+        try {
+            while (const RequestPtr request = next()) {
+                lockedOut = false;
+                const Outcome outcome = serve(*request);
+                settle(*request, outcome);
+            }
+        } catch (const SecretServiceConnection::Abandoned&) {
         }
         connection.detach();
+    }
+
+    void settle(Request& request, const Outcome& outcome) {
+        const std::lock_guard lock(mutex);
+        request.succeeded = outcome.succeeded;
+        request.found = outcome.found;
+        request.settled = true;
+        // The refusal is the answer to all that waited for it.
+        if (lockedOut)
+            for (const RequestPtr& next : queue)
+                next->mayAsk = false;
+        running.reset();
+        settled.notify_all();
     }
 
     // Null at the end.
@@ -185,10 +173,9 @@ private:
     }
 
     Outcome serve(const Request& request) {
-        using Presence = SecretServiceConnection::Presence;
         if (request.kind == Kind::prepare)
-            return {connection.prepare(request.cancellation), {}};
-        const Presence presence = connection.presence(request.cancellation);
+            return {connection.prepare(), {}};
+        const Presence presence = connection.presence();
         switch (request.kind) {
         case Kind::read:
             return presence == Presence::there ? lookup(request) : Outcome{};
@@ -205,18 +192,25 @@ private:
         }
     }
 
+    Locked whenLocked(const Request& request) {
+        const std::lock_guard lock(mutex);
+        return request.mayAsk && !(request.kind == Kind::read && unlockRefused) ? Locked::askToUnlock
+                                                                                : Locked::leave;
+    }
+
+    void noteLocked(bool locked) { unlockRefused = lockedOut = locked; }
+
     Outcome lookup(const Request& request) {
-        using Locked = SecretServiceConnection::Locked;
-        auto found = connection.lookup(
-            request.key, unlockRefused ? Locked::leave : Locked::askToUnlock, request.cancellation);
-        unlockRefused = found.locked;
+        auto found = connection.lookup(request.key, whenLocked(request));
+        noteLocked(found.locked);
         return {found.value.has_value(), std::move(found.value)};
     }
 
     bool store(const Request& request) {
-        if (!connection.store(request.key, request.value, request.cancellation))
+        const auto change = connection.store(request.key, request.value, whenLocked(request));
+        noteLocked(change == Change::locked);
+        if (change != Change::made)
             return false;
-        unlockRefused = false;
         if (request.kind == Kind::moveFromFile)
             file.removeIf(request.key.service, request.key.account, request.value);
         else
@@ -224,15 +218,17 @@ private:
         return true;
     }
 
-    bool remove(const Request& request, SecretServiceConnection::Presence presence) {
+    bool remove(const Request& request, Presence presence) {
         const bool gone = file.remove(request.key.service, request.key.account);
-        if (presence == SecretServiceConnection::Presence::absent)
-            return gone;
-        return presence == SecretServiceConnection::Presence::there &&
-               connection.clear(request.key, request.cancellation) && gone;
+        if (presence != Presence::there)
+            return gone && presence == Presence::absent;
+        const auto change = connection.clear(request.key, whenLocked(request));
+        noteLocked(change == Change::locked);
+        return gone && change == Change::made;
     }
 
     SecretServiceConnection connection;
+    bool lockedOut = false;     // the request under way found all locked, and it stayed so
     bool unlockRefused = false; // asked again only after a change, or when somebody else has unlocked
     bool moveRefused = false;
 

@@ -1,0 +1,60 @@
+#include "KeyringControl.h"
+
+#include "support/TestSupport.h"
+
+#include <QProcess>
+
+#include <csignal>
+
+namespace tavro::test::keyring {
+
+namespace {
+
+void desktop(const char* verb) {
+    // The keyring keeps its files where the desktop told it to, not in this test's own home.
+    const ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
+    const QStringList arguments{
+        QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), QStringLiteral("keyring")};
+    EXPECT_TRUE(outputOf(QStringLiteral("/usr/bin/python3"), arguments));
+}
+
+} // namespace
+
+std::optional<QByteArray> outputOf(
+    const QString& program, const QStringList& arguments, const QByteArray& input) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60'000) || process.exitCode() != 0)
+        return std::nullopt;
+    return process.readAll();
+}
+
+std::optional<QByteArray> lookedUp() {
+    return outputOf(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
+}
+
+void stop() {
+    desktop("--stop");
+}
+
+void start() {
+    desktop("--start");
+}
+
+void lock() {
+    EXPECT_TRUE(outputOf(
+        u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs, u"-o"_qs,
+                         u"/org/freedesktop/secrets"_qs, u"-m"_qs, u"org.freedesktop.Secret.Service.Lock"_qs,
+                         u"['/org/freedesktop/secrets/collection/login']"_qs}));
+}
+
+void signal(int number) {
+    const auto pid = readFile((qgetenv("TAVRO_DESKTOP") + "/keyring.pid").toStdString()).simplified().toInt();
+    ASSERT_GT(pid, 0);
+    ::kill(pid, number);
+}
+
+} // namespace tavro::test::keyring

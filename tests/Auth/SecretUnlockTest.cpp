@@ -1,0 +1,88 @@
+#include "KeyringControl.h"
+#include "Platform/Desktop/SecretServiceStore.h"
+
+#include "support/TestSupport.h"
+
+#include <QProcess>
+#include <QThread>
+
+namespace tavro {
+namespace {
+
+namespace keyring = test::keyring;
+using keyring::account;
+using keyring::service;
+using test::waitUntil;
+
+/// A locked keyring, and a user in front of the desktop's own dialogue that asks for the password.
+class SecretUnlock : public testing::Test {
+protected:
+    void SetUp() override {
+        prompter.setProcessChannelMode(QProcess::ForwardedChannels);
+        prompter.start(u"/usr/libexec/gcr-prompter"_qs, {u"--no-timeout"_qs});
+        ASSERT_TRUE(waitUntil([] {
+            return keyring::outputOf(
+                u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.DBus"_qs, u"-o"_qs,
+                                 u"/"_qs, u"-m"_qs, u"org.freedesktop.DBus.NameHasOwner"_qs,
+                                 u"org.gnome.keyring.SystemPrompter"_qs})
+                .value_or("")
+                .contains("true");
+        }));
+        ASSERT_TRUE(waitUntil([&] { return store.add(service, account, "kept"); }));
+        keyring::lock();
+    }
+    void TearDown() override {
+        prompter.kill();
+        prompter.waitForFinished();
+    }
+
+    bool isAsked() {
+        const auto windows = keyring::outputOf(
+            u"xdotool"_qs, {u"search"_qs, u"--onlyvisible"_qs, u"--class"_qs, u"gcr-prompter"_qs});
+        return windows && !windows->isEmpty();
+    }
+    void answer(const QStringList& keys) {
+        ASSERT_TRUE(waitUntil([&] { return isAsked(); }));
+        // Keys that come before the dialogue has the focus are lost: again, until it is gone.
+        EXPECT_TRUE(waitUntil([&] {
+            keyring::outputOf(u"xdotool"_qs, keys);
+            QThread::msleep(300);
+            return !isAsked();
+        }));
+    }
+    void givePassword() { answer(u"key ctrl+a p a s s w o r d Return"_qs.split(u' ')); }
+    void refuse() { answer({u"key"_qs, u"Escape"_qs}); }
+
+    const test::TemporaryFolder folder;
+    SecretServiceStore store{folder.path() / "secrets.json"};
+    QProcess prompter;
+};
+
+TEST_F(SecretUnlock, makesAReadPossibleLater) {
+    EXPECT_EQ(store.read(service, account), std::nullopt);
+    EXPECT_EQ(store.read(service, account), std::nullopt) << "there is one question, not one for each read";
+    givePassword();
+    EXPECT_TRUE(waitUntil([&] { return store.read(service, account) == "kept"; }));
+    EXPECT_FALSE(isAsked());
+}
+
+TEST_F(SecretUnlock, letsAChangeBeMadeLater) {
+    EXPECT_FALSE(store.remove(service, account));
+    EXPECT_FALSE(store.add(service, account, "new"));
+    givePassword();
+    EXPECT_TRUE(waitUntil([&] { return keyring::lookedUp() == "new"; }));
+}
+
+TEST_F(SecretUnlock, isNotAskedForAgainByReadsButByAChange) {
+    EXPECT_EQ(store.read(service, account), std::nullopt);
+    refuse();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(store.read(service, account), std::nullopt);
+    EXPECT_FALSE(isAsked());
+    EXPECT_FALSE(store.add(service, account, "new"));
+    givePassword();
+    EXPECT_TRUE(waitUntil([&] { return store.read(service, account) == "new"; }));
+}
+
+} // namespace
+} // namespace tavro
