@@ -32,9 +32,13 @@ QString pactl(const QStringList& arguments) {
     return run(QStringLiteral("pactl"), arguments);
 }
 
-QString soundService() {
-    const auto desktop = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString());
-    return exists(desktop / "pulse.pid") ? QStringLiteral("pulse") : QStringLiteral("pipewire");
+// The one that this desktop was started with; asked once, for a stopped service leaves no trace.
+const QString& soundService() {
+    static const QString service = [] {
+        const auto desktop = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString());
+        return exists(desktop / "pulse.pid") ? QStringLiteral("pulse") : QStringLiteral("pipewire");
+    }();
+    return service;
 }
 
 void service(const char* action) {
