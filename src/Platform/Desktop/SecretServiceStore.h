@@ -14,8 +14,7 @@ namespace tavro {
 /// 100 ms; a request that takes longer goes on by itself:
 /// - a read of a locked secret has no value; the user is asked once to unlock, after which reads have it;
 /// - a change that could not be made in time reports false and is still made as soon as the service, or the
-/// user,
-///   lets it, unless a newer change of the same secret has come meanwhile: then only the newer one is made.
+///   user, lets it; of several changes of one secret the newest is the last to be made, or the only one.
 ///
 /// The service is looked for (and started) at construction and again at each request, so it may come late:
 /// until then the file serves, and what it holds moves into the service. Make one early and keep it: the
