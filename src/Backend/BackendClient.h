@@ -14,7 +14,8 @@
 
 namespace tavro {
 
-/// What a backend refuses by itself. Errors of the network, the file system and the JSON coder pass unchanged.
+/// What a backend refuses by itself. Errors of the network, the file system and the JSON coder pass
+/// unchanged.
 class BackendError final : public Error {
 public:
     enum class Case { notFound, notAuthenticated };
@@ -33,9 +34,9 @@ struct SessionHandle {
     Session session;
 };
 
-/// The one way to the backend, remote or local. An implementation is an actor: its operations run one at a time
-/// between their suspension points, on a thread of its own. Call from any thread that runs an event loop; the
-/// awaiting coroutine goes on there. A backend outlives the operations called on it.
+/// The one way to the backend, remote or local. An implementation is an actor: its operations run one at a
+/// time between their suspension points, on a thread of its own. Call from any thread that runs an event
+/// loop; the awaiting coroutine goes on there. A backend outlives the operations called on it.
 class BackendClient {
 public:
     virtual ~BackendClient() = default;

@@ -23,7 +23,7 @@ struct Deleted {
 };
 } // namespace event
 
-using LiveEvent = std::variant<TranscriptSegment, Screenshot, Marker, event::Paused, event::Resumed, event::Finished,
-    event::Deleted>;
+using LiveEvent = std::variant<TranscriptSegment, Screenshot, Marker, event::Paused, event::Resumed,
+    event::Finished, event::Deleted>;
 
 } // namespace tavro

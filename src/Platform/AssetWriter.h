@@ -24,14 +24,16 @@ struct MediaTime {
 class AssetWriterInput {
 public:
     virtual ~AssetWriterInput() = default;
-    /// False while the encoder is busy with all that its bounded queue holds: what is appended then is refused.
+    /// False while the encoder is busy with all that its bounded queue holds: what is appended then is
+    /// refused.
     virtual bool isReadyForMoreMediaData() const = 0;
     virtual void markAsFinished() = 0;
 };
 
 class VideoWriterInput : public AssetWriterInput {
 public:
-    /// False when refused. A frame's time is its presentation time; refused frames leave their damage to the next.
+    /// False when refused. A frame's time is its presentation time; refused frames leave their damage to the
+    /// next.
     virtual bool append(const VideoFramePtr& frame) = 0;
 };
 
@@ -46,7 +48,7 @@ struct VideoSettings { ///< H.264
     int height = 0;
 };
 
-struct AudioSettings { ///< AAC
+struct AudioSettings {  ///< AAC
     int sampleRate = 0; ///< Hz
     int channels = 1;
     int bitRate = 0; ///< bits a second
@@ -54,9 +56,9 @@ struct AudioSettings { ///< AAC
 
 enum class FileType { mpeg4, appleM4A };
 
-/// Encodes one track into a file. While it runs the file is a row of fragments of at most a second, each flushed
-/// as it is made, so that it plays up to its last second whatever happens; finishing turns it into an ordinary
-/// MP4 with the index in front. Should that last step fail, the fragmented file stays as it was.
+/// Encodes one track into a file. While it runs the file is a row of fragments of at most a second, each
+/// flushed as it is made, so that it plays up to its last second whatever happens; finishing turns it into an
+/// ordinary MP4 with the index in front. Should that last step fail, the fragmented file stays as it was.
 class AssetWriter {
 public:
     enum class Status { unknown, writing, completed, failed, cancelled };
@@ -74,7 +76,7 @@ public:
     /// Completes when the file is finished; see `status()`. Only after `startWriting()`. Never throws.
     virtual QCoro::Task<> finishWriting() = 0;
 
-    virtual Status status() const = 0;         ///< any thread
+    virtual Status status() const = 0;            ///< any thread
     virtual std::exception_ptr error() const = 0; ///< why it failed, e.g. no space left; any thread
 };
 
@@ -82,7 +84,8 @@ class AssetWriterFactory {
 public:
     virtual ~AssetWriterFactory() = default;
     /// Creates the file. Throws PlatformError when it cannot be made. Any thread.
-    virtual std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path& file, FileType type) = 0;
+    virtual std::unique_ptr<AssetWriter> makeAssetWriter(
+        const std::filesystem::path& file, FileType type) = 0;
 };
 
 } // namespace tavro

@@ -35,7 +35,7 @@ public:
     enum class Status { completed, failed, cancelled };
     virtual ~ExportSession() = default;
     virtual Status exportTo(const std::filesystem::path& file) = 0; ///< blocks; never throws
-    virtual std::exception_ptr error() const = 0;                  ///< the platform's own, or null
+    virtual std::exception_ptr error() const = 0;                   ///< the platform's own, or null
 };
 
 class MediaLibrary {

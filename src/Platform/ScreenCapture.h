@@ -14,7 +14,8 @@
 
 namespace tavro {
 
-/// The version of the system that the capture code is told it runs on; it decides which of its paths it takes.
+/// The version of the system that the capture code is told it runs on; it decides which of its paths it
+/// takes.
 struct SystemVersion {
     int major = 14;
     int minor = 2;
@@ -79,14 +80,15 @@ public:
 
     /// Completes when the first picture has been taken. Throws PlatformError.
     virtual QCoro::Task<> startCapture() = 0;
-    /// Takes the last picture once more, so that the recording is as long as the capture was, delivers it, and
-    /// completes when nothing more will come and the recording output's file is finished.
+    /// Takes the last picture once more, so that the recording is as long as the capture was, delivers it,
+    /// and completes when nothing more will come and the recording output's file is finished.
     virtual QCoro::Task<> stopCapture() = 0;
 
     virtual StreamStatistics statistics() const = 0;
 };
 
-/// Access to the screen. A target that goes away during a capture does not end it: the picture stays as it was.
+/// Access to the screen. A target that goes away during a capture does not end it: the picture stays as it
+/// was.
 class ScreenCaptureService {
 public:
     virtual ~ScreenCaptureService() = default;

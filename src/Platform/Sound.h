@@ -35,8 +35,8 @@ struct PCMBuffer {
 using PCMBufferPtr = std::shared_ptr<const PCMBuffer>;
 
 /// The default input device, read through one tap. It follows the default when the user or the system changes
-/// it, and comes back by itself when the sound server or the device does; meanwhile, and from one tap buffer to
-/// the next, the tap's time line stays the wall clock's: what is missing arrives as silence.
+/// it, and comes back by itself when the sound server or the device does; meanwhile, and from one tap buffer
+/// to the next, the tap's time line stays the wall clock's: what is missing arrives as silence.
 class AudioEngine {
 public:
     /// Called on the engine's own thread.

@@ -130,10 +130,16 @@ QCoro::Task<> RecordingSession::finish() {
     const double duration = elapsed();
     auto finalizing = finalFile(session, QStringLiteral("uploading video-only file"));
     const auto file = co_await finalizing;
-    auto finishing = backend->finishSession(session, duration);
-    co_await finishing;
-    auto uploading = backend->uploadVideo(session, file);
-    co_await uploading;
+    try {
+        auto finishing = backend->finishSession(session, duration);
+        co_await finishing;
+        auto uploading = backend->uploadVideo(session, file);
+        co_await uploading;
+    } catch (...) {
+        Log::error(QStringLiteral("session.finish: the recording was not uploaded and is kept: %1")
+                       .arg(Paths::toText(file)));
+        throw;
+    }
     folder.markUploaded(session);
     if (id == session) {
         auto reporting = report(event::Finished{duration});

@@ -74,13 +74,15 @@ TEST(UserDefaults, keepsWhatItIsGivenAcrossInstances) {
     const test::TemporaryFolder folder;
     const auto file = folder.path() / "defaults.conf";
     UserDefaults(file).set(QStringLiteral("tavro.userEmail"), QStringLiteral("a,b;c=\"ü\"@example.org"));
-    EXPECT_EQ(UserDefaults(file).string(QStringLiteral("tavro.userEmail")), QStringLiteral("a,b;c=\"ü\"@example.org"));
+    EXPECT_EQ(UserDefaults(file).string(QStringLiteral("tavro.userEmail")),
+        QStringLiteral("a,b;c=\"ü\"@example.org"));
     UserDefaults(file).remove(QStringLiteral("tavro.userEmail"));
     EXPECT_EQ(UserDefaults(file).string(QStringLiteral("tavro.userEmail")), std::nullopt);
 }
 
 TEST(Errors, describesEveryKindOfException) {
-    const auto platform = test::errorOf([] { throw PlatformError(QStringLiteral("Tavro.Test"), 7, QStringLiteral("why")); });
+    const auto platform =
+        test::errorOf([] { throw PlatformError(QStringLiteral("Tavro.Test"), 7, QStringLiteral("why")); });
     EXPECT_EQ(platform.domain, u"Tavro.Test");
     EXPECT_EQ(platform.code, 7);
     EXPECT_EQ(platform.localizedDescription, u"why");

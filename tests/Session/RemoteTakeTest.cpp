@@ -76,6 +76,7 @@ TEST_F(RemoteTake, keepsItsFileWhenItsFinishFails) {
         begin(true);
         const auto folder = session.outputURL()->parent_path();
         const std::string id = session.sessionId()->toStdString();
+        const LogLines lines;
         if (c.error.isEmpty()) {
             await(session.finish());
         } else {
@@ -83,6 +84,9 @@ TEST_F(RemoteTake, keepsItsFileWhenItsFinishFails) {
             EXPECT_TRUE(error.startsWith(c.error)) << qPrintable(error);
             EXPECT_EQ(session.phase(), SessionPhase::uploading);
             EXPECT_TRUE(readFile(folder / (id + "-muxed.mp4")).startsWith("picture"));
+            EXPECT_TRUE(
+                lines.contains(u"[ERROR] session.finish: the recording was not uploaded and is kept: "_qs +
+                               QString::fromStdString((folder / (id + "-muxed.mp4")).string())));
         }
         session.reset();
     }

@@ -17,7 +17,8 @@
 namespace tavro::test {
 
 /// Runs the event loop until `condition` holds; false when it does not within the (generous) deadline.
-bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = std::chrono::seconds(60));
+bool waitUntil(
+    const std::function<bool()>& condition, std::chrono::milliseconds deadline = std::chrono::seconds(60));
 
 /// Runs the event loop until the task is done and returns its value or throws its error. Throws
 /// std::runtime_error when it is not done within the deadline.

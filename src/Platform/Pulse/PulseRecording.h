@@ -20,8 +20,8 @@ public:
     /// `error` is 0 when the stream runs, else what kept the first one from running.
     using Begun = std::function<void(int error)>;
 
-    PulseRecording(
-        PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver, Begun begun);
+    PulseRecording(PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver,
+        Begun begun);
     ~PulseRecording() override;
 
     /// Frame 0 is that of `moment`; silence is filled in from now on, before it the line waits for the

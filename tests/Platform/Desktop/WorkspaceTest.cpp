@@ -25,8 +25,7 @@ TEST_F(DesktopWorkspaceTest, handsTheWholeAddressToTheDesktopsOpener) {
     installOpener("printf '%s\\n' $# \"$1\" >'" + QByteArray::fromStdString(told.string()) + '\'');
     const QByteArray address = "https://tavro.example/auth/app?cb=http://localhost:4711&x=a%20b%22$(id)'";
     EXPECT_TRUE(workspace.open(QUrl::fromEncoded(address)));
-    EXPECT_TRUE(waitUntil([&] { return test::readFile(told) == "1\n" + address + '\n'; }))
-       ;
+    EXPECT_TRUE(waitUntil([&] { return test::readFile(told) == "1\n" + address + '\n'; }));
     EXPECT_TRUE(workspace.open(QUrl::fromLocalFile(QStringLiteral("/tmp/a folder"))));
     EXPECT_TRUE(waitUntil([&] { return test::readFile(told) == "1\nfile:///tmp/a%20folder\n"; }));
 }
