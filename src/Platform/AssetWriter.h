@@ -33,7 +33,8 @@ public:
 class VideoWriterInput : public AssetWriterInput {
 public:
     /// False when refused. A frame's time is its presentation time; refused frames leave their damage to the
-    /// next.
+    /// next. The last one, refused because the encoder is busy, is taken after all when the input is
+    /// finished.
     virtual bool append(const VideoFramePtr& frame) = 0;
 };
 

@@ -142,12 +142,12 @@ TEST_F(OnboardingTest, aFailedSignInShowsByTheStateAlone) {
     defaults.set(u"tavro.backendURL"_qs, u"http://127.0.0.1:1"_qs); // nobody answers there
     workspace->onOpen = [](const QUrl&) {};
     const auto model = appeared();
-    int changes = 0;
-    QObject::connect(model.get(), &OnboardingModel::accountChanged, [&] { ++changes; });
+    auto changes = std::make_shared<int>(0); // the model outlives this test while its second attempt waits
+    QObject::connect(model.get(), &OnboardingModel::accountChanged, [changes] { ++*changes; });
     model->signInOrOut();
     ASSERT_TRUE(waitUntil([&] { return workspace->opened.size() == 1; }));
     EXPECT_EQ(workspace->opened[0].host(), u"127.0.0.1"_qs);
     model->signInOrOut(); // a second attempt ends the first
-    EXPECT_TRUE(waitUntil([&] { return changes >= 1; }));
+    EXPECT_TRUE(waitUntil([&] { return *changes >= 1; }));
     EXPECT_EQ(model->accountText(), u"Not signed in"_qs);
 }

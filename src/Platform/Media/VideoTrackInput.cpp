@@ -25,8 +25,23 @@ bool VideoTrackInput::append(const VideoFramePtr& frame) {
     if (!frame->isValid() || frame->width != settings.width || frame->height != settings.height)
         return false;
     collectDamage(*frame);
-    if (!isReadyForMoreMediaData())
+    if (!isReadyForMoreMediaData()) {
+        refused = frame;
         return false;
+    }
+    return submit(frame);
+}
+
+void VideoTrackInput::markAsFinished() {
+    // The picture at the end gives the file its length: it finds room even where the encoder is behind.
+    if (refused && !finished && pipeline->sessionStart() && pipeline->isWriting())
+        submit(VideoFramePtr(refused));
+    refused.reset();
+    finished = true;
+}
+
+bool VideoTrackInput::submit(const VideoFramePtr& frame) {
+    refused.reset();
     const auto time = fileTime(*frame);
     if (time.count() < 0 || (lastTime && time <= *lastTime))
         return false;

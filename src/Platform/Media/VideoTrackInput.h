@@ -14,10 +14,11 @@ public:
         std::shared_ptr<X264Encoder> encoder);
 
     bool isReadyForMoreMediaData() const override;
-    void markAsFinished() override { finished = true; }
+    void markAsFinished() override;
     bool append(const VideoFramePtr& frame) override;
 
 private:
+    bool submit(const VideoFramePtr& frame);
     void collectDamage(const VideoFrame& frame);
     std::chrono::microseconds fileTime(const VideoFrame& frame) const;
 
@@ -26,7 +27,8 @@ private:
     const std::shared_ptr<X264Encoder> encoder;
     const std::shared_ptr<std::atomic<int>> waiting = std::make_shared<std::atomic<int>>(0);
     bool finished = false;
-    Damage damage; // since the last frame accepted
+    Damage damage;         // since the last frame accepted
+    VideoFramePtr refused; // the last frame, when there was no room for it
     std::optional<std::uint64_t> lastSequence;
     std::optional<std::chrono::microseconds> lastTime; // of the last frame accepted
 };

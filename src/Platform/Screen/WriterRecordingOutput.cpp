@@ -22,8 +22,7 @@ void WriterRecordingOutput::write(const VideoFramePtr& frame) {
         writer->startSession({frame->presentationTime.count(), 1'000'000});
         started = true;
     }
-    if (input->isReadyForMoreMediaData())
-        input->append(frame);
+    input->append(frame); // a busy input drops it
 }
 
 QCoro::Task<> WriterRecordingOutput::finish() {
