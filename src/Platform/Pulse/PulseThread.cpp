@@ -1,8 +1,8 @@
 #include "PulseThread.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdint>
-#include <future>
 #include <new>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -51,12 +51,17 @@ void PulseThread::post(Work work) {
 }
 
 void PulseThread::sync(const Work& work) {
-    std::promise<void> done;
+    std::mutex waiting;
+    std::condition_variable ran;
+    bool done = false;
     post([&] {
         work();
-        done.set_value();
+        const std::lock_guard lock(waiting);
+        done = true;
+        ran.notify_one(); // under the lock: afterwards all of this is gone
     });
-    done.get_future().wait();
+    std::unique_lock lock(waiting);
+    ran.wait(lock, [&] { return done; });
 }
 
 void PulseThread::at(Clock::time_point when, Work work) {
@@ -69,19 +74,11 @@ void PulseThread::run() {
         runDue();
         if (pa_mainloop_prepare(loop.get(), timeout()) < 0)
             break;
-        // Preparing swallows the wake-ups so far, and with them that of work posted since the look above.
-        if (hasPosted())
-            wake();
         if (pa_mainloop_poll(loop.get()) < 0)
             break;
         pa_mainloop_dispatch(loop.get());
     }
     delayed.clear();
-}
-
-bool PulseThread::hasPosted() {
-    const std::lock_guard lock(mutex);
-    return stopping || !posted.empty();
 }
 
 bool PulseThread::runPosted() {

@@ -33,7 +33,6 @@ public:
 
 private:
     void run();
-    bool hasPosted();
     bool runPosted(); ///< false when the thread is to end
     void runDue();
     int timeout() const; ///< microseconds until the next delayed work, -1 for none
