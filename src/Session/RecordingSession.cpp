@@ -178,10 +178,9 @@ QCoro::Task<> RecordingSession::deleteSession() {
         co_return;
     const QString session = *id;
     machine.apply(SessionAction::delete_);
-    {
-        const FileWork work(*this);
-        co_await capture.discard();
-    }
+    // To the end: the next session must not take the place of one that is still being deleted.
+    const FileWork work(*this);
+    co_await capture.discard();
     if (id == session) {
         auto reporting = report(event::Deleted());
         co_await reporting;
