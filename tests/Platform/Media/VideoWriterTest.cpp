@@ -131,19 +131,23 @@ TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
     start(0us);
     int accepted = 0;
     int refused = 0;
+    bool lastRefused = false;
     std::vector<std::vector<std::uint8_t>> painted;
     // Far faster than they can be encoded, so that many are refused; each paints elsewhere.
     for (int i = 0; i < 2000 && (refused < 50 || accepted < 50); ++i) {
         canvas.fill({i * 16 % width, i * 16 / width * 16 % height, 16, 16},
             {static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(i * 3), 128});
-        if (input->append(canvas.take(10ms * i))) {
+        lastRefused = !input->append(canvas.take(10ms * i));
+        if (lastRefused) {
+            ++refused;
+        } else {
             ++accepted;
             painted.push_back(canvas.planes()[0]);
-        } else {
-            ++refused;
         }
     }
     ASSERT_GT(refused, 0);
+    if (lastRefused) // the end of the take is kept all the same
+        painted.push_back(canvas.planes()[0]);
     finish();
     const auto pictures = decodePictures(file);
     ASSERT_EQ(pictures.size(), painted.size());
