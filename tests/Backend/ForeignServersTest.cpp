@@ -27,6 +27,13 @@ QString text(const fs::path& path) {
     return QString::fromStdString(path.string());
 }
 
+QString localhost(const char* scheme, int port, const char* path) {
+    return QStringLiteral("%1://localhost:%2%3")
+        .arg(QLatin1String(scheme))
+        .arg(port)
+        .arg(QLatin1String(path));
+}
+
 void run(const QString& program, const QStringList& arguments, const fs::path& folder) {
     QProcess process;
     process.setWorkingDirectory(text(folder));
@@ -108,12 +115,7 @@ public:
         process.terminate();
         process.waitForFinished();
     }
-    QString url(const char* path) const {
-        return QStringLiteral("%1://localhost:%2%3")
-            .arg(QLatin1String(scheme))
-            .arg(port)
-            .arg(QLatin1String(path));
-    }
+    QString url(const char* path) const { return localhost(scheme, port, path); }
     fs::path stored(const char* name) const { return folder.path() / "store" / name; }
 
     const char* scheme = "http";
@@ -141,12 +143,7 @@ public:
         process.kill();
         process.waitForFinished();
     }
-    QString url(const char* path) const {
-        return QStringLiteral("%1://localhost:%2%3")
-            .arg(QLatin1String(scheme))
-            .arg(port)
-            .arg(QLatin1String(path));
-    }
+    QString url(const char* path) const { return localhost(scheme, port, path); }
     const QList<QJsonObject>& seen() {
         while (process.canReadLine())
             notes << QJsonDocument::fromJson(process.readLine()).object();

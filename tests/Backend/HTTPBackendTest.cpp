@@ -1,10 +1,4 @@
-#include "Backend/HTTPBackend.h"
-
-#include "Backend/ModelsJson.h"
-
-#include "Backend/BackendContract.h"
-#include "support/LoopbackService.h"
-#include "support/TestSupport.h"
+#include "Backend/HTTPUnderTest.h"
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
@@ -14,7 +8,6 @@
 #include <QTcpSocket>
 #include <QThread>
 
-#include <cmath>
 #include <latch>
 #include <thread>
 
@@ -23,47 +16,6 @@ namespace tavro::test {
 using namespace std::chrono_literals;
 
 namespace {
-
-const CaptureTargetMeta display{CaptureKind::display, u"1"_qs, u"Display 1"_qs};
-const QString token = u"token-1"_qs;
-
-struct HTTPUnderTest final : BackendUnderTest {
-    LoopbackService service;
-    std::unique_ptr<HTTPBackend> http = std::make_unique<HTTPBackend>(service.baseURL(), token);
-    TemporaryFolder folder;
-
-    BackendClient& client() override { return *http; }
-    std::vector<LiveEvent> events(const QString& id) override {
-        std::vector<LiveEvent> arrived;
-        for (const Received& entry : service.received("message "))
-            if (entry.target.endsWith(id.toUtf8()))
-                arrived.push_back(decodeJson<LiveEvent>(entry.body));
-        return arrived;
-    }
-    QByteArray video(const QString& id) override {
-        const auto uploads = service.received("PUT /store/" + id.toUtf8());
-        return uploads.empty() ? QByteArray() : uploads.back().body;
-    }
-
-    QString newSession() {
-        return await(http->createSession(u"scn_guest"_qs, std::nullopt, display)).session.id;
-    }
-    std::filesystem::path file(const QByteArray& bytes = "video") {
-        writeFile(folder.path() / "take.mp4", bytes);
-        return folder.path() / "take.mp4";
-    }
-    /// What came on the live channel up to its close.
-    QList<QByteArray> channelUntilClosed() {
-        EXPECT_TRUE(waitUntil([&] { return service.received("close").size() == 1; }));
-        return service.channelLines();
-    }
-};
-
-void expectError(const ErrorDescription& error, QStringView domain, int code, QStringView text) {
-    EXPECT_EQ(error.domain.toStdString(), domain.toString().toStdString());
-    EXPECT_EQ(error.code, code);
-    EXPECT_EQ(error.localizedDescription.toStdString(), text.toString().toStdString());
-}
 
 QJsonObject object(const QByteArray& json) {
     return QJsonDocument::fromJson(json).object();
@@ -413,117 +365,6 @@ TEST(HTTPBackend, readsTheAnswerToAnUploadWhenItComes) {
         const auto error = errorOf([&] { await(t.http->uploadVideo(t.newSession(), path)); });
         EXPECT_TRUE(error.text.contains(c.error)) << qPrintable(error.text);
     }
-}
-
-TEST(HTTPBackend, failsASendWhenTheChannelFailed) {
-    const struct {
-        const char* what;
-        Misbehaviour rule;
-        QByteArray text; // within the error's
-    } cases[] = {
-        {"refused", {.match = "GET /live", .status = 401}, "Unhandled http status code: 401"},
-        {"redirected", {.match = "GET /live", .status = 302}, "Unhandled http status code: 302"},
-        {"no such host", {}, "refused"},
-        {"no such scheme", {}, "Unsupported WebSocket scheme: gopher"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        HTTPUnderTest t;
-        t.service.misbehave(c.rule);
-        if (c.rule.match.isEmpty())
-            t.service.setLiveURL(c.text == "refused" ? u"ws://127.0.0.1:1/"_qs : u"gopher://127.0.0.1/"_qs);
-        const QString id = t.newSession();
-        const auto expect = [&](const ErrorDescription& error) {
-            EXPECT_EQ(error.domain, u"QWebSocket");
-            EXPECT_TRUE(error.localizedDescription.contains(QString::fromLatin1(c.text)))
-                << qPrintable(error.localizedDescription);
-        };
-        expect(errorOf([&] { await(t.http->sendEvent(id, event::Paused())); }));
-        expect(errorOf([&] { await(t.http->finishSession(id, 1)); })); // and the channel stays
-        expect(errorOf([&] { await(t.http->sendEvent(id, event::Paused())); }));
-        EXPECT_NO_THROW(await(t.http->deleteSession(id)));
-        EXPECT_EQ(t.service.received("DELETE").size(), 1u);
-        EXPECT_NO_THROW(await(t.http->sendEvent(id, event::Paused()))); // none open: dropped
-    }
-}
-
-TEST(HTTPBackend, failsASendOnAChannelThatTheServiceEnded) {
-    for (const bool politely : {true, false}) {
-        HTTPUnderTest t;
-        const QString id = t.newSession();
-        await(t.http->sendEvent(id, event::Paused()));
-        if (politely)
-            t.service.closeChannels(1001);
-        else
-            t.service.dropChannels();
-        EXPECT_TRUE(waitUntil([&] { return t.service.openChannels() == 0; }));
-        ErrorDescription error; // the end of the connection may take a moment to arrive here
-        waitUntil([&] {
-            try {
-                await(t.http->sendEvent(id, event::Paused()));
-                return false;
-            } catch (...) {
-                error = describeCurrentError();
-                return true;
-            }
-        });
-        expectError(error, u"QWebSocket", QAbstractSocket::RemoteHostClosedError,
-            u"The remote host closed the connection");
-        EXPECT_EQ(errorOf([&] { await(t.http->finishSession(id, 1)); }).domain, u"QWebSocket");
-        EXPECT_NO_THROW(await(t.http->deleteSession(id)));
-    }
-}
-
-TEST(HTTPBackend, answersPingsAndIgnoresMessages) {
-    HTTPUnderTest t;
-    const QString id = t.newSession();
-    await(t.http->sendEvent(id, event::Paused()));
-    t.service.sendText(u"{\"type\":\"deleted\"}"_qs);
-    t.service.ping("are you there");
-    EXPECT_TRUE(waitUntil([&] { return t.service.received("pong are you there").size() == 1; }));
-    EXPECT_NO_THROW(await(t.http->sendEvent(id, event::Resumed())));
-}
-
-TEST(HTTPBackend, waitsForTheHandshakeAndKeepsTheOrder) {
-    HTTPUnderTest t;
-    t.service.misbehave({.match = "GET /live", .delay = 300ms});
-    const QString id = t.newSession();
-    std::vector<QCoro::Task<>> sends;
-    for (int i = 0; i < 5; ++i) {
-        sends.push_back(t.http->sendEvent(id, event::Paused()));
-        sends.push_back(t.http->sendEvent(id, event::Resumed()));
-    }
-    EXPECT_EQ(t.service.received("message").size(), 0u);
-    auto finish = t.http->finishSession(id, 2);
-    for (auto& send : sends)
-        await(std::move(send));
-    await(std::move(finish));
-    const auto arrived = [&] { return t.service.received("close").size() == 1; };
-    EXPECT_TRUE(waitUntil(arrived));
-    const auto events = t.events(id);
-    ASSERT_EQ(events.size(), 11u);
-    for (std::size_t i = 0; i < 10; ++i)
-        EXPECT_EQ(events[i], i % 2 == 0 ? LiveEvent(event::Paused()) : LiveEvent(event::Resumed()));
-    EXPECT_EQ(t.service.received("close").at(0).closeCode, 1000);
-}
-
-TEST(HTTPBackend, dropsTheChannelOfAnEarlierSessionWithoutClosingIt) {
-    HTTPUnderTest t;
-    const QString first = t.newSession();
-    await(t.http->sendEvent(first, event::Paused()));
-    const QString second = t.newSession();
-    await(t.http->sendEvent(first, event::Resumed())); // the channel is the backend's, whatever the id
-    EXPECT_TRUE(waitUntil([&] { return t.service.received("close").size() == 1; }));
-    EXPECT_EQ(t.service.received("close").at(0).closeCode, 1006); // no close frame came
-    EXPECT_EQ(t.events(second), std::vector<LiveEvent>{event::Resumed()});
-}
-
-TEST(HTTPBackend, refusesToSendWhatHasNoJson) {
-    HTTPUnderTest t;
-    EXPECT_NO_THROW(await(t.http->sendEvent({}, event::Finished{std::nan("")}))); // nothing to send it on
-    const QString id = t.newSession();
-    EXPECT_EQ(errorOf([&] { await(t.http->finishSession(id, std::nan(""))); }).domain, u"Tavro.JSON");
-    EXPECT_NO_THROW(await(t.http->finishSession(id, 1)));
 }
 
 // The service itself is on the loopback, which is never proxied; what it names is elsewhere.

@@ -1,4 +1,5 @@
 #include "Permissions/PermissionStatus.h"
+#include "Platform/Fake/FakePrivacyServices.h"
 #include "Platform/Workspace.h"
 #include "support/TestSupport.h"
 
@@ -7,31 +8,8 @@ using namespace tavro::test;
 
 namespace {
 
-struct Services final : PrivacyServices {
-    bool screen = false;
-    AuthorizationStatus microphone = AuthorizationStatus::notDetermined;
-    AuthorizationStatus speech = AuthorizationStatus::notDetermined;
-    int screenRequests = 0;
-    std::function<void(bool)> microphoneHandler;
-    std::function<void(AuthorizationStatus)> speechHandler;
-
-    bool preflightScreenCaptureAccess() override { return screen; }
-    bool requestScreenCaptureAccess() override {
-        ++screenRequests;
-        return screen;
-    }
-    AuthorizationStatus microphoneAuthorization() override { return microphone; }
-    void requestMicrophoneAccess(std::function<void(bool)> handler) override {
-        microphoneHandler = std::move(handler);
-    }
-    AuthorizationStatus speechAuthorization() override { return speech; }
-    void requestSpeechAuthorization(std::function<void(AuthorizationStatus)> handler) override {
-        speechHandler = std::move(handler);
-    }
-};
-
 struct PermissionsTest : testing::Test, Workspace {
-    Services services;
+    FakePrivacyServices services;
     QStringList steps;
     bool startsInstances = true;
     Permissions permissions{services, *this,
@@ -72,12 +50,12 @@ TEST_F(PermissionsTest, readsEachGrantByItself) {
 TEST_F(PermissionsTest, requestsWaitForTheAnswerWhereverItComesFrom) {
     for (const bool answer : {true, false}) {
         auto request = permissions.requestMicrophone();
-        std::thread([&] { services.microphoneHandler(answer); }).join();
+        std::thread([&] { services.microphoneRequests.back()(answer); }).join();
         EXPECT_EQ(await(std::move(request)), answer ? Grant::granted : Grant::denied);
     }
     for (const auto status : {AuthorizationStatus::authorized, AuthorizationStatus::notDetermined}) {
         auto request = permissions.requestSpeech();
-        services.speechHandler(status);
+        services.speechRequests.back()(status);
         EXPECT_EQ(await(std::move(request)),
             status == AuthorizationStatus::authorized ? Grant::granted : Grant::denied); // never unknown
     }

@@ -1,14 +1,9 @@
-#include <QCoreApplication>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
-// Every test program runs in a home of its own, so that no test reads or writes what is the user's.
+#include <QCoreApplication>
+
 int main(int argc, char** argv) {
-    const QTemporaryDir home;
-    for (const char* variable :
-        {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
-        qputenv(variable, (home.path() + QLatin1Char('/') + QString::fromLatin1(variable)).toUtf8());
-    qunsetenv("TMPDIR");
+    const tavro::test::IsolatedHome home;
 
     ::testing::InitGoogleTest(&argc, argv);
     QCoreApplication app(argc, argv);

@@ -34,6 +34,13 @@ ErrorDescription errorOf(const std::function<void()>& action) {
     return {};
 }
 
+IsolatedHome::IsolatedHome() {
+    for (const char* variable :
+        {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
+        qputenv(variable, QByteArray::fromStdString((home.path() / variable).string()));
+    qunsetenv("TMPDIR");
+}
+
 ScopedEnvironment::ScopedEnvironment(const char* variable, const QByteArray& value) : name(variable) {
     if (qEnvironmentVariableIsSet(name))
         before = qgetenv(name);

@@ -61,6 +61,16 @@ private:
     QTemporaryDir directory;
 };
 
+/// A home of this test program's own, so that no test reads or writes what is the user's. Made first in
+/// `main`.
+class IsolatedHome {
+public:
+    IsolatedHome();
+
+private:
+    TemporaryFolder home;
+};
+
 /// Sets an environment variable for as long as it lives.
 class ScopedEnvironment {
 public:

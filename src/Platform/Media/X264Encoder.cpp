@@ -125,7 +125,7 @@ PlatformError X264Encoder::failure() {
 
 TrackDescription X264Encoder::open() {
     x264_param_t parameters = makeParameters(settings);
-    usualRefinement = parameters.analyse.i_subpel_refine;
+    usualRefinement = currentRefinement = parameters.analyse.i_subpel_refine;
     parameters.pf_log = collect;
     parameters.p_log_private = this;
     parameters.i_log_level = X264_LOG_ERROR;
@@ -161,10 +161,10 @@ bool X264Encoder::isKeyFrameDue(microseconds time) {
 }
 
 void X264Encoder::setRefinement(int refinement) {
+    if (std::exchange(currentRefinement, refinement) == refinement)
+        return;
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    if (parameters.analyse.i_subpel_refine == refinement)
-        return;
     parameters.analyse.i_subpel_refine = refinement;
     if (x264_encoder_reconfig(encoder.get(), &parameters) < 0)
         throw failure();

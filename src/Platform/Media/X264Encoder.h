@@ -39,7 +39,8 @@ private:
     const VideoSettings settings;
     std::unique_ptr<x264_t, Close> encoder;
     MacroblockMap blocks;
-    int usualRefinement = 0;
+    int usualRefinement = 0; // what the preset searches with
+    int currentRefinement = 0;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     QStringList reported; // the encoder's own words on its last failure
 };
