@@ -14,7 +14,7 @@ PCMConverter::PCMConverter(AudioConverterFactory& converters) : factory(converte
 
 AudioFrame PCMConverter::convert(const PCMBufferPtr& buffer) {
     const AudioFormat& source = buffer->format;
-    if (lastSourceFormat != source) {
+    if (!converter || lastSourceFormat != source) {
         converter = factory.makeConverter(source, target);
         lastSourceFormat = source;
     }

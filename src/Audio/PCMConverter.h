@@ -21,7 +21,8 @@ public:
 private:
     AudioConverterFactory& factory;
     const AudioFormat target{AudioFormat::Sample::int16, audioFrameRate, 1, true};
-    std::unique_ptr<AudioConverter> converter; // from the last source format; null when that was refused
+    std::unique_ptr<AudioConverter>
+        converter; // from the last source format; null when that was refused, and asked for again
     std::optional<AudioFormat> lastSourceFormat;
 };
 

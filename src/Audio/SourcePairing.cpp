@@ -1,5 +1,7 @@
 #include "Audio/SourcePairing.h"
 
+#include <QScopeGuard>
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -62,13 +64,17 @@ void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
     if (handing || !lines[0].known || !lines[1].known)
         return;
     handing = true;
+    const auto end = qScopeGuard([&] { // also when the handler throws: `close` waits for this
+        if (!lock)
+            lock.lock();
+        handing = false;
+        idle.notify_all();
+    });
     for (Pair pair = takePair(); !pair.isEmpty(); pair = takePair()) {
         lock.unlock();
         handler(std::move(pair.microphone), std::move(pair.system));
         lock.lock();
     }
-    handing = false;
-    idle.notify_all();
 }
 
 SourcePairing::Pair SourcePairing::takePair() {

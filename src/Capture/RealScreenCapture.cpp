@@ -49,28 +49,18 @@ QCoro::Task<> RealScreenCapture::start(
 }
 
 QCoro::Task<> RealScreenCapture::startTake(std::filesystem::path outputURL) {
-    const auto called = Clock::now();
     auto started = recorder.start(*target, includeMic, outputURL);
     co_await started;
     if (includeMic)
-        startAudioPipeline(outputURL, beginningOfPicture(called));
+        startAudioPipeline(outputURL);
 }
 
 // The take begins with its first picture: that is the time zero of the video file, and so it has to be the
 // sound's. The sources start after it, each a little later than the other, and their lines begin when they
 // do; the time in between goes in front of each as silence (`SourcePairing::begin`), whereby the sound file
 // begins with the take too and the two files can be laid side by side as they are.
-RealScreenCapture::Clock::time_point RealScreenCapture::beginningOfPicture(Clock::time_point called) const {
-    if (const VideoFramePtr& picture = recorder.currentSampleBuffer()) {
-        const Clock::time_point shown(picture->presentationTime);
-        if (shown >= called) // otherwise it is the last one of the take before
-            return shown;
-    }
-    return Clock::now();
-}
-
-void RealScreenCapture::startAudioPipeline(
-    const std::filesystem::path& videoURL, Clock::time_point takeBegan) {
+void RealScreenCapture::startAudioPipeline(const std::filesystem::path& videoURL) {
+    const Clock::time_point takeBegan = recorder.beginning().value_or(Clock::now());
     std::filesystem::path audioURL = videoURL;
     audioURL.replace_extension("m4a");
     try {
@@ -137,8 +127,10 @@ QCoro::Task<> RealScreenCapture::restartTake(std::filesystem::path outputURL) {
     stopAudioPipeline();
     auto finished = audioWriter->finish();
     co_await finished;
-    if (audioFileURL)
+    if (audioFileURL) {
+        removeAbandoned(); // of a restart before, under another name
         abandonedAudio = std::exchange(audioFileURL, std::nullopt);
+    }
     auto discarded = recorder.discard();
     co_await discarded;
     if (!target)

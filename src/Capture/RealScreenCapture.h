@@ -51,8 +51,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     QCoro::Task<> startTake(std::filesystem::path outputURL);
-    Clock::time_point beginningOfPicture(Clock::time_point called) const;
-    void startAudioPipeline(const std::filesystem::path& videoURL, Clock::time_point takeBegan);
+    void startAudioPipeline(const std::filesystem::path& videoURL);
     void wire();
     template <class Capture>
     void startSource(Capture& capture, SourcePairing::Source source, Clock::time_point takeBegan);

@@ -71,6 +71,7 @@ QCoro::Task<> ScreenRecorder::start(
     }
     outputFile = outputURL;
     currentFrame.reset();
+    began.reset();
     removeFile(outputURL);
 
     auto created = screen.makeStream(*filter, streamConfiguration);
@@ -112,8 +113,15 @@ void ScreenRecorder::receive(const VideoFramePtr& frame) {
     if (!frame || !frame->isValid())
         return;
     currentFrame = frame;
-    if (!isPaused && writesItself())
+    if (!writesItself())
+        beginWith(*frame); // the recording output writes it, paused or not
+    else if (!isPaused)
         appendToWriter(frame);
+}
+
+void ScreenRecorder::beginWith(const VideoFrame& picture) {
+    if (!began)
+        began = std::chrono::steady_clock::time_point(picture.presentationTime);
 }
 
 void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
@@ -123,6 +131,7 @@ void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
         writer->startWriting();
         writer->startSession({frame->presentationTime.count(), 1'000'000});
         sessionStarted = true;
+        beginWith(*frame);
     }
     if (videoInput->append(frame)) // a busy input drops it
         writtenFrame = frame;

@@ -7,6 +7,7 @@
 #include <QString>
 #include <qcoro/qcorotask.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -42,6 +43,8 @@ public:
     /// While set, frames are not written where this object writes the file.
     bool isPaused = false;
 
+    /// When the picture with which the file begins was on the screen; nothing before there is one.
+    std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
     /// The latest picture, for a still image.
     const VideoFramePtr& currentSampleBuffer() const { return currentFrame; }
     /// Of the running stream, or of the last one.
@@ -52,6 +55,7 @@ private:
     void addOutputs(const StreamConfiguration& configuration);
     void setupWriter(int width, int height);
     void receive(const VideoFramePtr& frame);
+    void beginWith(const VideoFrame& picture);
     void appendToWriter(const VideoFramePtr& frame);
     void appendHeldPicture();
     QCoro::Task<bool> finishWriter();
@@ -68,6 +72,7 @@ private:
     std::shared_ptr<VideoWriterInput> videoInput;
     bool sessionStarted = false;
     std::shared_ptr<RecordingOutput> recordingOutput;
+    std::optional<std::chrono::steady_clock::time_point> began; // the file, by its first picture
     VideoFramePtr currentFrame;
     VideoFramePtr writtenFrame;
     StreamStatistics lastStatistics;

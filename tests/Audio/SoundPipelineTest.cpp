@@ -106,8 +106,10 @@ TEST(PCMConverter, buildsOneConverterForEachForm) {
     EXPECT_TRUE(converter.convert(floats({std::vector<float>(96)}, 32'000)).empty());
     factory.refuses = true;
     EXPECT_TRUE(converter.convert(floats({std::vector<float>(96)})).empty());
-    EXPECT_TRUE(converter.convert(floats({std::vector<float>(96)})).empty());
-    EXPECT_EQ(factory.made, 3) << "a refused form is not asked for again";
+    EXPECT_EQ(factory.made, 3);
+    factory.refuses = factory.fails = false;
+    EXPECT_EQ(converter.convert(floats({std::vector<float>(96)})).size(), 32u)
+        << "what was refused once is refused for ever";
 }
 
 struct Microphone {
@@ -255,6 +257,20 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
     }
 }
 
+TEST(SystemAudioCapture, releasesEverythingWhenThereIsNoProcedure) {
+    System s;
+    s.hardware.withoutProcedureIdentifier = true; // though no failure is told
+    const auto error = test::errorOf([&] { s.capture.start(); });
+    EXPECT_EQ(error.domain, u"Tavro.Audio");
+    EXPECT_EQ(error.code, 0);
+    EXPECT_EQ(error.localizedDescription,
+        u"Failed to create IOProc for system-audio aggregate device (OSStatus 0)");
+    EXPECT_EQ(s.hardware.calls.join(u' '),
+        u"createProcessTap createAggregateDevice createIOProc destroyAggregateDevice destroyProcessTap");
+    EXPECT_EQ(s.hardware.alive(), 0);
+    EXPECT_FALSE(s.capture.isRunning());
+}
+
 TEST(SystemAudioCapture, needsItsSystemVersion) {
     System s({14, 1});
     const auto error = test::errorOf([&] { s.capture.start(); });
@@ -340,6 +356,20 @@ TEST(SourcePairing, doesNotWaitForeverForASourceThatFellSilent) {
         p.pairing.add(Source::microphone, AudioFrame(1600, 5));
     EXPECT_EQ(p.all(true), AudioFrame(2 * 16'000, 5));
     EXPECT_EQ(p.all(false), AudioFrame(2 * 16'000, 0));
+}
+
+TEST(SourcePairing, endsAlsoWhereItsReceiverFails) {
+    int calls = 0;
+    SourcePairing pairing([&](const AudioFrame&, const AudioFrame&) {
+        if (++calls == 1)
+            throw std::bad_alloc();
+    });
+    pairing.begin(Source::microphone, 0us);
+    pairing.leaveOut(Source::system);
+    EXPECT_THROW(pairing.add(Source::microphone, {1}), std::bad_alloc);
+    pairing.add(Source::microphone, {2});
+    pairing.close();
+    EXPECT_EQ(calls, 2);
 }
 
 TEST(SourcePairing, keepsTheOrderOfTwoThreads) {

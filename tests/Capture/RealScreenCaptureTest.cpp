@@ -158,6 +158,46 @@ TEST_F(RealScreenCaptureTest, leavesNothingOfATakeThatIsThrownAway) {
     EXPECT_TRUE(isEmpty());
 }
 
+TEST_F(RealScreenCaptureTest, leavesNothingOfTwoTakesThrownAwayUnderTwoNames) {
+    start();
+    await(capture->restartTake(folder.path() / "second.mp4"));
+    touch("second.mp4");
+    await(capture->restartTake(folder.path() / "third.mp4"));
+    touch("third.mp4");
+    await(capture->discard());
+    EXPECT_TRUE(isEmpty());
+}
+
+// The video's time zero is its first picture, also where the next is there before anybody has asked.
+TEST_F(RealScreenCaptureTest, laysTheSoundAgainstTheFirstPicture) {
+    const auto recordFrom = [this](std::chrono::steady_clock::time_point first) {
+        screen.firstFrame = std::make_shared<Picture>(first);
+        screen.secondFrame = std::make_shared<Picture>(std::chrono::steady_clock::now());
+        const auto before = written().size();
+        if (!capture->audioFile())
+            await(capture->start(target, true, folder.path() / "t.mp4"));
+        else
+            await(capture->restartTake(folder.path() / "t.mp4"));
+        engine.deliver(0.25F, 4800);
+        playSystem(0.F, 4800);
+        hardware.waitForCallbacks();
+        await(capture->stop());
+        const AudioFrame all = written();
+        const auto begin = all.begin() + static_cast<std::ptrdiff_t>(before);
+        return std::find(begin, all.end(), std::int16_t{8191}) - begin;
+    };
+    for (const SystemVersion version : {SystemVersion{14, 2}, SystemVersion{15, 0}}) {
+        system = version;
+        capture = std::make_unique<RealScreenCapture>(
+            screen, writers, engine, hardware, converters, system, [] { return QStringLiteral("granted"); });
+        EXPECT_GE(recordFrom(std::chrono::steady_clock::now() - 2s), 2 * 16'000);
+        capture->pause(); // which ends with the take
+        // While it is set the program's own writer takes no picture, the platform's output does.
+        const auto lead = recordFrom(std::chrono::steady_clock::now() - 2s);
+        EXPECT_EQ(lead < 16'000, version.major < 15) << lead;
+    }
+}
+
 // The new take has no sound to replace the old one's.
 TEST_F(RealScreenCaptureTest, leavesNoSoundOfARestartedTakeWithoutSound) {
     system = {15, 0};

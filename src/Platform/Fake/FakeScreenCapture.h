@@ -33,6 +33,7 @@ public:
     std::map<Step, std::exception_ptr> failing;
     /// Sent by every `startCapture()` and every `stopCapture()`.
     VideoFramePtr firstFrame;
+    VideoFramePtr secondFrame; ///< the next one, where it comes before `startCapture()` has completed
     VideoFramePtr lastFrame;
     /// What was called, in order, with the arguments that matter, e.g. "makeStream window/7 1920x1080 6".
     QStringList calls;
@@ -81,8 +82,9 @@ private:
         QCoro::Task<> startCapture() override {
             screen.note(Step::startCapture, QStringLiteral("startCapture"));
             screen.handlers = {handler};
-            if (screen.firstFrame)
-                screen.show(screen.firstFrame);
+            for (const VideoFramePtr& frame : {screen.firstFrame, screen.secondFrame})
+                if (frame)
+                    screen.show(frame);
             co_return;
         }
         QCoro::Task<> stopCapture() override {

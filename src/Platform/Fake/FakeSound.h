@@ -101,10 +101,11 @@ public:
         AudioObjectID, SerialQueue& onQueue, IOProc callback, AudioIOProcID& proc) override {
         queue = &onQueue;
         ioProc = std::make_shared<const IOProc>(std::move(callback));
-        const AudioStatus status = make(QStringLiteral("createIOProc"), proc, 43);
-        if (withoutProcedureIdentifier)
+        if (withoutProcedureIdentifier) {
             proc = 0;
-        return status;
+            return note(QStringLiteral("createIOProc"));
+        }
+        return make(QStringLiteral("createIOProc"), proc, 43);
     }
     AudioStatus destroyIOProc(AudioObjectID, AudioIOProcID proc) override {
         return end(QStringLiteral("destroyIOProc"), proc, 43);
