@@ -14,9 +14,12 @@ BIN = ROOT / "build" / "release" / "bin"
 class Tavro:
     name = "tavro"
 
+    def __init__(self, *options):
+        self.options = options
+
     def start(self, folder, seconds):
         self.process = subprocess.Popen(
-            [BIN / "tavro-take", "--seconds", str(seconds)],
+            [BIN / "tavro-take", "--seconds", str(seconds), *self.options],
             stdout=subprocess.PIPE,
             stderr=open(folder / "tavro.log", "w", encoding="utf-8"),
             env=os.environ | {"XDG_DATA_HOME": str(folder), "XDG_CACHE_HOME": str(folder / "cache")},
