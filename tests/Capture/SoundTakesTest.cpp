@@ -1,0 +1,71 @@
+#include "Capture/RealScreenCapture.h"
+
+#include "MediaFiles.h"
+#include "Platform/Fake/FakeScreenCapture.h"
+#include "Platform/Media/Media.h"
+#include "Platform/Pulse/PulseSound.h"
+
+#include "support/TestSupport.h"
+
+namespace tavro {
+namespace {
+
+using namespace std::chrono_literals;
+using test::await;
+using test::waitUntil;
+
+struct Picture : VideoFrame {
+    std::uint8_t pixel = 0;
+    Picture() {
+        planes[0] = planes[1] = planes[2] = &pixel;
+        presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::steady_clock::now().time_since_epoch());
+    }
+};
+
+// The whole way of the sound, with all its threads: server, converters, mixer, encoder, file. Only the
+// picture is not real, and has no file.
+TEST(SoundTakes, beginAndEndAHundredTimes) {
+    const test::TemporaryFolder folder;
+    const auto video = folder.path() / "t.mp4", audio = folder.path() / "t.m4a";
+    FakeScreenCapture screen;
+    screen.content.displays = {{1, 64, 64}};
+    const auto writers = makeAssetWriterFactory();
+    const auto converters = makeAudioConverterFactory();
+    PulseSound sound;
+    RealScreenCapture capture(screen, *writers, sound.audioEngine(), sound.audioHardware(), *converters,
+        SystemVersion{15, 0}, [] { return QStringLiteral("granted"); });
+    int levels = 0;
+    capture.setLevelHandler([&](double) { ++levels; });
+
+    const test::LogLines lines;
+    for (int i = 0; i < 100; ++i) {
+        screen.firstFrame = std::make_shared<Picture>();
+        await(capture.start({CaptureKind::display, QStringLiteral("1"), {}}, true, video));
+        ASSERT_EQ(capture.audioFile(), audio);
+        if (i % 5 == 1)
+            await(capture.restartTake(video));
+        const bool lasts = i % 5 == 2;
+        levels = 0;
+        if (lasts) {
+            ASSERT_TRUE(waitUntil([&] { return levels >= 4; }));
+        }
+        if (i % 5 == 3) {
+            await(capture.discard());
+            EXPECT_FALSE(exists(audio));
+            continue;
+        }
+        await(capture.stop());
+        ASSERT_TRUE(exists(audio));
+        if (lasts) {
+            EXPECT_GT(test::audioTrack(audio).length(), 150ms);
+        }
+    }
+    const QStringList said = lines.all();
+    for (const auto* line : {"[INFO] Mic capture stopped", "[INFO] System audio capture stopped"})
+        EXPECT_EQ(said.count(QString::fromLatin1(line)), 120) << line << ": one of the sources did not start";
+    EXPECT_TRUE(said.filter(QStringLiteral("[ERROR]")).isEmpty()) << said.join(u'\n').toStdString();
+}
+
+} // namespace
+} // namespace tavro
