@@ -16,10 +16,10 @@ import tempfile
 import time
 
 import recorders
+import usage
 import video
 
 PAINTER = recorders.BIN / "tavro-painter"
-TICKS = os.sysconf("SC_CLK_TCK")
 WARM_UP, WINDOW, TAIL = 2.0, 8.0, 1.0
 
 # scene: (painter's arguments, bar for the CPU ratio)
@@ -32,35 +32,16 @@ SCENES = {
 }
 
 
-def cpu_seconds(pid):
-    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / TICKS
-
-
-def resident_mb(pid):
-    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
-        if line.startswith("VmRSS:"):
-            return int(line.split()[1]) / 1024
-    raise RuntimeError("no VmRSS")
-
-
 def server_pid():
     return int(pathlib.Path(os.environ["TAVRO_DESKTOP"], "x11.pid").read_text().split()[0])
-
-
-def percent_over(seconds, *pids):
-    before, start = [cpu_seconds(p) for p in pids], time.monotonic()
-    time.sleep(seconds)
-    elapsed = time.monotonic() - start
-    return [100 * (cpu_seconds(p) - b) / elapsed for p, b in zip(pids, before)]
 
 
 def measure(recorder, scene, server_base, folder):
     arguments, _ = SCENES[scene]
     recorder.start(folder, WARM_UP + WINDOW + TAIL)
     time.sleep(WARM_UP)
-    own, server = percent_over(WINDOW, recorder.process.pid, server_pid())
-    memory = resident_mb(recorder.process.pid)
+    own, server = usage.percent_over(WINDOW, [recorder.process.pid], [server_pid()])
+    memory = usage.resident_mb(recorder.process.pid)
     if recorder.name == "ssr":
         time.sleep(TAIL)
     file = recorder.stop()
@@ -85,7 +66,7 @@ def run_scene(scene, chosen):
     results = {}
     try:
         time.sleep(1.5)
-        (server_base,) = percent_over(4, server_pid())
+        (server_base,) = usage.percent_over(4, [server_pid()])
         print(f"\n{scene}: X server alone {server_base:.1f} %")
         print(f"  {'':8}{'CPU %':>8}{'own %':>8}{'MB':>7}{'held':>9}{'frames':>8}{'kbit/s':>9}{'SSIM':>9}")
         for recorder in chosen:

@@ -17,6 +17,7 @@ import tempfile
 import time
 
 import recorders
+import usage
 
 HERE = pathlib.Path(__file__).resolve().parent
 WARM_UP, WINDOW, TAIL, ROUNDS = 3.0, 10.0, 1.0, 3
@@ -25,19 +26,8 @@ SERVERS = ["pulse", "pipewire"]
 MEASURES = ["cost", "synchrony"]
 
 
-def cpu_seconds(pid):
-    return time.clock_gettime((~pid << 3) | 2)  # the process's own clock, as clock_getcpuclockid tells it
-
-
 def sound_server_pids(server):
     return [int(line) for line in pathlib.Path(os.environ["TAVRO_DESKTOP"], f"{server}.pid").read_text().split()]
-
-
-def resident_mb(pid):
-    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
-        if line.startswith("VmRSS:"):
-            return int(line.split()[1]) / 1024
-    return None  # it has just ended
 
 
 def verdict(what, value, bar, unit):
@@ -67,11 +57,7 @@ def shares_of_take(server, options, folder):
     recorder = recorders.Tavro(*options)
     recorder.start(folder, WARM_UP + WINDOW + TAIL)
     time.sleep(WARM_UP)
-    groups = [[recorder.process.pid], sound_server_pids(server)]
-    before, start = [sum(map(cpu_seconds, pids)) for pids in groups], time.monotonic()
-    time.sleep(WINDOW)
-    elapsed = time.monotonic() - start
-    shares = [100 * (sum(map(cpu_seconds, pids)) - b) / elapsed for pids, b in zip(groups, before)]
+    shares = usage.percent_over(WINDOW, [recorder.process.pid], sound_server_pids(server))
     recorder.stop()
     return shares
 
@@ -103,7 +89,7 @@ def memory_over(process, seconds):
     marks, sizes, start = [min(60.0, seconds / 2), seconds - 2], [], time.monotonic()
     for mark in marks:
         time.sleep(max(0.0, start + mark - time.monotonic()))
-        sizes.append(resident_mb(process.pid))
+        sizes.append(usage.resident_mb(process.pid))
     return marks[0] / 60, *sizes
 
 
