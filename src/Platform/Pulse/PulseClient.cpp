@@ -1,5 +1,7 @@
 #include "PulseClient.h"
 
+#include "Core/Log.h"
+
 #include <condition_variable>
 #include <utility>
 
@@ -7,7 +9,12 @@ namespace tavro::pulse {
 
 namespace {
 
-constexpr auto patience = std::chrono::milliseconds(250);
+using namespace std::chrono_literals;
+
+// A machine that is busy, as one that begins a test often is, may keep its sound server from answering for a
+// good part of a second; who gave up sooner would lose the whole take's narration.
+constexpr auto answerPatience = 1s;
+constexpr auto beginPatience = 250ms; // costs nothing: a stream that begins later is as good
 
 // A value from the client's thread that may come too late.
 template <class T>
@@ -20,7 +27,7 @@ public:
         }
         there.notify_one();
     }
-    std::optional<T> wait() {
+    std::optional<T> wait(std::chrono::milliseconds patience) {
         std::unique_lock lock(mutex);
         there.wait_for(lock, patience, [this] { return value.has_value(); });
         return value;
@@ -49,7 +56,10 @@ PulseClient::Answer PulseClient::find(DeviceRole role) {
             answer->set({device, error});
         });
     });
-    return answer->wait().value_or(Answer{{}, PA_ERR_TIMEOUT});
+    const auto found = answer->wait(answerPatience);
+    if (!found)
+        Log::info(QStringLiteral("sound: the server does not answer"));
+    return found.value_or(Answer{{}, PA_ERR_TIMEOUT});
 }
 
 std::shared_ptr<PulseRecording> PulseClient::start(
@@ -60,7 +70,7 @@ std::shared_ptr<PulseRecording> PulseClient::start(
         recording = std::make_shared<PulseRecording>(
             *connection, description, std::move(deliver), [outcome](int result) { outcome->set(result); });
     });
-    error = outcome->wait().value_or(0);
+    error = outcome->wait(beginPatience).value_or(0);
     if (error != 0)
         stop(std::exchange(recording, nullptr));
     else

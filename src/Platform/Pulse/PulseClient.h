@@ -8,7 +8,7 @@
 
 namespace tavro::pulse {
 
-/// What other threads may ask of the sound server. No call takes longer than a third of a second, whatever
+/// What other threads may ask of the sound server. No call takes longer than a second and some, whatever
 /// state the server is in.
 class PulseClient {
 public:

@@ -3,8 +3,32 @@
 #include "Core/SerialQueue.h"
 #include "support/TestSupport.h"
 
+#include <atomic>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace tavro {
 namespace {
+
+// Lets clients in, and says nothing.
+class HungServer {
+public:
+    HungServer() {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path().c_str(), sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(socket, 5), 0);
+    }
+    ~HungServer() { close(socket); }
+    std::string path() const { return folder.path() / "socket"; }
+
+private:
+    const test::TemporaryFolder folder;
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
 
 TEST(WithoutSoundServer, everyStepSaysSo) {
     const test::ScopedEnvironment nowhere("PULSE_SERVER", "unix:/nonexistent/pulse");
@@ -20,6 +44,23 @@ TEST(WithoutSoundServer, everyStepSaysSo) {
     const auto error = test::errorOf([&] { sound.audioEngine().start(); });
     EXPECT_EQ(error.domain, u"PulseAudio");
     EXPECT_EQ(error.localizedDescription, u"Connection refused");
+    sound.audioEngine().removeTap();
+}
+
+TEST(WithoutSoundServer, oneThatSaysNothingIsNotWaitedForForever) {
+    const HungServer server;
+    const test::ScopedEnvironment there("PULSE_SERVER", QByteArray::fromStdString("unix:" + server.path()));
+    const test::LogLines lines;
+    PulseSound sound;
+    EXPECT_EQ(sound.audioEngine().inputFormat(), AudioFormat{});
+    EXPECT_TRUE(lines.contains(QStringLiteral("[INFO] sound: the server does not answer")));
+
+    // Once it was started the line runs, with silence until the server comes to itself.
+    std::atomic<std::size_t> heard = 0;
+    sound.audioEngine().installTap(4096, {AudioFormat::Sample::float32, 48'000, 1, false},
+        [&](const PCMBufferPtr& buffer) { heard += buffer->frameLength; });
+    sound.audioEngine().start();
+    EXPECT_TRUE(test::waitUntil([&] { return heard >= 8192; }));
     sound.audioEngine().removeTap();
 }
 
