@@ -6,11 +6,14 @@
 #include <pulse/simple.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <numbers>
 #include <thread>
@@ -61,6 +64,30 @@ private:
     std::uint32_t white = 0;
 };
 
+// When a stream's sample 0 was heard, by what the server says each time; a single answer may be off by one of
+// its cycles, or by a moment in which others ran, so the middle one of the last half a second counts.
+class Reckoning {
+public:
+    void add(Clock::time_point begin) {
+        latest.push_back(begin);
+        if (latest.size() > 100)
+            latest.pop_front();
+    }
+    Clock::time_point begin() const {
+        std::vector<Clock::time_point> all(latest.begin(), latest.end());
+        const auto middle = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);
+        std::nth_element(all.begin(), middle, all.end());
+        return *middle;
+    }
+
+private:
+    std::deque<Clock::time_point> latest;
+};
+
+std::chrono::nanoseconds duration(std::int64_t samples) {
+    return std::chrono::nanoseconds(std::llround(static_cast<double>(samples) * 1e9 / rate));
+}
+
 // Writes sound without end, with a beep wherever the sample that is heard at one of the instants comes by.
 void beep(Clock::time_point first) {
     const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(rate), 1};
@@ -79,14 +106,15 @@ void beep(Clock::time_point first) {
     auto next = first;
     double position = -1; // of the beep, in samples; negative while there is none
     std::vector<float> samples(block);
-    while (!ended) {
+    Reckoning reckoning;
+    for (std::int64_t written = 0; !ended; written += block) {
         const auto latency = std::chrono::microseconds(pa_simple_get_latency(stream.get(), &error));
-        const auto heard = Clock::now() + latency;
+        reckoning.add(Clock::now() + latency - duration(written));
+        const auto heard = reckoning.begin() + duration(written);
         while (next + 1s < heard)
             next += period;
         for (std::size_t i = 0; i < block; ++i) {
-            const auto moment =
-                heard + std::chrono::nanoseconds(std::llround(static_cast<double>(i) * 1e9 / rate));
+            const auto moment = heard + duration(static_cast<std::int64_t>(i));
             if (position < 0 && moment >= next) {
                 position = 0;
                 next += period;
