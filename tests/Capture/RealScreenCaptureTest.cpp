@@ -99,30 +99,49 @@ TEST_F(RealScreenCaptureTest, recordsNoSoundUnlessItIsWanted) {
 }
 
 TEST_F(RealScreenCaptureTest, goesOnWithWhatIsLeft) {
+    enum class Microphone { works, isMissing, doesNotStart };
+    using enum Microphone;
     const struct {
-        bool microphone, computer;
+        Microphone microphone;
+        QString failing; // of the computer's sound
         SystemVersion system;
         std::int16_t expected;
-    } cases[] = {{true, false, {14, 2}, 8191}, {false, true, {14, 2}, 16'383}, {true, true, {14, 1}, 8191},
-        {false, false, {14, 2}, 0}};
+    } cases[] = {
+        {works, QStringLiteral("createProcessTap"), {14, 2}, 8191},
+        {works, QStringLiteral("createAggregateDevice"), {14, 2}, 8191},
+        {works, QStringLiteral("createIOProc"), {14, 2}, 8191},
+        {works, QStringLiteral("startDevice"), {14, 2}, 8191},
+        {works, {}, {14, 1}, 8191},
+        {isMissing, {}, {14, 2}, 16'383},
+        {doesNotStart, {}, {14, 2}, 16'383},
+        {isMissing, QStringLiteral("createProcessTap"), {14, 2}, 0},
+        {doesNotStart, QStringLiteral("startDevice"), {14, 2}, 0},
+    };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.failing.toStdString());
         system = c.system;
         capture.reset();
-        engine.format.channelCount = c.microphone ? 1 : 0;
+        engine.format.channelCount = c.microphone == isMissing ? 0 : 1;
+        engine.startError = c.microphone == doesNotStart
+                                ? std::make_exception_ptr(PlatformError(QStringLiteral("Test"), 1))
+                                : nullptr;
         hardware.failures.clear();
-        if (!c.computer)
-            hardware.failures[QStringLiteral("startDevice")] = 7;
+        if (!c.failing.isEmpty())
+            hardware.failures[c.failing] = 7;
         const auto before = written().size();
         start();
         EXPECT_EQ(capture->audioFile(), folder.path() / "t.m4a");
-        if (c.microphone)
-            engine.deliver(0.25F, 4800);
-        if (hardware.alive() > 0)
+        EXPECT_EQ(engine.hasTap(), c.microphone == works);
+        const bool plays = c.failing.isEmpty() && c.system >= SystemVersion{14, 2};
+        EXPECT_EQ(hardware.alive(), plays ? 3 : 0);
+        engine.deliver(0.25F, 4800);
+        if (plays) {
             playSystem(0.5F, 4800);
-        if (hardware.alive() > 0)
             hardware.waitForCallbacks();
+        }
         await(capture->stop());
         EXPECT_EQ(hardware.alive(), 0);
+        EXPECT_FALSE(engine.hasTap());
         const AudioFrame all = written();
         EXPECT_EQ(std::count(all.begin() + static_cast<std::ptrdiff_t>(before), all.end(), c.expected),
             c.expected == 0 ? 0 : 1600);
