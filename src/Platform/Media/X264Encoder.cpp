@@ -3,6 +3,7 @@
 #include "Platform/Media/LibavError.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -33,6 +34,20 @@ void setColours(x264_param_t& parameters) {
     parameters.vui.b_fullrange = 0;
 }
 
+// A key frame is what the frames after it are predicted from, where much moves. Where little changes, key
+// frames are most of what the file holds: there more than this would buy nothing that anybody sees, but a
+// finer search than the frames between have time for pays.
+constexpr int fastQuantizer = 19, quantizer = 18, keyFrameQuantizer = 17, stillKeyFrameQuantizer = 22;
+constexpr int keyFrameRefinement = 2;
+// Frames that follow each other faster than this are seen for a shorter time than others and cost more a
+// second.
+constexpr microseconds fastInterval = 25ms;
+
+// A distance of quantizers as the ratio of step sizes, which double every six.
+float factor(int quantizers) {
+    return static_cast<float>(std::exp2(quantizers / 6.0));
+}
+
 x264_param_t makeParameters(const VideoSettings& settings) {
     x264_param_t parameters;
     x264_param_default_preset(&parameters, "superfast", "zerolatency");
@@ -41,8 +56,8 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.i_csp = X264_CSP_I420;
     setColours(parameters);
 
-    // Frames keep their own times, but for the rate control each counts as one at the full rate: to measure
-    // how long a frame stands the encoder would hold it back until the next.
+    // Frames keep their own times, but the encoder is not to measure how long one stands: for that it would
+    // hold it back until the next.
     parameters.b_vfr_input = 0;
     parameters.i_fps_num = mostFramesPerSecond;
     parameters.i_fps_den = 1;
@@ -50,17 +65,21 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.i_timebase_den = timeBase.den;
     parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE; // frames do not count here, time does
 
-    parameters.rc.i_rc_method = X264_RC_CRF;
-    // Tuned for what screens show, at the preset's own speed. Adaptive quantisation takes from sharp edges,
-    // which is where text lives, and gives to flat areas; large transforms ring around letters; and a wide
-    // dead zone loses the small differences that scrolled text leaves, more with each frame.
-    parameters.rc.f_rf_constant = 20.8F;
-    parameters.rc.i_qp_min =
-        18; // where hardly anything moves the rate control would pay for what nobody sees
+    // Tuned for what screens show, at the preset's own speed. Each frame is told its quantizer, one for all
+    // of the picture: a rate control without lookahead has nothing to add to that, and adaptive quantisation
+    // takes from sharp edges, which is where text lives. Large transforms ring around letters; a wide dead
+    // zone and dropped coefficients lose the small differences that scrolled text and grain leave, more with
+    // each frame; and at quantizers as low as these there are no block edges for a deblocking filter to find.
+    parameters.rc.i_rc_method = X264_RC_CQP;
+    parameters.rc.i_qp_constant = quantizer;
+    parameters.rc.f_ip_factor = factor(quantizer - keyFrameQuantizer);
+    parameters.rc.f_pb_factor = factor(stillKeyFrameQuantizer - quantizer); // no more than sets the limit
     parameters.rc.i_aq_mode = X264_AQ_NONE;
+    parameters.b_deblocking_filter = 0;
     parameters.analyse.b_transform_8x8 = 0;
+    parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_I4x4;
-    parameters.analyse.i_luma_deadzone[0] = 12;
+    parameters.analyse.i_luma_deadzone[0] = 10;
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.b_psnr = 0;
     parameters.analyse.b_ssim = 0;
@@ -72,13 +91,6 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     x264_param_apply_profile(&parameters, "high");
     return parameters;
 }
-
-// A key frame is most of what a still screen's file holds, so it is worth a finer search than the frames
-// between have time for. Its quality is fixed where little changes: there the rate control would buy more
-// than anybody sees. Where much moves, what the key frame holds is what the frames after it are predicted
-// from.
-constexpr int keyFrameQuantizer = 22;
-constexpr int keyFrameRefinement = 2;
 
 // Parameter sets, as start-code separated units.
 std::vector<std::uint8_t> headers(x264_t* encoder) {
@@ -153,11 +165,15 @@ TrackDescription X264Encoder::open() {
 
 // The next frame may come as late as a still screen's does, so one that comes sooner than that before the end
 // of the interval is the last that can be sure to keep it.
-bool X264Encoder::isKeyFrameDue(microseconds time) {
-    if (lastKeyFrame && time - *lastKeyFrame <= keyFrameInterval - longestFrameInterval)
-        return false;
-    lastKeyFrame = time;
-    return true;
+bool X264Encoder::isKeyFrameDue(microseconds time) const {
+    return !lastKeyFrame || time - *lastKeyFrame > keyFrameInterval - longestFrameInterval;
+}
+
+int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
+    const bool isStill = blocks.count(0) < blocks.size() / 2;
+    if (isKeyFrame)
+        return isStill ? stillKeyFrameQuantizer : keyFrameQuantizer;
+    return time - lastFrame < fastInterval ? fastQuantizer : quantizer;
 }
 
 void X264Encoder::setRefinement(int refinement) {
@@ -176,14 +192,11 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
     x264_picture_t picture;
     x264_picture_init(&picture);
     picture.i_pts = time.count();
-    if (isKeyFrameDue(time)) {
-        picture.i_type = X264_TYPE_IDR;
-        if (blocks.count(0) < blocks.size() / 2)
-            picture.i_qpplus1 = keyFrameQuantizer + 1;
-        setRefinement(keyFrameRefinement);
-    } else {
-        setRefinement(usualRefinement);
-    }
+    const bool isKeyFrame = isKeyFrameDue(time);
+    picture.i_type = isKeyFrame ? X264_TYPE_IDR : X264_TYPE_AUTO;
+    picture.i_qpplus1 = quantizerFor(isKeyFrame, time) + 1;
+    setRefinement(isKeyFrame ? keyFrameRefinement : usualRefinement);
+    lastFrame = time;
     picture.img.i_csp = X264_CSP_I420;
     picture.img.i_plane = 3;
     for (int plane = 0; plane < 3; ++plane) {

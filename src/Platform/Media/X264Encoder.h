@@ -34,7 +34,8 @@ private:
     static void collect(void* self, int level, const char* format, va_list arguments);
     PlatformError failure();
     void setRefinement(int refinement);
-    bool isKeyFrameDue(std::chrono::microseconds time);
+    bool isKeyFrameDue(std::chrono::microseconds time) const;
+    int quantizerFor(bool isKeyFrame, std::chrono::microseconds time) const;
 
     const VideoSettings settings;
     std::unique_ptr<x264_t, Close> encoder;
@@ -42,6 +43,7 @@ private:
     int usualRefinement = 0; // what the preset searches with
     int currentRefinement = 0;
     std::optional<std::chrono::microseconds> lastKeyFrame;
+    std::chrono::microseconds lastFrame{};
     QStringList reported; // the encoder's own words on its last failure
 };
 
