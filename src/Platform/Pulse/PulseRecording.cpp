@@ -15,7 +15,8 @@ constexpr auto fragment = 20ms;     // the server's default is up to two seconds
 constexpr auto tickInterval = 50ms; // of looking after a stream that does not deliver
 constexpr auto stallTime = 500ms;   // a running stream that has been silent for so long has lost something
 constexpr auto retryInterval = 300ms;
-constexpr auto timingPatience = 150ms; // how long the first block waits for the server's word on its age
+constexpr auto timingInterval = 100ms; // of asking the server how old what it sends is
+constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
 
 QString text(int error) {
     return QString::fromUtf8(pa_strerror(error));
@@ -33,7 +34,7 @@ struct PulseRecording::Callbacks {
             recording.streamLost();
     }
     static void read(pa_stream*, std::size_t, void* self) { static_cast<PulseRecording*>(self)->read(); }
-    static void latency(pa_stream*, void* self) { static_cast<PulseRecording*>(self)->read(); }
+    static void latency(pa_stream*, void* self) { static_cast<PulseRecording*>(self)->timingKnown(); }
 };
 
 PulseRecording::PulseRecording(
@@ -124,16 +125,17 @@ void PulseRecording::record(const RecordingDevice& found) {
         pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &description.spec));
     // A server that may move the stream would move it to the default source when a sink with its monitor
     // goes.
-    const auto flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
-                       PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE;
-    streamStart = lastArrival = Clock::now();
+    // The library's own interpolation between the server's answers is off by tens of milliseconds for seconds
+    // after any irregularity.
+    const auto flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE;
+    lastArrival = Clock::now();
     if (pa_stream_connect_record(
             stream.get(), device.c_str(), &attributes, static_cast<pa_stream_flags_t>(flags)) < 0)
         streamLost();
 }
 
 void PulseRecording::streamReady() {
-    streamStart = lastArrival = Clock::now();
+    lastArrival = Clock::now();
     interrupted = false;
     report(0);
 }
@@ -150,7 +152,9 @@ void PulseRecording::streamLost() {
 
 void PulseRecording::closeStream() {
     device.clear();
-    stalled = false;
+    stalled = timingAsked = false;
+    timing.reset();
+    waitingSince.reset();
     timeline.interrupt();
     if (!stream)
         return;
@@ -169,23 +173,45 @@ void PulseRecording::report(int error) {
                       .arg(QString::fromUtf8(description.name), text(error)));
 }
 
+void PulseRecording::timingKnown() {
+    timingAsked = false;
+    timing = Clock::now();
+    read();
+}
+
+// Of the next frame to be read: its age by the server's last answer, at the moment of that answer.
+std::optional<PulseRecording::Clock::time_point> PulseRecording::captureTime() const {
+    pa_usec_t latency = 0;
+    int negative = 0; // it was recorded after the answer; or a monitor hands out what is yet to be heard
+    if (!timing || pa_stream_get_latency(stream.get(), &latency, &negative) != 0)
+        return std::nullopt;
+    const std::chrono::microseconds age(latency);
+    return negative != 0 ? *timing + age : *timing - age;
+}
+
+void PulseRecording::askForTiming(Clock::time_point now) {
+    if (!stream || pa_stream_get_state(stream.get()) != PA_STREAM_READY || timingAsked ||
+        now - timing.value_or(Clock::time_point{}) < timingInterval)
+        return;
+    const Operation operation(pa_stream_update_timing_info(stream.get(), nullptr, nullptr));
+    timingAsked = operation != nullptr;
+}
+
 void PulseRecording::read() {
     if (!stream || pa_stream_readable_size(stream.get()) == 0)
         return;
     const auto now = Clock::now();
-    pa_usec_t latency = 0;
-    int negative = 0; // a monitor hands out what is yet to be heard
-    std::chrono::microseconds age = fragment;
-    if (pa_stream_get_latency(stream.get(), &latency, &negative) == 0)
-        age = std::chrono::microseconds(
-            negative != 0 ? -static_cast<std::int64_t>(latency) : static_cast<std::int64_t>(latency));
-    else if (now - lastArrival < timingPatience)
+    const auto first = captureTime();
+    if (!first && now - waitingSince.value_or(now) < timingPatience) {
+        waitingSince = waitingSince.value_or(now);
         return; // it comes within a round trip, and this again with it
+    }
+    waitingSince.reset();
     if (std::exchange(stalled, false))
         timeline.interrupt();
     lastArrival = now;
 
-    auto captured = now - age;
+    auto captured = first.value_or(now - fragment);
     const std::size_t frameBytes = pa_frame_size(&description.spec);
     std::vector<float> hole;
     while (pa_stream_readable_size(stream.get()) > 0) {
@@ -208,9 +234,12 @@ void PulseRecording::read() {
 // While nothing comes, silence does.
 void PulseRecording::tick() {
     const auto now = Clock::now();
+    askForTiming(now);
     if (!stream || now - lastArrival > stallTime) {
-        if (stream && !std::exchange(stalled, true))
+        if (stream && !std::exchange(stalled, true)) {
             timeline.interrupt();
+            timing.reset(); // it says nothing of what comes after
+        }
         if (running)
             timeline.fill(now);
     }

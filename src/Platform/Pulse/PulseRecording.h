@@ -4,6 +4,7 @@
 #include "SoundTimeline.h"
 
 #include <memory>
+#include <optional>
 
 namespace tavro::pulse {
 
@@ -43,6 +44,9 @@ private:
     void streamLost();
     void closeStream();
     void report(int error);
+    void timingKnown();
+    std::optional<Clock::time_point> captureTime() const;
+    void askForTiming(Clock::time_point now);
     void read();
     void tick();
 
@@ -54,11 +58,13 @@ private:
     std::string device;     // that the stream records; empty for none
     bool searching = false; // the server has been asked for the device
     bool changed = false;   // ... and its answer may be old
-    Clock::time_point streamStart;
     Clock::time_point lastArrival;
-    bool running = false;     // the origin is known
-    bool stalled = false;     // the stream is there but delivers nothing
-    bool interrupted = false; // the user has been told
+    std::optional<Clock::time_point> timing;       // when the server last told the stream's timing
+    bool timingAsked = false;                      // and has not answered
+    std::optional<Clock::time_point> waitingSince; // blocks wait for the timing
+    bool running = false;                          // the origin is known
+    bool stalled = false;                          // the stream is there but delivers nothing
+    bool interrupted = false;                      // the user has been told
     std::shared_ptr<int> alive = std::make_shared<int>();
 };
 
