@@ -10,15 +10,9 @@ namespace tavro {
 
 namespace {
 
-// A source whose line stands still for longer than this has broken its promise; the other goes on without it.
+// A source whose line stands still for longer than this has broken its promise; the other goes on without it,
+// and what comes too late is left out, so that the two stay together.
 constexpr auto patience = static_cast<std::size_t>(audioFrameRate);
-
-AudioFrame takeFront(AudioFrame& samples, std::size_t count) {
-    const auto end = samples.begin() + static_cast<std::ptrdiff_t>(std::min(count, samples.size()));
-    AudioFrame front(samples.begin(), end);
-    samples.erase(samples.begin(), end);
-    return front;
-}
 
 } // namespace
 
@@ -28,8 +22,11 @@ void SourcePairing::add(Source source, const AudioFrame& frame) {
     std::unique_lock lock(mutex);
     if (closed)
         return;
-    AudioFrame& samples = line(source).samples;
-    samples.insert(samples.end(), frame.begin(), frame.end());
+    Line& receiver = line(source);
+    const std::size_t late = std::min(receiver.replaced, frame.size());
+    receiver.replaced -= late;
+    receiver.samples.insert(
+        receiver.samples.end(), frame.begin() + static_cast<std::ptrdiff_t>(late), frame.end());
     handOver(lock);
 }
 
@@ -44,7 +41,7 @@ void SourcePairing::begin(Source source, std::chrono::nanoseconds sinceTakeBegan
 
 void SourcePairing::leaveOut(Source source) {
     std::unique_lock lock(mutex);
-    line(source) = {.known = true, .present = false, .samples = {}};
+    line(source) = {.known = true, .present = false, .samples = {}, .replaced = 0};
     handOver(lock);
 }
 
@@ -79,12 +76,19 @@ void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
 
 SourcePairing::Pair SourcePairing::takePair() {
     const std::size_t length = pairLength();
-    Pair pair{takeFront(lines[0].samples, length), takeFront(lines[1].samples, length)};
-    if (lines[0].present && lines[1].present) { // also where one has fallen behind for too long
-        pair.microphone.resize(length, 0);
-        pair.system.resize(length, 0);
+    return {takeFront(lines[0], length), takeFront(lines[1], length)};
+}
+
+AudioFrame SourcePairing::takeFront(Line& from, std::size_t count) const {
+    const std::size_t there = std::min(count, from.samples.size());
+    const auto end = from.samples.begin() + static_cast<std::ptrdiff_t>(there);
+    AudioFrame front(from.samples.begin(), end);
+    from.samples.erase(from.samples.begin(), end);
+    if (from.present) { // and has fallen behind for too long, where it has less
+        front.resize(count, 0);
+        from.replaced += count - there;
     }
-    return pair;
+    return front;
 }
 
 std::size_t SourcePairing::pairLength() const {

@@ -50,6 +50,7 @@ private:
         bool known = false;
         bool present = false;
         AudioFrame samples;
+        std::size_t replaced = 0; // samples that did not come in time: silence went in their place
     };
     struct Pair {
         AudioFrame microphone;
@@ -60,6 +61,7 @@ private:
     Line& line(Source source) { return lines[source == Source::microphone ? 0 : 1]; }
     void handOver(std::unique_lock<std::mutex>& lock);
     Pair takePair();
+    AudioFrame takeFront(Line& from, std::size_t count) const;
     std::size_t pairLength() const;
 
     const Handler handler;

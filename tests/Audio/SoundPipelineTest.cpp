@@ -356,6 +356,13 @@ TEST(SourcePairing, doesNotWaitForeverForASourceThatFellSilent) {
         p.pairing.add(Source::microphone, AudioFrame(1600, 5));
     EXPECT_EQ(p.all(true), AudioFrame(2 * 16'000, 5));
     EXPECT_EQ(p.all(false), AudioFrame(2 * 16'000, 0));
+    // It comes to itself: what was not waited for is left out, and the rest is where it belongs.
+    p.pairing.add(Source::system, AudioFrame(2 * 16'000, 7));
+    p.pairing.add(Source::system, AudioFrame(16'000, 8));
+    EXPECT_EQ(p.all(true), AudioFrame(3 * 16'000, 5));
+    AudioFrame expected(2 * 16'000, 0);
+    expected.resize(3 * 16'000, 8);
+    EXPECT_EQ(p.all(false), expected);
 }
 
 TEST(SourcePairing, endsAlsoWhereItsReceiverFails) {

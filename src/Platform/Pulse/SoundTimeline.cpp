@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 constexpr auto placingTime = 200ms; // held back to place a stream
 constexpr auto fillReserve =
     100ms; // silence stays this far behind, so that a stream that returns meets no filled line
-constexpr auto gapWindow = 300ms; // blocks of this length must agree on a gap
+constexpr auto gapWindow = 300ms; // blocks of this length must agree on a gap or a surplus
 constexpr auto gapLength = 80ms;  // shorter ones are jitter
 constexpr auto averaging = 20s;
 constexpr auto averageMature = 30s;
@@ -62,7 +62,7 @@ void SoundTimeline::add(std::span<const float> frames, Clock::time_point capture
         return;
     if (!placing) {
         follow(frames.size() / channels, captured);
-        emitCorrected(frames);
+        emitCorrected(withoutSurplus(frames));
         return;
     }
     places.push_back(framesAt(captured) - static_cast<double>(held.size() / channels));
@@ -94,6 +94,7 @@ void SoundTimeline::place() {
     average = 0;
     followed = 0;
     correction = 0;
+    surplus = 0;
     emitSilence(gap);
     const std::size_t late = gap < 0 ? static_cast<std::size_t>(-gap) * channels : 0;
     emitFrames(std::span(frames).subspan(std::min(late, frames.size())));
@@ -102,16 +103,22 @@ void SoundTimeline::place() {
 }
 
 void SoundTimeline::follow(std::size_t frames, Clock::time_point captured) {
+    if (surplus > 0)
+        return;
     const double late = framesAt(captured) - static_cast<double>(emittedFrames);
-    recent.push_back({captured, late});
-    while (captured - recent.front().captured > gapWindow)
+    followed += static_cast<std::int64_t>(frames);
+    recent.push_back({followed, late});
+    while (followed - recent.front().followed > framesIn(gapWindow))
         recent.pop_front();
 
-    // A gap is what even the earliest of the last blocks came behind the line, all of them agreeing.
-    const auto least = std::ranges::min(recent, {}, &Lateness::frames).frames;
-    const bool enough = recent.size() > 3 && captured - recent.front().captured > gapWindow * 2 / 3;
-    if (enough && least > static_cast<double>(framesIn(gapLength))) {
-        emitSilence(std::llround(least));
+    // A gap is what even the earliest of the last blocks came behind the line, all of them agreeing; a
+    // surplus is what the line is ahead of even the latest.
+    const auto [least, most] = std::ranges::minmax(recent, {}, &Lateness::frames);
+    const bool enough = recent.size() > 3 && followed - recent.front().followed > framesIn(gapWindow) * 2 / 3;
+    const auto limit = static_cast<double>(framesIn(gapLength));
+    if (enough && (least.frames > limit || most.frames < -limit)) {
+        emitSilence(std::llround(least.frames));
+        surplus = std::max(std::llround(-most.frames), 0LL);
         recent.clear();
         return;
     }
@@ -119,12 +126,17 @@ void SoundTimeline::follow(std::size_t frames, Clock::time_point captured) {
     const auto length = static_cast<double>(frames) / rate;
     const double share = length / std::chrono::duration<double>(averaging).count();
     average += (late - static_cast<double>(correction) - average) * std::min(share, 1.0);
-    followed += static_cast<std::int64_t>(frames);
     if (correction == 0 && followed > framesIn(averageMature) &&
         std::abs(average) > static_cast<double>(framesIn(driftLimit))) {
         correction = std::llround(average);
         average = 0;
     }
+}
+
+std::span<const float> SoundTimeline::withoutSurplus(std::span<const float> frames) {
+    const auto left = std::min(surplus, static_cast<std::int64_t>(frames.size() / channels));
+    surplus -= left;
+    return frames.subspan(static_cast<std::size_t>(left) * channels);
 }
 
 // Adds the mean of two neighbours, or leaves one frame out, at most every 10 ms.

@@ -16,13 +16,14 @@ namespace tavro::pulse {
 ///
 /// Where a block belongs is told by the moment at which its first frame was at the device, as the server
 /// reckons it. One such reckoning may be off by a cycle of the server, so none is trusted alone:
-///  - at a stream's beginning a fifth of a second is held back, and the median of its blocks' moments places
-///  it;
-///  - afterwards only a gap that a third of a second of blocks agree on is filled;
-///  - the rest is drift between the device's clock and ours. Crystals differ by up to 50 millionths or so, 30
-///  ms in
-///    ten minutes, which would be heard; so its long average is kept within 8 ms by adding or leaving out
-///    single frames, at most one in 10 ms (0.2 % of pitch at worst, for as long as it takes).
+///  - at a stream's beginning a fifth of a second is held back, and the median of its blocks' moments
+///    places it;
+///  - afterwards only a gap that a third of a second of blocks agree on is filled, and only a surplus that
+///  they
+///    agree on is left out (a server that hung may be wrong about the first that it hands out);
+///  - the rest is drift between the device's clock and ours. Crystals differ by up to 50 millionths or so,
+///    30 ms in ten minutes, which would be heard; so its long average is kept within 8 ms by adding or
+///    leaving out single frames, at most one in 10 ms (0.2 % of pitch at worst, for as long as it takes).
 class SoundTimeline {
 public:
     using Clock = std::chrono::steady_clock;
@@ -47,6 +48,7 @@ public:
 private:
     void place();
     void follow(std::size_t frames, Clock::time_point captured);
+    std::span<const float> withoutSurplus(std::span<const float> frames);
     void emitCorrected(std::span<const float> frames);
     void emitFrames(std::span<const float> frames);
     void emitSilence(std::int64_t frames);
@@ -66,10 +68,11 @@ private:
 
     // Afterwards.
     struct Lateness {
-        Clock::time_point captured;
-        double frames; // how far the line is behind the wall clock
+        std::int64_t followed; // by then
+        double frames;         // how far the line is behind the wall clock
     };
     std::deque<Lateness> recent;
+    std::int64_t surplus = 0;         // frames still to be left out, all at once
     double average = 0;               // of the lateness, over some twenty seconds
     std::int64_t followed = 0;        // frames since the stream was placed
     std::int64_t correction = 0;      // frames still to be added (or, negative, left out)

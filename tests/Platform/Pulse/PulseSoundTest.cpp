@@ -51,6 +51,15 @@ void service(const char* action) {
         {QStringLiteral(TAVRO_DESKTOP_TOOL), QString::fromLatin1(action), soundService()});
 }
 
+// To each of the service's processes.
+void signalService(int number) {
+    const auto file = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString()) /
+                      (soundService().toStdString() + ".pid");
+    for (const QByteArray& line : test::readFile(file).split('\n'))
+        if (const int process = line.toInt(); process > 0)
+            kill(process, number);
+}
+
 // Plays mono floats into a sink, for as long as it lives or the sound lasts.
 class Player {
 public:
@@ -316,6 +325,25 @@ TEST(PulseSound, outlivesTheServer) {
     EXPECT_TRUE(toneArrives(recording.microphone));
     recording.system.expectOnTime();
     recording.microphone.expectOnTime();
+}
+
+TEST(PulseSound, outlivesAServerThatHangs) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startMicrophone();
+    recording.startSystem();
+    const Player player(QStringLiteral("speakers"), tone());
+    ASSERT_TRUE(toneArrives(recording.system));
+    signalService(SIGSTOP);
+    EXPECT_TRUE(silenceArrives(recording.system)) << "the line stands still with the server";
+    EXPECT_TRUE(silenceArrives(recording.microphone));
+    signalService(SIGCONT);
+    EXPECT_TRUE(toneArrives(recording.system));
+    // It may first take what has waited for what is heard now; not for long.
+    for (Line* line : {&recording.system, &recording.microphone}) {
+        EXPECT_TRUE(waitUntil([&] { return line->elapsed() - line->seconds() > -0.03; }, 20s));
+        line->expectOnTime();
+    }
 }
 
 TEST(PulseSound, startsAndStopsAgainAndAgain) {

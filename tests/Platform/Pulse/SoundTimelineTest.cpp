@@ -110,6 +110,19 @@ TEST(SoundTimeline, doesNotHearTwiceWhatCameTooLate) {
     EXPECT_NEAR(static_cast<double>(device.line.emitted()) / rate, 8, 0.03);
 }
 
+// A server that was stopped and takes the first of what it hands out for new.
+TEST(SoundTimeline, isNotAheadForLongWhereABeginningWasPlacedTooLate) {
+    Device device;
+    device.play(2);
+    device.line.interrupt();
+    device.line.fill(Clock::time_point{} + seconds(3));
+    device.reckoning = 1;
+    device.play(0.3);
+    device.reckoning = 0;
+    device.play(2);
+    EXPECT_NEAR(device.lateness(), 0, 0.005);
+}
+
 TEST(SoundTimeline, followsADeviceWhoseClockRunsWrong) {
     for (const double wrong : {-200e-6, -50e-6, 50e-6, 200e-6}) {
         Device device;
