@@ -262,6 +262,8 @@ set-default-source mic
         self.spawn("pipewire", ["pipewire"])
         wait_for(lambda: succeeds("pw-cli", "info", "0"), "PipeWire")
         self.spawn("pipewire", ["wireplumber"])
+        # It fails to start when somebody else, such as a client, makes this folder at the same moment.
+        pathlib.Path(os.environ["XDG_RUNTIME_DIR"], "pulse").mkdir(mode=0o700, exist_ok=True)
         self.spawn("pipewire", ["pipewire-pulse"])
         wait_for(lambda: "micfeed" in output_of("pactl", "list", "short", "sinks"), "PipeWire's sinks")
         remap = ["module-remap-source", "master=micfeed.monitor", "source_name=mic", "channels=1", "channel_map=mono"]

@@ -179,14 +179,17 @@ void PulseRecording::timingKnown() {
     read();
 }
 
-// Of the next frame to be read: its age by the server's last answer, at the moment of that answer.
-std::optional<PulseRecording::Clock::time_point> PulseRecording::captureTime() const {
+// Of the next frame to be read: its age by the server's last answer, at the moment of that answer. A server
+// that hung may miscount for good and tell of sound seconds ahead; but none is newer than what the sink
+// holds.
+std::optional<PulseRecording::Clock::time_point> PulseRecording::captureTime(Clock::time_point now) const {
     pa_usec_t latency = 0;
     int negative = 0; // it was recorded after the answer; or a monitor hands out what is yet to be heard
     if (!timing || pa_stream_get_latency(stream.get(), &latency, &negative) != 0)
         return std::nullopt;
     const std::chrono::microseconds age(latency);
-    return negative != 0 ? *timing + age : *timing - age;
+    const std::chrono::microseconds held(pa_stream_get_timing_info(stream.get())->sink_usec);
+    return std::min(negative != 0 ? *timing + age : *timing - age, now + held);
 }
 
 void PulseRecording::askForTiming(Clock::time_point now) {
@@ -201,7 +204,7 @@ void PulseRecording::read() {
     if (!stream || pa_stream_readable_size(stream.get()) == 0)
         return;
     const auto now = Clock::now();
-    const auto first = captureTime();
+    const auto first = captureTime(now);
     if (!first && now - waitingSince.value_or(now) < timingPatience) {
         waitingSince = waitingSince.value_or(now);
         return; // it comes within a round trip, and this again with it

@@ -45,7 +45,7 @@ private:
     void closeStream();
     void report(int error);
     void timingKnown();
-    std::optional<Clock::time_point> captureTime() const;
+    std::optional<Clock::time_point> captureTime(Clock::time_point now) const;
     void askForTiming(Clock::time_point now);
     void read();
     void tick();
