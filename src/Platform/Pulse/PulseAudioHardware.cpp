@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t channels = 2;
 constexpr std::uint32_t rate = 48'000;
-constexpr std::size_t callbackFrames = 480; // 10 ms
+constexpr std::size_t callbackFrames = 960; // 20 ms
 
 // One I/O callback: a copy of the frames goes with it, so nothing is shared with the client's thread.
 void callBack(SerialQueue& queue, const std::shared_ptr<const AudioHardware::IOProc>& callback,

@@ -15,7 +15,7 @@ constexpr auto fragment = 20ms;     // the server's default is up to two seconds
 constexpr auto tickInterval = 50ms; // of looking after a stream that does not deliver
 constexpr auto stallTime = 500ms;   // a running stream that has been silent for so long has lost something
 constexpr auto retryInterval = 300ms;
-constexpr auto timingInterval = 100ms; // of asking the server how old what it sends is
+constexpr auto timingInterval = 200ms; // of asking the server how old what it sends is
 constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
 
 QString text(int error) {
