@@ -2,6 +2,7 @@
 
 #include "Platform/Media/LibavError.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -35,13 +36,18 @@ void setColours(x264_param_t& parameters) {
 }
 
 // A key frame is what the frames after it are predicted from, where much moves. Where little changes, key
-// frames are most of what the file holds: there more than this would buy nothing that anybody sees, but a
-// finer search than the frames between have time for pays.
+// frames are most of what the file holds: there more than this would buy nothing that anybody sees.
 constexpr int fastQuantizer = 19, quantizer = 18, keyFrameQuantizer = 17, stillKeyFrameQuantizer = 22;
-constexpr int keyFrameRefinement = 2;
 // Frames that follow each other faster than this are seen for a shorter time than others and cost more a
 // second.
 constexpr microseconds fastInterval = 25ms;
+
+// A film over all of the screen would make a file nobody wants to upload. Beyond this many bytes a second,
+// measured over about half a second, coarser quantizers take back two thirds of the excess.
+constexpr double unrestrainedRate = 2e6;
+constexpr double rateMemory = 0.5; // seconds
+constexpr double quantizersPerHalving = 6, restraint = 4;
+constexpr int mostRestraint = 16;
 
 // A distance of quantizers as the ratio of step sizes, which double every six.
 float factor(int quantizers) {
@@ -73,13 +79,21 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = quantizer;
     parameters.rc.f_ip_factor = factor(quantizer - keyFrameQuantizer);
-    parameters.rc.f_pb_factor = factor(stillKeyFrameQuantizer - quantizer); // no more than sets the limit
+    parameters.rc.f_pb_factor = factor(mostRestraint + 1); // only a limit: there are no frames of that kind
     parameters.rc.i_aq_mode = X264_AQ_NONE;
     parameters.b_deblocking_filter = 0;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_I4x4;
     parameters.analyse.i_luma_deadzone[0] = 10;
+    parameters.analyse.i_chroma_qp_offset = 1; // grain in the colours is the first that nobody misses
+    // With so few partitions a wide search is cheap, and what scrolls moves further than a narrow one looks.
+    parameters.analyse.i_me_method = X264_ME_UMH;
+    parameters.analyse.i_subpel_refine = 2;
+    // Nothing looks for cuts and fades: a block that nothing predicts is coded by itself anyway, and the
+    // search would take a smaller copy of each picture.
+    parameters.i_scenecut_threshold = 0;
+    parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.b_psnr = 0;
     parameters.analyse.b_ssim = 0;
@@ -137,7 +151,6 @@ PlatformError X264Encoder::failure() {
 
 TrackDescription X264Encoder::open() {
     x264_param_t parameters = makeParameters(settings);
-    usualRefinement = currentRefinement = parameters.analyse.i_subpel_refine;
     parameters.pf_log = collect;
     parameters.p_log_private = this;
     parameters.i_log_level = X264_LOG_ERROR;
@@ -173,17 +186,20 @@ int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
     const bool isStill = blocks.count(0) < blocks.size() / 2;
     if (isKeyFrame)
         return isStill ? stillKeyFrameQuantizer : keyFrameQuantizer;
-    return time - lastFrame < fastInterval ? fastQuantizer : quantizer;
+    return (time - lastFrame < fastInterval ? fastQuantizer : quantizer) + restrained();
 }
 
-void X264Encoder::setRefinement(int refinement) {
-    if (std::exchange(currentRefinement, refinement) == refinement)
-        return;
-    x264_param_t parameters;
-    x264_encoder_parameters(encoder.get(), &parameters);
-    parameters.analyse.i_subpel_refine = refinement;
-    if (x264_encoder_reconfig(encoder.get(), &parameters) < 0)
-        throw failure();
+int X264Encoder::restrained() const {
+    if (freeRate <= unrestrainedRate)
+        return 0;
+    return std::min(static_cast<int>(restraint * std::log2(freeRate / unrestrainedRate)), mostRestraint);
+}
+
+// What the frame would have taken without restraint.
+void X264Encoder::noteSize(int bytes, microseconds interval) {
+    const double seconds = std::chrono::duration<double>(std::max(interval, microseconds(1))).count();
+    const double rate = bytes / seconds * std::exp2(restrained() / quantizersPerHalving);
+    freeRate += (rate - freeRate) * (1 - std::exp(-seconds / rateMemory));
 }
 
 libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, const Damage& damage) {
@@ -195,8 +211,6 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
     const bool isKeyFrame = isKeyFrameDue(time);
     picture.i_type = isKeyFrame ? X264_TYPE_IDR : X264_TYPE_AUTO;
     picture.i_qpplus1 = quantizerFor(isKeyFrame, time) + 1;
-    setRefinement(isKeyFrame ? keyFrameRefinement : usualRefinement);
-    lastFrame = time;
     picture.img.i_csp = X264_CSP_I420;
     picture.img.i_plane = 3;
     for (int plane = 0; plane < 3; ++plane) {
@@ -211,6 +225,10 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
     const int size = x264_encoder_encode(encoder.get(), &units, &count, &picture, &encoded);
     if (size <= 0)
         throw failure();
+
+    if (!isKeyFrame)
+        noteSize(size, time - lastFrame);
+    lastFrame = time;
 
     libav::Packet packet(av_packet_alloc());
     libav::check(av_new_packet(packet.get(), size));

@@ -33,17 +33,17 @@ private:
     };
     static void collect(void* self, int level, const char* format, va_list arguments);
     PlatformError failure();
-    void setRefinement(int refinement);
     bool isKeyFrameDue(std::chrono::microseconds time) const;
     int quantizerFor(bool isKeyFrame, std::chrono::microseconds time) const;
+    int restrained() const;
+    void noteSize(int bytes, std::chrono::microseconds interval);
 
     const VideoSettings settings;
     std::unique_ptr<x264_t, Close> encoder;
     MacroblockMap blocks;
-    int usualRefinement = 0; // what the preset searches with
-    int currentRefinement = 0;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     std::chrono::microseconds lastFrame{};
+    double freeRate = 0;  // bytes a second that the frames of late would take without restraint
     QStringList reported; // the encoder's own words on its last failure
 };
 

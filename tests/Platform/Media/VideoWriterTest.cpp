@@ -25,10 +25,10 @@ class VideoWriterTest : public ::testing::Test {
 protected:
     void SetUp() override { open("take.mp4"); }
 
-    void open(const std::string& name) {
+    void open(const std::string& name, VideoSettings settings = {width, height}) {
         file = folder.path() / name;
         writer = factory->makeAssetWriter(file, FileType::mpeg4);
-        input = writer->addVideoInput({width, height});
+        input = writer->addVideoInput(settings);
         ASSERT_TRUE(input);
     }
 
@@ -125,6 +125,32 @@ TEST_F(VideoWriterTest, WhatIsNotDamagedStaysAsItWas) {
     for (std::size_t i = 0; i < pictures.size(); ++i)
         EXPECT_LT(meanDifference(pictures[i].planes[0], painted[i]), first + 0.5) << "picture " << i;
     EXPECT_LT(first, 4);
+}
+
+TEST_F(VideoWriterTest, AFilmOverAllOfTheScreenIsHeldInSizeAndLeavesNoMark) {
+    constexpr int columns = 1280, rows = 720, pages = 4, filmFrames = 120;
+    Canvas screen(columns, rows);
+    const auto record = [&](int count, microseconds interval, microseconds from) {
+        for (int i = 0; i < count; ++i) {
+            screen.writeText({0, 0, columns, rows}, static_cast<std::uint32_t>(from.count() + i));
+            append(screen.take(from + interval * i));
+        }
+    };
+    open("pages.mp4", {columns, rows});
+    start(0us);
+    record(pages, 500ms, 0s);
+    finish();
+    const auto calm = std::filesystem::file_size(file) / pages;
+
+    open("film.mp4", {columns, rows});
+    start(0us);
+    record(filmFrames, 16'667us, 0s);
+    record(pages, 1s, 3s);
+    finish();
+    EXPECT_LT(std::filesystem::file_size(file), calm * (filmFrames + pages) * 2 / 3);
+    const auto pictures = decodePictures(file);
+    ASSERT_EQ(pictures.size(), filmFrames + pages);
+    EXPECT_LT(meanDifference(pictures.back().planes[0], screen.planes()[0]), 4);
 }
 
 TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
