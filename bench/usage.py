@@ -25,3 +25,12 @@ def resident_mb(pid):
         if line.startswith("VmRSS:"):
             return int(line.split()[1]) / 1024
     raise RuntimeError("no VmRSS")
+
+
+def wait_for(condition, what, process, seconds=30):
+    """Until the condition holds, as long as the process runs."""
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if process.poll() is not None or time.monotonic() > deadline:
+            raise RuntimeError(f"{what} did not come")
+        time.sleep(0.01)

@@ -86,6 +86,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         if (controlModel)
             controlModel->setLevel(static_cast<float>(level));
     });
+    capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
     wizard = std::make_unique<OnboardingWizard>(
         OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
     wizard->presentIfNeeded();
@@ -118,6 +119,13 @@ void AppDelegate::buildBackend() {
     }
     backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
+}
+
+void AppDelegate::startedAgain() {
+    if (controlPanel)
+        controlPanel->takeFocus();
+    else
+        showSetup();
 }
 
 void AppDelegate::showSetup() {

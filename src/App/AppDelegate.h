@@ -38,6 +38,9 @@ public:
     AppDelegate& operator=(const AppDelegate&) = delete;
 
     void applicationDidFinishLaunching();
+    /// The user started the program although it runs. While a take does, they look for its bar, which gets
+    /// the keyboard: a new session could not begin, and its window would only get into the picture.
+    void startedAgain();
 
     /// Backend and session anew, as the settings and the keychain are now. While a session is in progress:
     /// once it has ended.

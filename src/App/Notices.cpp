@@ -14,6 +14,14 @@ void Notices::beginFailed(const ErrorDescription& error) {
     tell(QStringLiteral("The recording did not start"), error.localizedDescription, true);
 }
 
+void Notices::writingFailed(const ErrorDescription& error) {
+    tell(QStringLiteral("The recording has stopped"),
+        error.localizedDescription + QStringLiteral(
+                                         "\nWhat was recorded until now is kept. Finish the session, "
+                                         "or restart it once this is mended."),
+        true);
+}
+
 void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept) {
     const QString summary = QStringLiteral("The recording was not uploaded");
     if (!kept)

@@ -19,6 +19,8 @@ public:
 
     void beginFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.
+    /// During a take: what is kept is what was recorded so far.
+    void writingFailed(const ErrorDescription& error);
     void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
     void deleteFailed(const ErrorDescription& error);
     void savedLocally(const std::filesystem::path& video);

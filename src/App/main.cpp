@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
             (controller->*request)();
     };
     SingleInstance instance({
-        .activate = [&] { ask(&AppDelegate::showSetup); },
+        .activate = [&] { ask(&AppDelegate::startedAgain); },
         .action =
             [&](const QString& name) {
                 if (name == u"new-session")

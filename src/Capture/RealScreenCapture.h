@@ -42,6 +42,10 @@ public:
     /// Called 20 times a second on the main thread while sound is recorded, with the level of the mixed
     /// sound, 0 to 1.
     void setLevelHandler(LevelHandler handler) { onLevel = std::move(handler); }
+    /// Called once a take, on the main thread, when its picture can no longer be written.
+    void setFailureHandler(std::function<void(std::exception_ptr reason)> handler) {
+        recorder.onWritingFailed = std::move(handler);
+    }
     /// Of the running take, or of the last one.
     StreamStatistics statistics() const { return recorder.statistics(); }
 

@@ -133,8 +133,18 @@ void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
         sessionStarted = true;
         beginWith(*frame);
     }
-    if (videoInput->append(frame)) // a busy input drops it
+    if (videoInput->append(frame))
         writtenFrame = frame;
+    else // a busy input drops it, one that failed drops all
+        tellWhenWritingFailed();
+}
+
+void ScreenRecorder::tellWhenWritingFailed() {
+    if (toldOfFailure || writer->status() != AssetWriter::Status::failed)
+        return;
+    toldOfFailure = true;
+    if (onWritingFailed)
+        onWritingFailed(writer->error());
 }
 
 QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
@@ -183,6 +193,7 @@ void ScreenRecorder::dropWriter() {
     videoInput.reset();
     writer.reset();
     sessionStarted = false;
+    toldOfFailure = false;
     writtenFrame.reset();
 }
 

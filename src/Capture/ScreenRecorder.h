@@ -8,6 +8,7 @@
 #include <qcoro/qcorotask.h>
 
 #include <chrono>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -43,6 +44,10 @@ public:
     /// While set, frames are not written where this object writes the file.
     bool isPaused = false;
 
+    /// Called once a take, when this object can no longer write its file (a full disk), with the reason. What
+    /// was written until then stays, and `stop()` returns it.
+    std::function<void(std::exception_ptr reason)> onWritingFailed;
+
     /// When the picture with which the file begins was on the screen; nothing before there is one.
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
     /// The latest picture, for a still image.
@@ -58,6 +63,7 @@ private:
     void beginWith(const VideoFrame& picture);
     void appendToWriter(const VideoFramePtr& frame);
     void appendHeldPicture();
+    void tellWhenWritingFailed();
     QCoro::Task<bool> finishWriter();
     void dropWriter();
 
@@ -71,6 +77,7 @@ private:
     std::unique_ptr<AssetWriter> writer;
     std::shared_ptr<VideoWriterInput> videoInput;
     bool sessionStarted = false;
+    bool toldOfFailure = false;
     std::shared_ptr<RecordingOutput> recordingOutput;
     std::optional<std::chrono::steady_clock::time_point> began; // the file, by its first picture
     VideoFramePtr currentFrame;

@@ -140,6 +140,27 @@ TEST_F(ScreenRecorderTest, dropsFramesWhileTheWriterIsBusy) {
     EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 3s}));
 }
 
+TEST_F(ScreenRecorderTest, tellsOnceATakeThatItsFileIsWrittenNoMore) {
+    make(writing);
+    QStringList told;
+    recorder->onWritingFailed = [&](auto reason) { told << describe(reason).localizedDescription; };
+    writers.setError(std::make_exception_ptr(std::runtime_error("No space left on device")));
+    for (int take = 1; take <= 2; ++take) {
+        writers.succeed(FakeAssetWriterFactory::Step::write);
+        screen.firstFrame = frameAt(1s, 0);
+        start();
+        writers.fail(FakeAssetWriterFactory::Step::append);
+        screen.show(frameAt(2s, 1)); // merely busy
+        writers.succeed(FakeAssetWriterFactory::Step::append);
+        EXPECT_EQ(told.size(), take - 1);
+        writers.fail(FakeAssetWriterFactory::Step::write);
+        screen.show(frameAt(3s, 2));
+        screen.show(frameAt(4s, 3));
+        EXPECT_EQ(told, QStringList(take, QStringLiteral("No space left on device")));
+        await(recorder->discard());
+    }
+}
+
 TEST_F(ScreenRecorderTest, cancelsAWriterThatWroteNothing) {
     make(writing);
     start();

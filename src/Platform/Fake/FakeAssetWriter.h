@@ -24,6 +24,7 @@ public:
         addInput,        ///< refused
         startWriting,    ///< refused
         append,          ///< the input is not ready
+        write,           ///< it has failed with `error`, and takes nothing more
         finishWriting,   ///< ends as failed, with `error`
     };
     /// What was appended at once, where it began.
@@ -93,7 +94,9 @@ private:
     class Input : public Interface {
     public:
         explicit Input(std::shared_ptr<State> shared) : state(std::move(shared)) {}
-        bool isReadyForMoreMediaData() const override { return !state->fails(Step::append); }
+        bool isReadyForMoreMediaData() const override {
+            return !state->fails(Step::append) && !state->fails(Step::write);
+        }
         void markAsFinished() override { state->note(QStringLiteral("markAsFinished")); }
 
     protected:
@@ -159,9 +162,9 @@ private:
                 co_await *hold;
             current = state->fails(Step::finishWriting) ? Status::failed : Status::completed;
         }
-        Status status() const override { return current; }
+        Status status() const override { return state->fails(Step::write) ? Status::failed : current.load(); }
         std::exception_ptr error() const override {
-            return current == Status::failed ? state->reason() : nullptr;
+            return status() == Status::failed ? state->reason() : nullptr;
         }
 
     private:

@@ -1,0 +1,78 @@
+#!/usr/bin/python3
+"""Kills takes at random moments and looks at what they leave: every file has to play and lack at most a second.
+
+    kills.py [--kills N] [--at-once M] [--seed S]
+
+Half of the takes are of a still screen, half of one that scrolls. What a file lacks is the time from the take's own
+word that it records to its end, less what the file holds.
+"""
+
+import argparse
+import concurrent.futures
+import os
+import pathlib
+import random
+import subprocess
+import sys
+import tempfile
+import time
+
+import recorders
+import usage
+import video
+
+SCENES = {"still": ["still"], "scroll": ["scroll", "--rate", "30"]}
+EARLIEST, LATEST, BAR = 2.0, 20.0, 1.0  # seconds
+
+
+def lacking(delay):
+    """Starts a take and kills it `delay` seconds after it began to record."""
+    with tempfile.TemporaryDirectory(prefix="tavro-kills-") as folder:
+        home = pathlib.Path(folder)
+        recorder = recorders.Tavro()
+        recorder.start(home, LATEST + 60)
+        log = home / "tavro.log"
+        usage.wait_for(lambda: "capture started OK" in log.read_text(), "the take's start", recorder.process)
+        start = time.monotonic()
+        time.sleep(delay)
+        recorder.process.kill()
+        lasted = time.monotonic() - start
+        recorder.process.communicate()
+        (file,) = home.glob("cache/Tavro-recordings/*.mp4*")
+        subprocess.run(["ffmpeg", "-v", "error", "-xerror", "-i", file, "-f", "rawvideo", "-y", "/dev/null"], check=True)
+        return lasted - video.duration(file)
+
+
+def kill_takes(scene, delays, at_once):
+    painter = subprocess.Popen([recorders.BIN / "tavro-painter", *SCENES[scene]], stdout=subprocess.DEVNULL)
+    try:
+        time.sleep(1.5)
+        with concurrent.futures.ThreadPoolExecutor(at_once) as pool:
+            return list(pool.map(lacking, delays))
+    finally:
+        painter.kill()
+        painter.wait()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--kills", type=int, default=20)
+    parser.add_argument("--at-once", type=int, default=2)
+    parser.add_argument("--seed", type=int, default=None)
+    arguments = parser.parse_args()
+    chance = random.Random(arguments.seed)
+    kept = True
+    for scene in SCENES:
+        delays = [chance.uniform(EARLIEST, LATEST) for _ in range(arguments.kills // len(SCENES))]
+        lacks = kill_takes(scene, delays, arguments.at_once)
+        for delay, lack in sorted(zip(delays, lacks)):
+            print(f"  {scene}: killed after {delay:5.2f} s, lacks {lack:5.2f} s{'' if lack <= BAR else '  MISSED'}")
+        kept &= max(lacks) <= BAR
+    return 0 if kept else 1
+
+
+if __name__ == "__main__":
+    if "TAVRO_DESKTOP" not in os.environ:
+        desktop = recorders.ROOT / "tools/desktop/desktop.py"
+        sys.exit(subprocess.run([desktop, "--with", "x11", "--", __file__, *sys.argv[1:]], check=False).returncode)
+    sys.exit(main())
