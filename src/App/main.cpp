@@ -5,6 +5,7 @@
 #include "UI/Theme.h"
 
 #include <QApplication>
+#include <QNetworkProxyFactory>
 
 #include <optional>
 
@@ -64,6 +65,7 @@ int main(int argc, char** argv) {
     if (instance.claim() == SingleInstance::Role::second)
         return 0;
 
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
     const TerminationSignals terminationSignals;
     Theme::registerFonts();
     LinuxDesktop desktop;

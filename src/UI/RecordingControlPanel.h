@@ -14,7 +14,8 @@ class ControlBarModel;
 class Windowing;
 
 /// The small bar that floats near the bottom of the screen while a recording runs. It never takes the
-/// keyboard's focus from the program being recorded; it can be dragged by its background. Main thread.
+/// keyboard's focus from the program being recorded of its own accord; it can be dragged by its background.
+/// Main thread.
 class RecordingControlPanel : public QObject {
 public:
     /// Seconds recorded so far.

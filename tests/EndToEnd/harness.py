@@ -150,9 +150,14 @@ def let_time_pass(program, seconds):
     wait_for(lambda: shown() >= start + seconds, f"{seconds} s on the bar's clock")
 
 
-def begin_session(program, scenario=None):
+def begin_session(program):
     """New Session…, Start; returns when the bar is there."""
     program.tray.choose("New Session…")
+    start_take(program)
+
+
+def start_take(program):
+    """The same from the setup window on."""
     program.setup.wait_open()
     wait_for(lambda: program.setup.get("Start").is_enabled(), "Start to be enabled")
     program.wait_log("setup: found ")

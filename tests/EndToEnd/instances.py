@@ -24,13 +24,33 @@ def application():
     )
 
 
+def start_again(first):
+    equal(driver.Program(first.executable).wait_end(), 0, "the second's exit code")
+
+
 def second_start_opens_the_setup_window_of_the_first(scene):
     first = scene.start()
-    second = driver.Program(first.executable)
-    equal(second.wait_end(), 0, "the second's exit code")
+    start_again(first)
     first.setup.wait_open()
     equal(owner(), first.process.pid, "the owner of the name")
     equal(len([line for line in first.log() if line.endswith("Tavro launched")]), 1, "launches")
+
+
+def second_start_during_a_take_gives_the_bar_the_keyboard(scene):
+    first = scene.start()
+    first.wizard.wait_open()  # what the user works with
+    start_again(first)
+    harness.start_take(first)
+    focused = lambda: driver.run("xdotool", "getwindowfocus", "getwindowname").strip()
+    wait_for(lambda: focused() == first.wizard.title, "the keyboard to stay with the other window")
+    start_again(first)
+    wait_for(lambda: focused() == first.bar.title, "the keyboard for the bar")
+    check(not first.setup.is_open(), "a setup window over the take")
+    driver.run("xdotool", "key", "Return")  # Finish
+    first.bar.wait_closed()
+    wait_for(driver.opened, "the review page to be opened")
+    start_again(first)
+    first.setup.wait_open()
 
 
 def actions_do_what_the_menu_does(scene):
@@ -72,6 +92,7 @@ def without_a_session_bus_it_runs_all_the_same(scene):
 harness.main(
     [
         second_start_opens_the_setup_window_of_the_first,
+        second_start_during_a_take_gives_the_bar_the_keyboard,
         actions_do_what_the_menu_does,
         relaunch_hands_over_to_a_new_instance,
         without_a_session_bus_it_runs_all_the_same,
