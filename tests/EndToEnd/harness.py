@@ -74,9 +74,13 @@ class Scene:
             (environment("TAVRO_DESKTOP") / name).unlink(missing_ok=True)
         self.recordings = environment("XDG_CACHE_HOME") / "Tavro-recordings"
 
-    def start(self, **variables):
+    def launch(self, **variables):
         program = driver.Program(self.executables[0], **variables)
         self.programs.append(program)
+        return program
+
+    def start(self, **variables):
+        program = self.launch(**variables)
         program.wait_log("Tavro launched")
         return program
 

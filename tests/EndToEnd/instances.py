@@ -53,6 +53,25 @@ def second_start_during_a_take_gives_the_bar_the_keyboard(scene):
     first.setup.wait_open()
 
 
+def start_while_the_other_ends_takes_over(scene):
+    first = scene.start()
+    first.process.send_signal(signal.SIGSTOP)
+    second = scene.launch()
+    wait_for(lambda: is_on_the_bus(second), "the second to turn to the first")
+    first.process.kill()
+    second.wait_log("Tavro launched")
+    equal(owner(), second.process.pid, "the owner of the name")
+
+
+def is_on_the_bus(program):
+    bus = dbus.SessionBus()
+    daemon = bus.get_object("org.freedesktop.DBus", "/")
+    try:
+        return program.process.pid in [daemon.GetConnectionUnixProcessID(name) for name in bus.list_names()]
+    except dbus.DBusException:  # one goes while we look
+        return False
+
+
 def actions_do_what_the_menu_does(scene):
     program = scene.start()
     wait_for(owner, "the name on the bus")
@@ -93,6 +112,7 @@ harness.main(
     [
         second_start_opens_the_setup_window_of_the_first,
         second_start_during_a_take_gives_the_bar_the_keyboard,
+        start_while_the_other_ends_takes_over,
         actions_do_what_the_menu_does,
         relaunch_hands_over_to_a_new_instance,
         without_a_session_bus_it_runs_all_the_same,

@@ -31,7 +31,10 @@ public:
         const auto reply = bus.interface()->registerService(application.service);
         if (!reply.isValid())
             return Role::alone;
-        return reply == QDBusConnectionInterface::ServiceRegistered ? Role::first : activateOther();
+        if (reply == QDBusConnectionInterface::ServiceRegistered)
+            return Role::first;
+        bus.unregisterObject(application.path);
+        return activateOther() ? Role::second : claim();
     }
 
     void release() {
@@ -50,13 +53,16 @@ public slots:
     }
 
 private:
-    Role activateOther() {
-        bus.unregisterObject(application.path);
-        const auto call = application.call(QStringLiteral("Activate"), {QVariantMap()});
+    /// False when the other has ended meanwhile.
+    bool activateOther() {
+        const auto call = application.callIfRunning(QStringLiteral("Activate"), {QVariantMap()});
         const auto reply = bus.call(call, QDBus::Block, patience.count());
-        if (!dbus::succeeded(reply))
-            Log::error(QStringLiteral("Tavro already runs, but does not answer: ") + reply.errorMessage());
-        return Role::second;
+        if (dbus::succeeded(reply))
+            return true;
+        if (!bus.interface()->isServiceRegistered(application.service))
+            return false;
+        Log::error(QStringLiteral("Tavro already runs, but does not answer: ") + reply.errorMessage());
+        return true;
     }
 
     const Requests requests;
