@@ -13,6 +13,7 @@ Nothing of the user's desktop is seen or touched: home, XDG folders, buses and s
     a11y      the accessibility bus (AT-SPI), enabled
     keyring   a Secret Service (gnome-keyring), unlocked
     notify    a notification daemon that appends what it is told to $TAVRO_DESKTOP/notifications.jsonl
+    inhibit   a screen saver and (on the session bus) a login manager that say what keeps them from their work
     pulse     PulseAudio      either with the sinks "speakers" (the default) and "micfeed" and the
     pipewire  PipeWire        source "mic" (the default), which carries what is played into micfeed
     stubopen  an xdg-open first on PATH that appends each address to $TAVRO_DESKTOP/opened.txt
@@ -37,13 +38,14 @@ import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-ORDER = ["x11", "bus", "wm", "a11y", "keyring", "notify", "panel", "pulse", "pipewire", "stubopen"]
+ORDER = ["x11", "bus", "wm", "a11y", "keyring", "notify", "inhibit", "panel", "pulse", "pipewire", "stubopen"]
 NEEDS = {
     "wm": ["x11"],
     "panel": ["x11", "bus", "wm"],
     "a11y": ["x11", "bus"],
     "keyring": ["bus"],
     "notify": ["bus"],
+    "inhibit": ["bus"],
     "pipewire": ["bus"],
 }
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
@@ -224,6 +226,10 @@ class Desktop:
     def start_notify(self):
         self.spawn("notify", ["/usr/bin/python3", HERE / "notifications.py", self.root / "notifications.jsonl"])
         wait_for(lambda: has_name("org.freedesktop.Notifications"), "the notification daemon")
+
+    def start_inhibit(self):
+        self.spawn("inhibit", ["/usr/bin/python3", HERE / "inhibitions.py"])
+        wait_for(lambda: has_name("org.freedesktop.ScreenSaver"), "the screen saver")
 
     def start_pulse(self):
         script = self.root / "pulse.pa"

@@ -288,6 +288,16 @@ def click_notification(notification, action):
     )
 
 
+def inhibitions():
+    """What keeps the screen from blanking and the computer from sleeping: the screen saver's and the login manager's
+    reasons."""
+    reasons = []
+    for service in ("org.freedesktop.ScreenSaver", "org.freedesktop.login1"):
+        place = dbus.SessionBus().get_object(service, "/" + service.replace(".", "/"))
+        reasons += place.Held(dbus_interface="com.quembridge.tavro.Inhibitions")
+    return [str(reason) for reason in reasons]
+
+
 def opened():
     """What the desktop was asked to open."""
     file = environment("TAVRO_DESKTOP") / "opened.txt"

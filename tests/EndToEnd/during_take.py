@@ -1,0 +1,105 @@
+"""What a tester and their desktop notice while a take runs and while it is finished."""
+
+import os
+import signal
+import subprocess
+
+import harness
+from harness import check, driver, environment, equal, wait_for
+
+REASON = "A test session is being recorded"
+
+
+def awake_program(scene):
+    scene.grant_all()
+    program = scene.start(DBUS_SYSTEM_BUS_ADDRESS=os.environ["DBUS_SESSION_BUS_ADDRESS"])
+    program.wizard.wait_open()
+    equal(driver.inhibitions(), [], "what keeps the desktop awake before a take")
+    return program
+
+
+def take_that_keeps_awake(program):
+    harness.begin_session(program)
+    wait_for(
+        lambda: sorted(driver.inhibitions()) == [REASON, "sleep:idle block: " + REASON],
+        "the screen saver and the login manager to be held off",
+    )
+
+
+def desktop_stays_awake_as_long_as_the_take(scene):
+    program = awake_program(scene)
+    for end in (["Finish"], ["More", "Delete"]):
+        take_that_keeps_awake(program)
+        for name in end:
+            program.bar.press(name, "push button" if name == "More" else None)
+        program.bar.wait_closed()
+        wait_for(lambda: driver.inhibitions() == [], f"the desktop to be left alone after {end[-1]}")
+    check(program.process.poll() is None, "the program has ended")
+
+
+def desktop_may_sleep_once_the_program_has_ended(scene):
+    for how in (signal.SIGTERM, signal.SIGKILL):
+        program = awake_program(scene)
+        take_that_keeps_awake(program)
+        program.stop(how)
+        wait_for(lambda: driver.inhibitions() == [], f"the desktop to be left alone after {how.name}")
+
+
+def green(x, y, width, height):
+    """How much of a bar is filled, from its middle line on the screen: only the filling is greener than red."""
+    line = f"{width}x1+{x}+{y + height // 2}"
+    command = ["import", "-window", "root", "-crop", line, "-depth", "8", "rgb:-"]
+    pixels = subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout
+    return sum(pixels[i + 1] > pixels[i] for i in range(0, len(pixels), 3)) / width
+
+
+def fill_the_screen_with_noise(times):
+    """Large pictures make a large film, which does not fit into what lies between program and service."""
+    for number in range(times):
+        picture = environment("TAVRO_DESKTOP") / "noise.png"
+        noise = ["-size", "1920x1080", "-seed", str(number), "xc:gray", "+noise", "Random"]
+        subprocess.run(["convert", *noise, picture], check=True)
+        subprocess.run(["display", "-window", "root", picture], check=False)  # ends with 1 whatever happens
+
+
+def upload_shows_how_far_it_has_come(scene):
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    program = scene.start()
+    harness.begin_session(program)
+    fill_the_screen_with_noise(5)
+    service.control("misbehave", match="PUT /store/", readChunk=50_000, readEvery=20)
+    program.bar.press("Finish")
+    program.bar.get("Finishing…")
+    line = program.bar.get("Upload", "progress bar").rectangle()
+    first = wait_for(lambda: green(*line), "a part of the line to be filled")
+    check(first < 1, "the line is full at once")
+    wait_for(lambda: first < green(*line) < 1, "the line to grow")
+    driver.wait_opened(f"{service.url}/sessions/ses_1/review")
+
+
+def level_meter_moves_with_the_microphone(scene):
+    scene.grant_all()
+    program = scene.start()
+    program.wizard.wait_open()
+    harness.begin_session(program)
+    x, y, _, height = program.bar.get("Pause").rectangle()
+    level = lambda: green(x - 12 - 44, y, 44, height)
+    equal(level(), 0, "the level in silence")
+    tone = environment("TAVRO_DESKTOP") / "tone.wav"
+    subprocess.run(["sox", "-n", "-r", "48000", tone, "synth", "60", "sine", "440", "vol", "0.5"], check=True)
+    with subprocess.Popen(["paplay", "--device=micfeed", tone]) as player:
+        wait_for(lambda: 0.2 < level() < 1, "the meter to rise")
+        player.kill()
+    wait_for(lambda: level() == 0, "the meter to fall back")
+
+
+harness.main(
+    [
+        desktop_stays_awake_as_long_as_the_take,
+        desktop_may_sleep_once_the_program_has_ended,
+        upload_shows_how_far_it_has_come,
+        level_meter_moves_with_the_microphone,
+    ]
+)
