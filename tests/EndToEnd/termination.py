@@ -1,15 +1,16 @@
 """The end of the program while a take runs, whoever asks for it."""
 
 import signal
+import subprocess
 
 import harness
 from harness import check, driver, equal
 
 
-def take_under_way(scene):
+def take_under_way(scene, **variables):
     scene.grant_all()
     driver.set_default("tavro.devMode", "true")
-    program = scene.start()
+    program = scene.start(**variables)
     program.wizard.wait_open()
     harness.begin_session(program)
     harness.let_time_pass(program, 2)
@@ -45,6 +46,17 @@ def hang_up_completes_the_take(scene):
     kept_and_told(scene, program)
 
 
+def end_of_the_desktop_session_completes_the_take(scene):
+    manager = ["/usr/bin/python3", driver.ROOT / "tools/desktop/session_manager.py"]
+    with subprocess.Popen(manager, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as session:
+        try:
+            program = take_under_way(scene, SESSION_MANAGER=session.stdout.readline().strip())
+            session.stdin.close()
+            kept_and_told(scene, program)
+        finally:
+            session.kill()
+
+
 def quit_completes_a_paused_take(scene):
     program = take_under_way(scene)
     program.bar.press("Pause")
@@ -64,6 +76,7 @@ harness.main(
     [
         signals_complete_the_take,
         hang_up_completes_the_take,
+        end_of_the_desktop_session_completes_the_take,
         quit_completes_a_paused_take,
         killed_program_leaves_a_video_that_plays,
     ]
