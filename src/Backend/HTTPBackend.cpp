@@ -65,7 +65,7 @@ constexpr auto jsonForm(const UploadedVideo*) {
 }
 
 QUrl validURL(const QString& text) {
-    const QUrl url(text, QUrl::StrictMode);
+    QUrl url(text, QUrl::StrictMode);
     if (!url.isValid())
         throw BackendError(BackendError::Case::notFound);
     return url;
@@ -90,7 +90,7 @@ struct ProgressListener {
 /// Made on the caller's thread; everything else happens on the actor's, but for what the mutex guards.
 class HTTPBackend::Service {
 public:
-    Service(QUrl url, QString apiToken, std::chrono::milliseconds idleTime)
+    Service(QUrl url, const QString& apiToken, std::chrono::milliseconds idleTime)
         : baseURL(std::move(url))
         , bearer("Bearer " + apiToken.toUtf8())
         , timeout(idleTime) {}
@@ -220,8 +220,8 @@ void HTTPBackend::Service::setListener(std::shared_ptr<ProgressListener> next) {
     listener = std::move(next);
 }
 
-HTTPBackend::HTTPBackend(QUrl baseURL, QString token, std::chrono::milliseconds timeout)
-    : service(std::make_unique<Service>(std::move(baseURL), std::move(token), timeout))
+HTTPBackend::HTTPBackend(QUrl baseURL, const QString& token, std::chrono::milliseconds timeout)
+    : service(std::make_unique<Service>(std::move(baseURL), token, timeout))
     , actor(QStringLiteral("tavro.backend")) {
     actor.sync([this] { service->start(); });
 }

@@ -21,7 +21,8 @@ namespace tavro {
 /// Only scheme, host, port and query of `baseURL` are used. `timeout` is the longest time without progress.
 class HTTPBackend final : public BackendClient {
 public:
-    HTTPBackend(QUrl baseURL, QString token, std::chrono::milliseconds timeout = std::chrono::seconds(60));
+    HTTPBackend(
+        QUrl baseURL, const QString& token, std::chrono::milliseconds timeout = std::chrono::seconds(60));
     /// Ends what is under way with an error and waits for it.
     ~HTTPBackend() override;
 

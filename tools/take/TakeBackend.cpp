@@ -29,7 +29,7 @@ QCoro::Task<TakeBackend::Traces> noTraces(QString) {
 TakeBackend TakeBackend::choose(const TakeOptions& options) {
     if (!options.service) {
         const auto local = std::make_shared<MockBackend>(Paths::applicationSupport() / "Tavro");
-        return {local, [local](QString sessionId) { return localTraces(local, sessionId); }};
+        return {local, [local](const QString& sessionId) { return localTraces(local, sessionId); }};
     }
     const QString token = qEnvironmentVariable("TAVRO_TAKE_TOKEN");
     if (token.isEmpty())

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QNetworkProxyFactory>
 #include <QTimer>
 
 #include <cstdio>
@@ -65,6 +66,7 @@ int run(const TakeOptions& options) {
 int main(int argc, char** argv) {
     ::umask(S_IRWXG | S_IRWXO); // pictures of the user's screen are nobody else's business
     QCoreApplication application(argc, argv);
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
     try {
         return tavro::run(tavro::TakeOptions::parse(QCoreApplication::arguments().mid(1)));
     } catch (const tavro::UsageError& error) {

@@ -48,7 +48,7 @@ public:
 
     explicit Worker(std::filesystem::path fallbackFile)
         : file(std::move(fallbackFile))
-        , queue{RequestPtr(new Request{Kind::prepare, {}, {}})}
+        , queue{std::make_shared<Request>(Kind::prepare)}
         , thread([this] { run(); }) {}
 
     ~Worker() {
@@ -107,13 +107,13 @@ private:
     // between the two. A change takes the place of older requests that nobody waits for any more.
     RequestPtr admit(Kind kind, const SecretKey& key, const QByteArray& value) {
         const bool takesThePlace = kind == Kind::add || kind == Kind::remove;
-        if (const RequestPtr latest = latestOf(key); latest && latest->kind == kind && !takesThePlace)
+        if (RequestPtr latest = latestOf(key); latest && latest->kind == kind && !takesThePlace)
             return latest;
         if (takesThePlace)
             std::erase_if(queue, [&](const RequestPtr& older) {
                 return older->waiting == 0 && older->kind != Kind::prepare && older->key == key;
             });
-        queue.push_back(RequestPtr(new Request{kind, key, value}));
+        queue.push_back(std::make_shared<Request>(kind, key, value));
         return queue.back();
     }
 

@@ -75,13 +75,13 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     // of the picture: a rate control without lookahead has nothing to add to that, and adaptive quantisation
     // takes from sharp edges, which is where text lives. Large transforms ring around letters; a wide dead
     // zone and dropped coefficients lose the small differences that scrolled text and grain leave, more with
-    // each frame; and at quantizers as low as these there are no block edges for a deblocking filter to find.
+    // each frame; and only a restrained film has block edges worth filtering.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = quantizer;
     parameters.rc.f_ip_factor = factor(quantizer - keyFrameQuantizer);
     parameters.rc.f_pb_factor = factor(mostRestraint + 1); // only a limit: there are no frames of that kind
     parameters.rc.i_aq_mode = X264_AQ_NONE;
-    parameters.b_deblocking_filter = 0;
+    parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_I4x4;

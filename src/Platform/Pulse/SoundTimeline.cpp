@@ -65,7 +65,8 @@ void SoundTimeline::add(std::span<const float> frames, Clock::time_point capture
         emitCorrected(withoutSurplus(frames));
         return;
     }
-    places.push_back(framesAt(captured) - static_cast<double>(held.size() / channels));
+    const std::size_t before = held.size() / channels;
+    places.push_back(framesAt(captured) - static_cast<double>(before));
     held.insert(held.end(), frames.begin(), frames.end());
     if (static_cast<std::int64_t>(held.size() / channels) >= framesIn(placingTime))
         place();

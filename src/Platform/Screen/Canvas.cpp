@@ -17,8 +17,8 @@ int aligned(int bytes) {
 
 } // namespace
 
-void Canvas::Free::operator()(std::uint8_t* memory) const {
-    std::free(memory);
+void Canvas::Free::operator()(std::uint8_t* block) const {
+    std::free(block);
 }
 
 Canvas::Canvas(int canvasWidth, int canvasHeight) : width(canvasWidth), height(canvasHeight) {

@@ -27,7 +27,7 @@ public:
 private:
     friend class CanvasPool;
     struct Free {
-        void operator()(std::uint8_t* memory) const;
+        void operator()(std::uint8_t* block) const;
     };
     std::unique_ptr<std::uint8_t, Free> memory;
     PictureRegion stale;
