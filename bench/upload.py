@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Uploads a file to nginx's WebDAV module with curl and as the application does, in turns, and compares.
 
-    bench/upload.py build/release/bin/bench_upload [--megabytes 1024] [--rounds 5]
+    bench/upload.py [--megabytes 1024] [--rounds 5]
 
 Prints one JSON line. Fails when a stored file differs from the original, when the application needs more than 64 MB
 of memory, or when its median rate is less than 0.8 of curl's."""
+
 import argparse
 import filecmp
 import json
@@ -16,6 +17,9 @@ import sys
 import tempfile
 import time
 
+import recorders
+
+PROGRAM = recorders.BIN / "bench_upload"
 CONFIG = """daemon off; pid pid; error_log stderr; worker_processes 1; user {user};
 events {{}}
 http {{
@@ -55,7 +59,6 @@ def with_application(program, file, url):
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument("program")
     arguments.add_argument("--megabytes", type=int, default=1024)
     arguments.add_argument("--rounds", type=int, default=5)
     options = arguments.parse_args()
@@ -73,7 +76,7 @@ def main():
             for round_ in range(options.rounds + 1):
                 first = with_curl(file, f"{url}/curl.mp4")
                 os.remove(f"{folder}/store/curl.mp4")
-                second = with_application(options.program, file, f"{url}/tavro.mp4")
+                second = with_application(PROGRAM, file, f"{url}/tavro.mp4")
                 same = same and filecmp.cmp(file, f"{folder}/store/tavro.mp4", shallow=False)
                 os.remove(f"{folder}/store/tavro.mp4")
                 if round_ > 0:  # the first one warms up
