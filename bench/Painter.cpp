@@ -32,6 +32,7 @@ struct Options {
     SceneKind scene = SceneKind::still;
     double rate = 60;
     double seconds = 1e9;
+    bool behind = false; // the windows of others
     std::string render;
 };
 
@@ -76,6 +77,9 @@ int paintScreen(const Scene& scene, const Options& options) {
     const std::uint32_t values[] = {1}; // no window manager in between
     xcb_create_window(x, screen->root_depth, window, screen->root, 0, 0, Scene::width, Scene::height, 0,
         XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_OVERRIDE_REDIRECT, values);
+    const std::uint32_t below = XCB_STACK_MODE_BELOW;
+    if (options.behind)
+        xcb_configure_window(x, window, XCB_CONFIG_WINDOW_STACK_MODE, &below);
     xcb_map_window(x, window);
     const xcb_gcontext_t gc = xcb_generate_id(x);
     xcb_create_gc(x, gc, window, 0, nullptr);
@@ -115,19 +119,24 @@ int paintScreen(const Scene& scene, const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     bool valid = argc > 1 && Scene::parse(argv[1], options.scene);
-    for (int i = 2; valid && i < argc; i += 2) {
+    for (int i = 2; valid && i < argc; ++i) {
         const std::string name = argv[i];
-        valid = i + 1 < argc && (name == "--rate" || name == "--seconds" || name == "--render");
+        if (name == "--behind") {
+            options.behind = true;
+            continue;
+        }
+        const char* value = ++i < argc ? argv[i] : nullptr;
+        valid = value && (name == "--rate" || name == "--seconds" || name == "--render");
         if (name == "--rate" && valid)
-            options.rate = std::atof(argv[i + 1]);
+            options.rate = std::atof(value);
         else if (name == "--seconds" && valid)
-            options.seconds = std::atof(argv[i + 1]);
+            options.seconds = std::atof(value);
         else if (valid)
-            options.render = argv[i + 1];
+            options.render = value;
     }
     if (!valid || options.rate <= 0) {
-        std::fprintf(stderr,
-            "usage: tavro-painter still|typing|scroll|motion [--rate R] [--seconds S] [--render N,…]\n");
+        std::fprintf(stderr, "usage: tavro-painter still|typing|scroll|motion [--rate R] [--seconds S] "
+                             "[--behind] [--render N,…]\n");
         return 2;
     }
     const Scene scene(options.scene);

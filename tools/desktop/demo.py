@@ -30,7 +30,7 @@ def perform(program_file):
     driver.set_default("tavro.devMode", "true")
 
     painter_file = pathlib.Path(program_file).with_name("tavro-painter")
-    painter = subprocess.Popen([painter_file, "motion", "--rate", "30"], stdout=subprocess.DEVNULL) if painter_file.exists() else None
+    painter = subprocess.Popen([painter_file, "motion", "--rate", "30", "--behind"], stdout=subprocess.DEVNULL) if painter_file.exists() else None
     program = driver.Program(program_file)
     try:
         program.wizard.wait_open()
