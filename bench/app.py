@@ -21,22 +21,16 @@ SETTLE, WINDOW = 6.0, 20.0  # seconds
 START_BAR, TRAY_BAR, TAKE_BAR, CPU_BAR = 400, 60, 90, 1.0  # ms, MB, MB, percent of one core
 
 
-def tell(what, value, bar, unit):
-    kept = value <= bar
-    print(f"  {what:34}{value:8.2f} {unit} (bar {bar:g}){'' if kept else '  MISSED'}", flush=True)
-    return kept
-
-
 def in_the_tray(driver):
     start = time.monotonic()
     program = driver.Program(PROGRAM)
     try:
         program.tray.wait()
-        kept = tell("start to tray icon", 1000 * (time.monotonic() - start), START_BAR, "ms")
+        kept = usage.verdict("start to tray icon", 1000 * (time.monotonic() - start), START_BAR, "ms")
         time.sleep(SETTLE)
-        kept &= tell("memory in the tray", usage.resident_mb(program.process.pid), TRAY_BAR, "MB")
+        kept &= usage.verdict("memory in the tray", usage.resident_mb(program.process.pid), TRAY_BAR, "MB")
         (cpu,) = usage.percent_over(WINDOW, [program.process.pid])
-        return tell("CPU in the tray", cpu, 0.01, "%") and kept
+        return usage.verdict("CPU in the tray", cpu, 0.01, "%") and kept
     finally:
         program.stop()
 
@@ -60,10 +54,10 @@ def recording(driver, narrated):
     finally:
         program.stop()
     kind = "a narrated take" if narrated else "a take without sound"
-    kept = narrated or tell(f"CPU in {kind}", cpu, CPU_BAR, "%")
+    kept = narrated or usage.verdict(f"CPU in {kind}", cpu, CPU_BAR, "%")
     if narrated:
-        print(f"  CPU in {kind:27}{cpu:8.2f} %")
-    return tell(f"memory in {kind}", memory, TAKE_BAR, "MB") and kept
+        print(f"  CPU in {kind} {cpu:.2f} %")
+    return usage.verdict(f"memory in {kind}", memory, TAKE_BAR, "MB") and kept
 
 
 def main():
@@ -72,11 +66,8 @@ def main():
     import driver  # needs the desktop
 
     # All granted and signed in, so that no window opens by itself; the local backend all the same.
-    answers = driver.environment("XDG_DATA_HOME") / "tavro/permissions.conf"
-    answers.parent.mkdir(parents=True, exist_ok=True)
-    answers.write_text("[General]\nmicrophone=true\nspeech=true\n")
-    token = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
-    subprocess.run(["secret-tool", "store", "--label=Tavro", *token], input=b"token", check=True)
+    driver.grant_all()
+    driver.sign_in("token")
     driver.set_default("tavro.devMode", "true")
     if "quiet" in sys.argv[1:]:
         return recording(driver, narrated=False)

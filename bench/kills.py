@@ -44,14 +44,9 @@ def lacking(delay):
 
 
 def kill_takes(scene, delays, at_once):
-    painter = subprocess.Popen([recorders.BIN / "tavro-painter", *SCENES[scene]], stdout=subprocess.DEVNULL)
-    try:
-        time.sleep(1.5)
+    with usage.Programs([recorders.BIN / "tavro-painter", *SCENES[scene]]):
         with concurrent.futures.ThreadPoolExecutor(at_once) as pool:
             return list(pool.map(lacking, delays))
-    finally:
-        painter.kill()
-        painter.wait()
 
 
 def main():

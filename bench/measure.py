@@ -10,7 +10,6 @@ at the same preset and CRF; a bar is what we hold ourselves to.
 import argparse
 import os
 import pathlib
-import subprocess
 import sys
 import tempfile
 import time
@@ -62,10 +61,8 @@ def measure(recorder, scene, server_base, folder):
 
 def run_scene(scene, chosen):
     arguments, bar = SCENES[scene]
-    painter = subprocess.Popen([PAINTER, *arguments], stdout=subprocess.DEVNULL)
     results = {}
-    try:
-        time.sleep(1.5)
+    with usage.Programs([PAINTER, *arguments]):
         (server_base,) = usage.percent_over(4, [server_pid()])
         print(f"\n{scene}: X server alone {server_base:.1f} %")
         print(f"  {'':8}{'CPU %':>8}{'own %':>8}{'MB':>7}{'held':>9}{'frames':>8}{'kbit/s':>9}{'SSIM':>9}")
@@ -78,9 +75,6 @@ def run_scene(scene, chosen):
                 f"{r['frames']:8}{r['kbps']:9.0f}{r['ssim']:9.5f}{order}",
                 flush=True,
             )
-    finally:
-        painter.kill()
-        painter.wait()
     if "ffmpeg" not in results or "tavro" not in results:
         return True
     ours, peer = results["tavro"], results["ffmpeg"]

@@ -30,28 +30,6 @@ def sound_server_pids(server):
     return [int(line) for line in pathlib.Path(os.environ["TAVRO_DESKTOP"], f"{server}.pid").read_text().split()]
 
 
-def verdict(what, value, bar, unit):
-    kept = value <= bar
-    print(f"  {what} {value:.2f} {unit} (bar {bar:g}){'' if kept else '  MISSED'}", flush=True)
-    return kept
-
-
-class Programs:
-    """Programs that end with the block."""
-
-    def __init__(self, *commands):
-        self.commands = commands
-
-    def __enter__(self):
-        self.processes = [subprocess.Popen(c, stdout=subprocess.DEVNULL) for c in self.commands]
-        time.sleep(1.5)
-
-    def __exit__(self, *_):
-        for process in self.processes:
-            process.terminate()
-            process.wait()
-
-
 def shares_of_take(server, options, folder):
     """Percent of one core of the take itself and of the sound server."""
     recorder = recorders.Tavro(*options)
@@ -72,7 +50,7 @@ def measure_cost(server, _):
                            check=True)
             sounds.append(["paplay", f"--device={sink}", file])
         without, narrated = [], []
-        with Programs([recorders.BIN / "tavro-painter", "still"], *sounds):
+        with usage.Programs([recorders.BIN / "tavro-painter", "still"], *sounds):
             for _ in range(ROUNDS):
                 without.append(shares_of_take(server, [], pathlib.Path(folder)))
                 narrated.append(shares_of_take(server, ["--narrate"], pathlib.Path(folder)))
@@ -81,7 +59,7 @@ def measure_cost(server, _):
           f"with {statistics.median(own for own, _ in narrated):.2f} %; differences "
           + ", ".join(f"{difference:.2f}" for difference in takes))
     print(f"  the sound server spends {statistics.median(servers):.2f} % more")
-    return verdict("the sound's share of the take", statistics.median(takes), CPU_BAR, "%")
+    return usage.verdict("the sound's share of the take", statistics.median(takes), CPU_BAR, "%")
 
 
 def memory_over(process, seconds):
@@ -97,7 +75,7 @@ def measure_synchrony(server, minutes):
     print(f"\nsynchrony over {minutes:g} min, {server}:", flush=True)
     seconds = 60 * minutes
     with tempfile.TemporaryDirectory(prefix="tavro-bench-") as folder:
-        with Programs([recorders.BIN / "flash-and-beep"]):
+        with usage.Programs([recorders.BIN / "flash-and-beep"]):
             recorder = recorders.Tavro("--narrate")
             recorder.start(pathlib.Path(folder), seconds)
             mark, early, late = memory_over(recorder.process, seconds)
@@ -105,10 +83,10 @@ def measure_synchrony(server, minutes):
         found = json.loads(subprocess.run([HERE / "sync" / "offsets.py", str(file)], check=True,
                                           stdout=subprocess.PIPE).stdout)
     print(f"  {found['pairs']} of {found['flashes']} flashes with a beep, {found['least']} to {found['most']} ms apart")
-    kept = verdict("apart at the start", abs(found["begin"]), START_BAR, "ms")
-    kept &= verdict("moved until the end", abs(found["moved"]), MOVED_BAR, "ms")
+    kept = usage.verdict("apart at the start", abs(found["begin"]), START_BAR, "ms")
+    kept &= usage.verdict("moved until the end", abs(found["moved"]), MOVED_BAR, "ms")
     print(f"  memory {early:.1f} MB at minute {mark:g}, {late:.1f} MB at the end")
-    return verdict("memory's growth, ratio", late / early, MEMORY_BAR, "") and kept
+    return usage.verdict("memory's growth, ratio", late / early, MEMORY_BAR, "") and kept
 
 
 def main():

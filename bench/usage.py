@@ -1,6 +1,7 @@
-"""What processes use."""
+"""Runs programs, tells what they use, and judges it."""
 
 import pathlib
+import subprocess
 import time
 
 
@@ -34,3 +35,25 @@ def wait_for(condition, what, process, seconds=30):
         if process.poll() is not None or time.monotonic() > deadline:
             raise RuntimeError(f"{what} did not come")
         time.sleep(0.01)
+
+
+def verdict(what, value, bar, unit):
+    kept = value <= bar
+    print(f"  {what} {value:.2f} {unit} (bar {bar:g}){'' if kept else '  MISSED'}", flush=True)
+    return kept
+
+
+class Programs:
+    """Programs that end with the block."""
+
+    def __init__(self, *commands):
+        self.commands = commands
+
+    def __enter__(self):
+        self.processes = [subprocess.Popen(c, stdout=subprocess.DEVNULL) for c in self.commands]
+        time.sleep(1.5)
+
+    def __exit__(self, *_):
+        for process in self.processes:
+            process.terminate()
+            process.wait()

@@ -18,9 +18,9 @@ public:
     Notices(Notifier& notifier, Workspace& workspace);
 
     void beginFailed(const ErrorDescription& error);
-    /// `kept`: the take's file, when there is one.
-    /// During a take: what is kept is what was recorded so far.
+    /// During a take, of which what was recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
+    /// `kept`: the take's file, when there is one.
     void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
     void deleteFailed(const ErrorDescription& error);
     void savedLocally(const std::filesystem::path& video);

@@ -21,8 +21,8 @@ public:
 private:
     AudioConverterFactory& factory;
     const AudioFormat target{AudioFormat::Sample::int16, audioFrameRate, 1, true};
-    std::unique_ptr<AudioConverter>
-        converter; // from the last source format; null when that was refused, and asked for again
+    // From the last source format; null while that is refused, which is asked for again.
+    std::unique_ptr<AudioConverter> converter;
     std::optional<AudioFormat> lastSourceFormat;
 };
 

@@ -16,28 +16,19 @@ using namespace std::chrono_literals;
 using test::await;
 using test::waitUntil;
 
-struct Picture : VideoFrame {
-    std::uint8_t pixel = 0;
-    explicit Picture(std::chrono::steady_clock::time_point shown) {
-        width = height = 2;
-        planes[0] = planes[1] = planes[2] = &pixel;
-        presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(shown.time_since_epoch());
-    }
-};
-
 // A capture whose files exist, though nothing is encoded.
 class RealScreenCaptureTest : public testing::Test {
 protected:
     RealScreenCaptureTest() {
         screen.content.displays = {{1, 64, 64}};
-        screen.firstFrame = std::make_shared<Picture>(std::chrono::steady_clock::now());
+        screen.firstFrame = std::make_shared<BlankPicture>(std::chrono::steady_clock::now());
     }
 
     void start(bool includeMic = true, const char* name = "t.mp4") {
         if (!capture)
             capture = std::make_unique<RealScreenCapture>(screen, writers, engine, hardware, converters,
                 system, [] { return QStringLiteral("granted"); });
-        screen.firstFrame = std::make_shared<Picture>(std::chrono::steady_clock::now() + 1ms);
+        screen.firstFrame = std::make_shared<BlankPicture>(std::chrono::steady_clock::now() + 1ms);
         await(capture->start(target, includeMic, folder.path() / name));
         touch(name);
     }
@@ -190,8 +181,8 @@ TEST_F(RealScreenCaptureTest, leavesNothingOfTwoTakesThrownAwayUnderTwoNames) {
 // The video's time zero is its first picture, also where the next is there before anybody has asked.
 TEST_F(RealScreenCaptureTest, laysTheSoundAgainstTheFirstPicture) {
     const auto recordFrom = [this](std::chrono::steady_clock::time_point first) {
-        screen.firstFrame = std::make_shared<Picture>(first);
-        screen.secondFrame = std::make_shared<Picture>(std::chrono::steady_clock::now());
+        screen.firstFrame = std::make_shared<BlankPicture>(first);
+        screen.secondFrame = std::make_shared<BlankPicture>(std::chrono::steady_clock::now());
         const auto before = written().size();
         if (!capture->audioFile())
             await(capture->start(target, true, folder.path() / "t.mp4"));
@@ -274,12 +265,12 @@ TEST_F(RealScreenCaptureTest, pausesThePictureAlone) {
     const auto before = pictures();
     capture->pause();
     capture->pause();
-    screen.show(std::make_shared<Picture>(std::chrono::steady_clock::now()));
+    screen.show(std::make_shared<BlankPicture>(std::chrono::steady_clock::now()));
     EXPECT_EQ(pictures(), before);
     engine.deliver(0.25F, 4800);
     playSystem(0.F, 4800);
     capture->resume();
-    screen.show(std::make_shared<Picture>(std::chrono::steady_clock::now()));
+    screen.show(std::make_shared<BlankPicture>(std::chrono::steady_clock::now()));
     EXPECT_EQ(pictures(), before + 1);
     hardware.waitForCallbacks();
     await(capture->stop());

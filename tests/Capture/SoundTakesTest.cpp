@@ -14,15 +14,6 @@ using namespace std::chrono_literals;
 using test::await;
 using test::waitUntil;
 
-struct Picture : VideoFrame {
-    std::uint8_t pixel = 0;
-    Picture() {
-        planes[0] = planes[1] = planes[2] = &pixel;
-        presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(
-            std::chrono::steady_clock::now().time_since_epoch());
-    }
-};
-
 // The whole way of the sound, with all its threads: server, converters, mixer, encoder, file. Only the
 // picture is not real, and has no file.
 TEST(SoundTakes, beginAndEndAHundredTimes) {
@@ -40,7 +31,7 @@ TEST(SoundTakes, beginAndEndAHundredTimes) {
 
     const test::LogLines lines;
     for (int i = 0; i < 100; ++i) {
-        screen.firstFrame = std::make_shared<Picture>();
+        screen.firstFrame = std::make_shared<BlankPicture>(std::chrono::steady_clock::now());
         await(capture.start({CaptureKind::display, QStringLiteral("1"), {}}, true, video));
         ASSERT_EQ(capture.audioFile(), audio);
         if (i % 5 == 1)

@@ -20,7 +20,6 @@ import driver  # noqa: E402
 from driver import Failure, environment, wait_for  # noqa: E402, F401
 
 TOKEN = "token-1"
-KEYRING_ITEM = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
 
 
 def check(condition, what):
@@ -90,16 +89,10 @@ class Scene:
         return service
 
     def grant_all(self):
-        """As if the user had granted everything earlier."""
-        file = environment("XDG_DATA_HOME") / "tavro/permissions.conf"
-        file.parent.mkdir(parents=True, exist_ok=True)
-        file.write_text("[General]\nmicrophone=true\nspeech=true\n")
+        driver.grant_all()
 
     def sign_in(self):
-        """As if the user had signed in earlier."""
-        subprocess.run(
-            ["secret-tool", "store", "--label=Tavro", *KEYRING_ITEM], input=TOKEN, text=True, check=True
-        )
+        driver.sign_in(TOKEN)
 
     def end(self):
         for program in self.programs:
@@ -108,11 +101,11 @@ class Scene:
         for service in self.services:
             service.stop()
         if shutil.which("secret-tool"):
-            subprocess.run(["secret-tool", "clear", *KEYRING_ITEM], check=False, stderr=subprocess.DEVNULL)
+            subprocess.run(["secret-tool", "clear", *driver.KEYRING_ITEM], check=False, stderr=subprocess.DEVNULL)
 
 
 def token():
-    found = subprocess.run(["secret-tool", "lookup", *KEYRING_ITEM], stdout=subprocess.PIPE, text=True, check=False)
+    found = subprocess.run(["secret-tool", "lookup", *driver.KEYRING_ITEM], stdout=subprocess.PIPE, text=True, check=False)
     return found.stdout
 
 

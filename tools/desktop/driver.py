@@ -19,6 +19,7 @@ from gi.repository import Atspi, GLib  # noqa: E402  (the version comes first)
 
 PATIENCE = 30  # seconds; how long a person would never have to wait
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+KEYRING_ITEM = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
 
 
 class Failure(AssertionError):
@@ -310,6 +311,18 @@ def wait_opened(address):
 
 def screenshot(file):
     run("import", "-window", "root", str(file))
+
+
+def grant_all():
+    """As if the user had granted everything earlier."""
+    file = environment("XDG_DATA_HOME") / "tavro/permissions.conf"
+    file.parent.mkdir(parents=True, exist_ok=True)
+    file.write_text("[General]\nmicrophone=true\nspeech=true\n")
+
+
+def sign_in(token):
+    """As if the user had signed in earlier. Needs the keyring."""
+    subprocess.run(["secret-tool", "store", "--label=Tavro", *KEYRING_ITEM], input=token, text=True, check=True)
 
 
 def set_default(key, value):

@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <map>
@@ -14,6 +16,19 @@
 #include <vector>
 
 namespace tavro {
+
+/// A picture of which only the moment matters.
+class BlankPicture final : public VideoFrame {
+public:
+    explicit BlankPicture(std::chrono::steady_clock::time_point shown) {
+        width = height = 2;
+        planes[0] = planes[1] = planes[2] = &pixel;
+        presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(shown.time_since_epoch());
+    }
+
+private:
+    std::uint8_t pixel = 0;
+};
 
 /// A screen that shows what it is told to and fails at the steps it is told to. Outlives its streams. Main
 /// thread.

@@ -18,9 +18,8 @@ namespace tavro::pulse {
 /// reckons it. One such reckoning may be off by a cycle of the server, so none is trusted alone:
 ///  - at a stream's beginning a fifth of a second is held back, and the median of its blocks' moments
 ///    places it;
-///  - afterwards only a gap that a third of a second of blocks agree on is filled, and only a surplus that
-///  they
-///    agree on is left out (a server that hung may be wrong about the first that it hands out);
+///  - afterwards only a gap that a third of a second of blocks agree on is filled, and only such a surplus
+///    left out (a server that hung may be wrong about the first that it hands out);
 ///  - the rest is drift between the device's clock and ours. Crystals differ by up to 50 millionths or so,
 ///    30 ms in ten minutes, which would be heard; so its long average is kept within 8 ms by adding or
 ///    leaving out single frames, at most one in 10 ms (0.2 % of pitch at worst, for as long as it takes).
