@@ -35,9 +35,10 @@ void setColours(x264_param_t& parameters) {
     parameters.vui.b_fullrange = 0;
 }
 
-// A key frame is what the frames after it are predicted from, where much moves. Where little changes, key
-// frames are most of what the file holds: there more than this would buy nothing that anybody sees.
-constexpr int fastQuantizer = 19, quantizer = 18, keyFrameQuantizer = 17, stillKeyFrameQuantizer = 22;
+// Where little changes, key frames are most of what the file holds: more would buy nothing that anybody sees,
+// and what stands would be coded again with every frame finer than the key frame.
+constexpr int fastQuantizer = 17, quantizer = 16, stillQuantizer = 21;
+constexpr int mostBlocksOfKeyFrame = 2, mostBlocksOfFrame = 16; // one in how many may change in what is still
 // Frames that follow each other faster than this are seen for a shorter time than others and cost more a
 // second.
 constexpr microseconds fastInterval = 25ms;
@@ -73,23 +74,24 @@ x264_param_t makeParameters(const VideoSettings& settings) {
 
     // Tuned for what screens show, at the preset's own speed. Each frame is told its quantizer, one for all
     // of the picture: a rate control without lookahead has nothing to add to that, and adaptive quantisation
-    // takes from sharp edges, which is where text lives. Large transforms ring around letters; a wide dead
-    // zone and dropped coefficients lose the small differences that scrolled text and grain leave, more with
-    // each frame; and only a restrained film has block edges worth filtering.
+    // takes from sharp edges, which is where text lives. Large transforms ring around letters; dropped
+    // coefficients lose the small differences that scrolled text leaves, more with each frame; and only a
+    // restrained film has block edges worth filtering.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = quantizer;
-    parameters.rc.f_ip_factor = factor(quantizer - keyFrameQuantizer);
+    parameters.rc.f_ip_factor = 1;
     parameters.rc.f_pb_factor = factor(mostRestraint + 1); // only a limit: there are no frames of that kind
     parameters.rc.i_aq_mode = X264_AQ_NONE;
     parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
-    parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_I4x4;
-    parameters.analyse.i_luma_deadzone[0] = 10;
-    parameters.analyse.i_chroma_qp_offset = 1; // grain in the colours is the first that nobody misses
-    // With so few partitions a wide search is cheap, and what scrolls moves further than a narrow one looks.
+    parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
+    parameters.analyse.i_luma_deadzone[0] = 19;
+    parameters.analyse.i_chroma_qp_offset = 3; // grain in the colours is the first that nobody misses
+    // What scrolls moves further than a narrow search looks, and by whole pixels: positions in between would
+    // take three more copies of each picture, 14 MB in all, for films alone.
     parameters.analyse.i_me_method = X264_ME_UMH;
-    parameters.analyse.i_subpel_refine = 2;
+    parameters.analyse.i_subpel_refine = 0;
     // Nothing looks for cuts and fades: a block that nothing predicts is coded by itself anyway, and the
     // search would take a smaller copy of each picture.
     parameters.i_scenecut_threshold = 0;
@@ -183,9 +185,11 @@ bool X264Encoder::isKeyFrameDue(microseconds time) const {
 }
 
 int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
-    const bool isStill = blocks.count(0) < blocks.size() / 2;
+    const auto most = blocks.size() / (isKeyFrame ? mostBlocksOfKeyFrame : mostBlocksOfFrame);
+    if (!lastKeyFrame || blocks.count(0) < most)
+        return stillQuantizer;
     if (isKeyFrame)
-        return isStill ? stillKeyFrameQuantizer : keyFrameQuantizer;
+        return quantizer;
     return (time - lastFrame < fastInterval ? fastQuantizer : quantizer) + restrained();
 }
 
