@@ -16,6 +16,16 @@ struct x264_t;
 
 namespace tavro {
 
+/// While any of these stands, the process gets no huge pages: the encoder asks for them, also for buffers of
+/// which it uses the beginning alone, 7 MB in all. Any thread.
+class SmallPages {
+public:
+    SmallPages();
+    ~SmallPages();
+    SmallPages(const SmallPages&) = delete;
+    SmallPages& operator=(const SmallPages&) = delete;
+};
+
 /// H.264 of a screen: one packet a frame, at once, in the order given. What is not damaged costs next to
 /// nothing.
 class X264Encoder final : public TrackEncoder {
@@ -39,6 +49,7 @@ private:
     void noteSize(int bytes, std::chrono::microseconds interval);
 
     const VideoSettings settings;
+    const SmallPages smallPages;
     std::unique_ptr<x264_t, Close> encoder;
     MacroblockMap blocks;
     std::optional<std::chrono::microseconds> lastKeyFrame;
