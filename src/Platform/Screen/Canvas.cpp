@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <utility>
 
 namespace tavro {
@@ -51,6 +53,16 @@ void Canvas::copyFrom(const Canvas& other, const Rect& rect) {
     }
 }
 
+void Canvas::forget() {
+    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto first = (reinterpret_cast<std::uintptr_t>(memory.get()) + page - 1) / page * page;
+    const auto end =
+        reinterpret_cast<std::uintptr_t>(planes[2] + std::size_t(strides[2]) * (height / 2)) / page * page;
+    if (first < end)
+        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+    stale = PictureRegion(bounds());
+}
+
 CanvasPool::CanvasPool(
     int canvasWidth, int canvasHeight, std::size_t mostCanvases, std::function<void()> release)
     : width(canvasWidth)
@@ -91,6 +103,12 @@ void CanvasPool::giveBack(Canvas* canvas) {
     }
     if (awaited)
         onRelease();
+}
+
+void CanvasPool::forgetUnused() {
+    const std::lock_guard lock(mutex);
+    for (Canvas* canvas : free)
+        canvas->forget();
 }
 
 std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage) {

@@ -26,6 +26,7 @@ public:
 
 private:
     friend class CanvasPool;
+    void forget(); // what it shows, and with that most of its memory
     struct Free {
         void operator()(std::uint8_t* block) const;
     };
@@ -46,6 +47,8 @@ public:
     /// A canvas to write `damage` into: elsewhere it shows what `latest` does. `damage` is copied from
     /// nowhere, and is all that has changed since `latest`. Only when `canTake()`. Without `latest`, black.
     std::shared_ptr<Canvas> take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage);
+    /// Gives the system the memory of those that nobody uses now. The next to take one fills it anew.
+    void forgetUnused();
 
 private:
     Canvas* findFree();

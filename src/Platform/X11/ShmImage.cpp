@@ -42,4 +42,8 @@ ShmImage::~ShmImage() {
     ::munmap(memory, length);
 }
 
+void ShmImage::forget() {
+    ::madvise(memory, length, MADV_REMOVE);
+}
+
 } // namespace tavro

@@ -22,6 +22,8 @@ public:
     xcb_shm_seg_t segment() const { return id; }
     std::uint8_t* data() const { return memory; }
     std::size_t size() const { return length; }
+    /// Gives the memory back to the system until it is written to again.
+    void forget();
 
 private:
     X11Connection& connection;

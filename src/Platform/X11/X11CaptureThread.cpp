@@ -119,6 +119,7 @@ private:
             send(time, grabber.damage().rects());
         else if (repeat)
             send(time, {});
+        grabber.giveBackMemory();
     }
 
     bool grab() {

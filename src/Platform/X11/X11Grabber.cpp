@@ -10,6 +10,8 @@ namespace tavro {
 namespace {
 
 constexpr int bytesPerPixel = 4;
+constexpr std::size_t largeGrab = 1 << 20; // bytes
+constexpr std::chrono::seconds memoryHeldFor{1};
 
 Rect wholeOf(const TargetPlace& place) {
     return {0, 0, place.area.width, place.area.height};
@@ -68,6 +70,14 @@ bool X11Grabber::grab() {
     draw(pieces);
     pending.clear();
     return true;
+}
+
+void X11Grabber::giveBackMemory() {
+    if (!lastLarge || std::chrono::steady_clock::now() - *lastLarge < memoryHeldFor)
+        return;
+    lastLarge.reset();
+    memory->forget();
+    pool->forgetUnused();
 }
 
 void X11Grabber::locate() {
@@ -161,12 +171,17 @@ std::vector<X11Grabber::Piece> X11Grabber::linesFor(const PictureRegion& region)
 
 bool X11Grabber::fetch(const std::vector<Piece>& pieces) {
     std::vector<xcb_shm_get_image_cookie_t> asked; // all at once: one way to the server and back
-    for (const Piece& piece : pieces)
+    std::size_t bytes = 0;
+    for (const Piece& piece : pieces) {
+        bytes += std::size_t(areaOf(piece.area)) * bytesPerPixel;
         asked.push_back(xcb_shm_get_image(connection, place->drawable,
             static_cast<std::int16_t>(place->area.x + piece.area.x),
             static_cast<std::int16_t>(place->area.y + piece.area.y),
             static_cast<std::uint16_t>(piece.area.width), static_cast<std::uint16_t>(piece.area.height), ~0u,
             XCB_IMAGE_FORMAT_Z_PIXMAP, memory->segment(), static_cast<std::uint32_t>(piece.offset)));
+    }
+    if (bytes >= largeGrab)
+        lastLarge = std::chrono::steady_clock::now();
     bool complete = true;
     for (const auto& cookie : asked)
         complete = connection.reply(xcb_shm_get_image_reply, cookie) && complete;

@@ -7,7 +7,9 @@
 #include "Platform/X11/X11Cursor.h"
 #include "Platform/X11/X11Target.h"
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace tavro {
@@ -29,6 +31,8 @@ public:
     /// Takes what has changed into a new picture. False when nothing has, or it cannot be read now. There
     /// must be a canvas. Throws PlatformError when there is no memory for pictures of the target's size.
     bool grab();
+    /// Gives back, once large parts of the picture have stopped changing, the memory that those needed.
+    void giveBackMemory();
 
     const std::shared_ptr<Canvas>& picture() const { return canvas; } ///< null before the first
     const PictureRegion& damage() const { return damaged; }           ///< of the last grab, on the canvas
@@ -62,6 +66,7 @@ private:
     bool fitChanged = true;
     PictureFit fit;
     std::unique_ptr<ShmImage> memory;
+    std::optional<std::chrono::steady_clock::time_point> lastLarge; // grab, while its memory is held
     PictureRegion pending; // in the target
     Rect shownCursor;      // in the target
     std::shared_ptr<Canvas> canvas;

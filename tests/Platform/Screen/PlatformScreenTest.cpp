@@ -175,8 +175,8 @@ TEST(PictureFit, changesNoPlainColor) {
 }
 
 TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
-    const auto pool = std::make_shared<CanvasPool>(64, 32, 5, [] {});
-    Canvas expected(64, 32);
+    const auto pool = std::make_shared<CanvasPool>(256, 128, 5, [] {}); // some pages each
+    Canvas expected(256, 128);
     std::shared_ptr<Canvas> latest;
     std::vector<std::shared_ptr<Canvas>> held;
     for (int round = 0; round < 500; ++round) {
@@ -185,11 +185,13 @@ TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
             held.resize(static_cast<std::size_t>(roll(0, int(held.size()))) / 2);
             continue;
         }
+        if (roll(0, 9) == 0)
+            pool->forgetUnused();
         PictureRegion damage;
         for (int i = roll(1, 3); i > 0; --i)
-            damage.add(evenAligned(intersected(evenAligned(randomRect(64, 32)), {0, 0, 64, 32})));
+            damage.add(evenAligned(intersected(evenAligned(randomRect(256, 128)), {0, 0, 256, 128})));
         if (!latest)
-            damage.add({0, 0, 64, 32});
+            damage.add({0, 0, 256, 128});
         const auto canvas = pool->take(latest, damage);
         for (const Rect& rect : damage.rects()) {
             Picture patch(rect.width, rect.height);

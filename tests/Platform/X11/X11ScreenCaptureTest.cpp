@@ -4,7 +4,9 @@
 #include "support/TestSupport.h"
 
 #include <algorithm>
+#include <fstream>
 #include <random>
+#include <string>
 
 namespace tavro {
 namespace {
@@ -107,6 +109,38 @@ TEST_F(X11ScreenCapture, repeatsAStillPictureAndEndsWithIt) {
     EXPECT_GE(recording.latest().presentationTime, stopped.time_since_epoch() - 1us);
     screen.fill(screen.root(), {0, 0, 50, 50}, red);
     EXPECT_FALSE(waitUntil([&] { return recording.count > before + 1; }, 100ms));
+}
+
+// Kilobytes that this process holds of the memory it shares with the X server.
+int sharedMemory() {
+    std::ifstream maps("/proc/self/smaps");
+    int size = 0;
+    bool isShared = false;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find('-') < line.find(' ')) // the range of addresses that begins a mapping
+            isShared = line.find("tavro-screen") != std::string::npos;
+        else if (isShared && line.starts_with("Rss:"))
+            size += std::stoi(line.substr(4));
+    }
+    return size;
+}
+
+TEST_F(X11ScreenCapture, givesMemoryBackWhileTheScreenIsStill) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    for (const Color& color : {red, green}) {
+        screen.fill(screen.root(), {0, 0, 1920, 1080}, color);
+        ASSERT_TRUE(recording.waitForColor(900, 900, color));
+        EXPECT_GT(sharedMemory(), 7000);
+        recording.frames.clear();
+        EXPECT_TRUE(waitUntil([] { return sharedMemory() == 0; }));
+        screen.fill(screen.root(), {500, 500, 50, 50}, blue);
+        ASSERT_TRUE(recording.waitForColor(525, 525, blue));
+        EXPECT_TRUE(test::isNear(recording.at(900, 900), color));
+        EXPECT_LT(sharedMemory(), 1000);
+    }
 }
 
 TEST_F(X11ScreenCapture, takesWhatWasDrawnLastIntoTheLastFrame) {
