@@ -61,6 +61,7 @@ void Canvas::forget() {
     if (first < end)
         ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
     stale = PictureRegion(bounds());
+    forgotten = true;
 }
 
 CanvasPool::CanvasPool(
@@ -81,11 +82,12 @@ bool CanvasPool::canTake() {
 Canvas* CanvasPool::findFree() {
     {
         const std::lock_guard lock(mutex);
-        const auto best = std::min_element(free.begin(), free.end(),
+        // Of several that are as stale, the one used last: the others may be forgotten.
+        const auto best = std::min_element(free.rbegin(), free.rend(),
             [](const Canvas* a, const Canvas* b) { return a->stale.area() < b->stale.area(); });
-        if (best != free.end()) {
+        if (best != free.rend()) {
             Canvas* canvas = *best;
-            free.erase(best);
+            free.erase(std::next(best).base());
             return canvas;
         }
     }
@@ -98,6 +100,9 @@ void CanvasPool::giveBack(Canvas* canvas) {
     bool awaited = false;
     {
         const std::lock_guard lock(mutex);
+        canvas->givenBack = std::chrono::steady_clock::now();
+        if (retired)
+            canvas->forget();
         free.push_back(canvas);
         awaited = std::exchange(missing, false);
     }
@@ -105,8 +110,17 @@ void CanvasPool::giveBack(Canvas* canvas) {
         onRelease();
 }
 
-void CanvasPool::forgetUnused() {
+void CanvasPool::forgetUnused(std::chrono::steady_clock::duration time) {
+    const auto before = std::chrono::steady_clock::now() - time;
     const std::lock_guard lock(mutex);
+    for (Canvas* canvas : free)
+        if (!canvas->forgotten && canvas->givenBack <= before)
+            canvas->forget();
+}
+
+void CanvasPool::retire() {
+    const std::lock_guard lock(mutex);
+    retired = true;
     for (Canvas* canvas : free)
         canvas->forget();
 }
@@ -119,6 +133,7 @@ std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& latest, 
                 canvas->copyFrom(*latest, rect);
     }
     canvas->stale.clear();
+    canvas->forgotten = false;
     for (const auto& other : all)
         if (other.get() != canvas)
             other->stale.add(damage);

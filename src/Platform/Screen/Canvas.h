@@ -2,6 +2,7 @@
 
 #include "Platform/Screen/PictureRegion.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -32,6 +33,8 @@ private:
     };
     std::unique_ptr<std::uint8_t, Free> memory;
     PictureRegion stale;
+    std::chrono::steady_clock::time_point givenBack; // while it is free
+    bool forgotten = false;
 };
 
 /// The canvases of one stream, used over and over. A canvas is written by the capture thread alone, before it
@@ -47,8 +50,10 @@ public:
     /// A canvas to write `damage` into: elsewhere it shows what `latest` does. `damage` is copied from
     /// nowhere, and is all that has changed since `latest`. Only when `canTake()`. Without `latest`, black.
     std::shared_ptr<Canvas> take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage);
-    /// Gives the system the memory of those that nobody uses now. The next to take one fills it anew.
-    void forgetUnused();
+    /// Gives the system the memory of those that nobody has used for so long. Who takes one fills it anew.
+    void forgetUnused(std::chrono::steady_clock::duration time);
+    /// The stream has ended: no canvas is taken any more, and each gives its memory back when its readers do.
+    void retire();
 
 private:
     Canvas* findFree();
@@ -62,6 +67,7 @@ private:
     std::mutex mutex;
     std::vector<Canvas*> free;
     bool missing = false;
+    bool retired = false;
 };
 
 } // namespace tavro

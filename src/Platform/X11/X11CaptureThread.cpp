@@ -53,6 +53,9 @@ public:
         , samePicture(configuration.minimumFrameInterval / 2) {
         connection.whileWaiting = [this] { return waitForReply(); };
     }
+    ~Loop() { pool->retire(); }
+    Loop(const Loop&) = delete;
+    Loop& operator=(const Loop&) = delete;
 
     /// Sends the first picture. Throws.
     void begin() {

@@ -73,11 +73,11 @@ bool X11Grabber::grab() {
 }
 
 void X11Grabber::giveBackMemory() {
-    if (!lastLarge || std::chrono::steady_clock::now() - *lastLarge < memoryHeldFor)
-        return;
-    lastLarge.reset();
-    memory->forget();
-    pool->forgetUnused();
+    pool->forgetUnused(memoryHeldFor);
+    if (lastLarge && std::chrono::steady_clock::now() - *lastLarge >= memoryHeldFor) {
+        lastLarge.reset();
+        memory->forget();
+    }
 }
 
 void X11Grabber::locate() {

@@ -31,7 +31,8 @@ public:
     /// Takes what has changed into a new picture. False when nothing has, or it cannot be read now. There
     /// must be a canvas. Throws PlatformError when there is no memory for pictures of the target's size.
     bool grab();
-    /// Gives back, once large parts of the picture have stopped changing, the memory that those needed.
+    /// Gives back the memory of canvases that have not been needed for a while, and, once large parts of the
+    /// picture have stopped changing, what those needed.
     void giveBackMemory();
 
     const std::shared_ptr<Canvas>& picture() const { return canvas; } ///< null before the first

@@ -186,7 +186,7 @@ TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
             continue;
         }
         if (roll(0, 9) == 0)
-            pool->forgetUnused();
+            pool->forgetUnused(std::chrono::seconds(0));
         PictureRegion damage;
         for (int i = roll(1, 3); i > 0; --i)
             damage.add(evenAligned(intersected(evenAligned(randomRect(256, 128)), {0, 0, 256, 128})));
