@@ -54,12 +54,11 @@ void Canvas::copyFrom(const Canvas& other, const Rect& rect) {
 }
 
 void Canvas::forget() {
-    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-    const auto first = (reinterpret_cast<std::uintptr_t>(memory.get()) + page - 1) / page * page;
-    const auto end =
-        reinterpret_cast<std::uintptr_t>(planes[2] + std::size_t(strides[2]) * (height / 2)) / page * page;
-    if (first < end)
-        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* first = memory.get();
+    std::size_t left = std::size_t(strides[0]) * height + std::size_t(strides[1]) * height;
+    if (std::align(page, page, first, left)) // whole pages of it
+        ::madvise(first, left / page * page, MADV_DONTNEED);
     stale = PictureRegion(bounds());
     forgotten = true;
 }

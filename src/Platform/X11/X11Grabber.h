@@ -68,8 +68,8 @@ private:
     PictureFit fit;
     std::unique_ptr<ShmImage> memory;
     std::optional<std::chrono::steady_clock::time_point> lastLarge; // grab, while its memory is held
-    PictureRegion pending; // in the target
-    Rect shownCursor;      // in the target
+    PictureRegion pending;                                          // in the target
+    Rect shownCursor;                                               // in the target
     std::shared_ptr<Canvas> canvas;
     PictureRegion damaged;
 };
