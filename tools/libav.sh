@@ -18,9 +18,16 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 
-# From where this machine has its packages, without touching its own lists.
-apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
-  sort -u >sources.list
+# Where this machine has Debian's packages from, as sources; known once its lists have been fetched.
+list_sources() {
+  apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
+    sort -u >sources.list
+  [ -s sources.list ]
+}
+root=()
+[ "$(id -u)" = 0 ] || root=(sudo)
+list_sources || { "${root[@]}" apt-get update -qq && list_sources; } ||
+  { echo "This machine knows no source of Debian packages." >&2; exit 1; }
 mkdir -p state/lists/partial cache/archives/partial
 source_only=(-qq -o Dir::Etc::SourceList="$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
   -o Dir::State="$work/state" -o Dir::Cache="$work/cache" -o APT::Sandbox::User=root)
