@@ -39,7 +39,7 @@ void setColours(x264_param_t& parameters) {
 
 // Where little changes, key frames are most of what the file holds: more would buy nothing that anybody sees,
 // and what stands would be coded again with every frame finer than the key frame.
-constexpr int quantizer = 16, fastQuantizer = 17, keyFrameQuantizer = 17, stillQuantizer = 21;
+constexpr int quantizer = 16, fastQuantizer = 17, keyFrameQuantizer = 17, stillQuantizer = 20;
 constexpr int mostBlocksOfKeyFrame = 2, mostBlocksOfFrame = 16; // one in how many may change in what is still
 // Frames that follow each other faster than this are seen for a shorter time than others and cost more a
 // second.
