@@ -105,6 +105,7 @@ void X11Grabber::moveTo(const TargetPlace& next) {
                           .arg(whole.height));
         const std::size_t bytes = std::size_t(whole.width) * whole.height * bytesPerPixel;
         if (!memory || memory->size() < bytes) {
+            lastLarge.reset();
             memory.reset();
             memory = std::make_unique<ShmImage>(connection, bytes);
         }

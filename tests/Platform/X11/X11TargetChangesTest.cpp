@@ -3,6 +3,9 @@
 
 #include "support/TestSupport.h"
 
+#include <csignal>
+#include <sys/resource.h>
+
 namespace tavro {
 namespace {
 
@@ -10,6 +13,7 @@ using namespace std::chrono_literals;
 using test::Color;
 using test::Recording;
 using test::VirtualScreen;
+using test::waitUntil;
 using Kind = ContentFilter::Kind;
 
 constexpr Color white{255, 255, 255}, black{0, 0, 0}, red{255, 0, 0}, green{0, 255, 0}, blue{0, 0, 255};
@@ -68,6 +72,26 @@ TEST_F(X11TargetChanges, aHiddenWindowKeepsItsPictureAndComesBack) {
     screen.fill(window, {0, 0, 960, 540}, green);
     EXPECT_TRUE(recording.waitForColor(960, 540, green));
     EXPECT_TRUE(hasLine(lines, QStringLiteral("window %1 is there again").arg(window)));
+}
+
+TEST_F(X11TargetChanges, aWindowTooLargeForTheMemoryKeepsItsPicture) {
+    const test::LogLines lines;
+    const auto window = screen.openWindow({100, 100, 960, 540}, red);
+    Recording recording(*service, {Kind::window, window});
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    const auto ignored = ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit little{1 << 20, usual.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &little);
+    screen.resize(window, 1800, 900);
+    EXPECT_TRUE(waitUntil([&] { return hasLine(lines, QStringLiteral("No memory shared")); }));
+    EXPECT_TRUE(recording.waitForFrames(3)); // some seconds
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    ::signal(SIGXFSZ, ignored);
+    EXPECT_TRUE(test::isNear(recording.at(960, 540), red));
+    screen.resize(window, 640, 360);
+    screen.fill(window, {0, 0, 640, 360}, green);
+    EXPECT_TRUE(recording.waitForColor(960, 540, green));
 }
 
 TEST_F(X11TargetChanges, aClosedWindowsPictureStays) {
