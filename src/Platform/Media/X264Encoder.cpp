@@ -8,8 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
-#include <sys/prctl.h>
 #include <utility>
 
 extern "C" {
@@ -40,7 +38,8 @@ void setColours(x264_param_t& parameters) {
 // Where little changes, key frames are most of what the file holds: more would buy nothing that anybody sees,
 // and what stands would be coded again with every frame finer than the key frame.
 constexpr int quantizer = 16, fastQuantizer = 17, keyFrameQuantizer = 17, stillQuantizer = 20;
-constexpr int mostBlocksOfKeyFrame = 2, mostBlocksOfFrame = 16; // one in how many may change in what is still
+// Still is where less than one block in so many changes.
+constexpr int stillKeyFramePart = 2, stillFramePart = 16;
 // Frames that follow each other faster than this are seen for a shorter time than others and cost more a
 // second.
 constexpr microseconds fastInterval = 25ms;
@@ -130,22 +129,7 @@ void setExtradata(AVCodecParameters& parameters, const std::vector<std::uint8_t>
     parameters.extradata_size = static_cast<int>(bytes.size());
 }
 
-std::mutex smallPagesMutex;
-int smallPagesWanted = 0;
-
 } // namespace
-
-SmallPages::SmallPages() {
-    const std::lock_guard lock(smallPagesMutex);
-    if (smallPagesWanted++ == 0)
-        ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
-}
-
-SmallPages::~SmallPages() {
-    const std::lock_guard lock(smallPagesMutex);
-    if (--smallPagesWanted == 0)
-        ::prctl(PR_SET_THP_DISABLE, 0, 0, 0, 0);
-}
 
 void X264Encoder::Close::operator()(x264_t* handle) const {
     x264_encoder_close(handle);
@@ -202,7 +186,7 @@ bool X264Encoder::isKeyFrameDue(microseconds time) const {
 }
 
 int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
-    const auto most = blocks.size() / (isKeyFrame ? mostBlocksOfKeyFrame : mostBlocksOfFrame);
+    const auto most = blocks.size() / (isKeyFrame ? stillKeyFramePart : stillFramePart);
     if (!lastKeyFrame || blocks.count(0) < most)
         return stillQuantizer;
     if (isKeyFrame)

@@ -3,6 +3,7 @@
 #include "Core/Errors.h"
 #include "Platform/AssetWriter.h"
 #include "Platform/Media/Damage.h"
+#include "Platform/Media/SmallPages.h"
 #include "Platform/Media/TrackEncoder.h"
 
 #include <QStringList>
@@ -15,16 +16,6 @@ struct x264_t;
 }
 
 namespace tavro {
-
-/// While any of these stands, the process gets no huge pages: the encoder asks for them, also for buffers of
-/// which it uses the beginning alone, 7 MB in all. Any thread.
-class SmallPages {
-public:
-    SmallPages();
-    ~SmallPages();
-    SmallPages(const SmallPages&) = delete;
-    SmallPages& operator=(const SmallPages&) = delete;
-};
 
 /// H.264 of a screen: one packet a frame, at once, in the order given. What is not damaged costs next to
 /// nothing.

@@ -118,10 +118,11 @@ void CanvasPool::forgetUnused(std::chrono::steady_clock::duration time) {
 }
 
 void CanvasPool::retire() {
-    const std::lock_guard lock(mutex);
-    retired = true;
-    for (Canvas* canvas : free)
-        canvas->forget();
+    {
+        const std::lock_guard lock(mutex);
+        retired = true;
+    }
+    forgetUnused(std::chrono::seconds(0));
 }
 
 std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage) {
