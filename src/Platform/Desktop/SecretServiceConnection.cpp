@@ -1,53 +1,66 @@
 #include "Platform/Desktop/SecretServiceConnection.h"
 
-#include <libsecret/secret.h>
+#include "Platform/Desktop/DBusCall.h"
+#include "Platform/Desktop/SecretPrompt.h"
+
+#include <QDBusMetaType>
+#include <QEventLoop>
 
 #include <atomic>
+#include <climits>
+#include <mutex>
 #include <unistd.h>
-#include <utility>
 
 namespace tavro {
 
 namespace {
 
-constexpr auto serviceName = "org.freedesktop.secrets";
+using Paths = QList<QDBusObjectPath>;
+using Attributes = QMap<QString, QString>;
 
-struct Unref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-    void operator()(GVariant* value) const { g_variant_unref(value); }
-    void operator()(GHashTable* table) const { g_hash_table_unref(table); }
-    void operator()(GMainContext* context) const { g_main_context_unref(context); }
-    void operator()(GError* error) const { g_error_free(error); }
-    void operator()(SecretValue* value) const { secret_value_unref(value); }
-    void operator()(GList* objects) const { g_list_free_full(objects, g_object_unref); }
-    void operator()(char* text) const { g_free(text); }
+const QString serviceName = QStringLiteral("org.freedesktop.secrets");
+const QString serviceInterface = QStringLiteral("org.freedesktop.Secret.Service");
+const QString collectionInterface = QStringLiteral("org.freedesktop.Secret.Collection");
+const QString itemInterface = QStringLiteral("org.freedesktop.Secret.Item");
+const dbus::Peer busItself{QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+    QStringLiteral("org.freedesktop.DBus")};
+
+/// A secret as it travels. It is not encrypted for the way: the bus is this user's own, and who could listen
+/// there could as well ask the service.
+struct Secret {
+    QDBusObjectPath session;
+    QByteArray parameters; // of the encryption
+    QByteArray value;
+    QString contentType = QStringLiteral("text/plain");
 };
+
+QDBusArgument& operator<<(QDBusArgument& argument, const Secret& secret) {
+    argument.beginStructure();
+    argument << secret.session << secret.parameters << secret.value << secret.contentType;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, Secret& secret) {
+    argument.beginStructure();
+    argument >> secret.session >> secret.parameters >> secret.value >> secret.contentType;
+    argument.endStructure();
+    return argument;
+}
+
 template <class T>
-using Ref = std::unique_ptr<T, Unref>;
+T argument(const QDBusMessage& reply, int index) {
+    return qdbus_cast<T>(reply.arguments().value(index));
+}
 
-// Receives the error of a call; null when there was none.
-class ErrorSlot {
-public:
-    GError** operator&() { return &error; }
-    explicit operator bool() const { return error != nullptr; }
-    bool is(GQuark domain, int code) const { return g_error_matches(error, domain, code); }
-    ErrorSlot() = default;
-    ErrorSlot(const ErrorSlot&) = delete;
-    ErrorSlot& operator=(const ErrorSlot&) = delete;
-    ~ErrorSlot() { g_clear_error(&error); }
-
-private:
-    GError* error = nullptr;
-};
+// Where an answer may name an object, this is none.
+bool isNone(const QDBusObjectPath& path) {
+    return path.path().size() <= 1;
+}
 
 // The two attributes by which every client finds the item; it need not have been stored by this program.
-const SecretSchema schema = {"com.quembridge.tavro", SECRET_SCHEMA_DONT_MATCH_NAME,
-    {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING}, {"account", SECRET_SCHEMA_ATTRIBUTE_STRING}}, 0, nullptr,
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
-
-Ref<GHashTable> attributes(const SecretKey& key) {
-    return Ref<GHashTable>(secret_attributes_build(&schema, "service", key.service.toUtf8().constData(),
-        "account", key.account.toUtf8().constData(), nullptr));
+Attributes attributes(const SecretKey& key) {
+    return {{QStringLiteral("service"), key.service}, {QStringLiteral("account"), key.account}};
 }
 
 // Looking for a bus where no address is known would start one, for nobody but this program.
@@ -58,237 +71,269 @@ bool busIsKnown() {
 
 } // namespace
 
-class SecretServiceConnection::Glib {
+class SecretServiceConnection::Bus {
 public:
-    const Ref<GMainContext> context{g_main_context_new()};
-    Ref<GDBusConnection> bus;
-    Ref<SecretService> service;
-    Ref<char> serviceOwner; // the process that `service` has its session with
-    bool startRefused = false;
-    std::atomic<bool> abandoned = false;
-
-    // Starts a call of the libraries and serves this thread's events until its result is there.
-    template <class Start>
-    Ref<GAsyncResult> await(const Start& start) {
-        using Slot = std::shared_ptr<Ref<GAsyncResult>>; // shared with a call that may outlive the wait
-        const Slot slot = std::make_shared<Ref<GAsyncResult>>();
-        start(
-            [](GObject*, GAsyncResult* arrived, gpointer data) {
-                const std::unique_ptr<Slot> mine(static_cast<Slot*>(data));
-                (*mine)->reset(G_ASYNC_RESULT(g_object_ref(arrived)));
-            },
-            new Slot(slot));
-        while (!*slot) {
-            if (abandoned)
-                throw Abandoned();
-            g_main_context_iteration(context.get(), TRUE);
-        }
-        return std::move(*slot);
+    Bus() {
+        qDBusRegisterMetaType<Attributes>();
+        qDBusRegisterMetaType<Secret>();
     }
 
-    bool connectToBus() {
-        if (bus && !g_dbus_connection_is_closed(bus.get()))
+    struct Found {
+        Paths unlocked;
+        Paths locked;
+    };
+
+    void attach() {
+        const std::lock_guard lock(mutex);
+        events = std::make_unique<QEventLoop>();
+    }
+
+    void detach() {
+        disconnect();
+        const std::lock_guard lock(mutex);
+        events.reset();
+    }
+
+    void serveEvents() { events->processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents); }
+
+    void wake() {
+        const std::lock_guard lock(mutex);
+        if (events)
+            events->wakeUp();
+    }
+
+    bool connect() {
+        if (connection.isConnected())
             return true;
         disconnect();
         if (!busIsKnown())
             return false;
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            g_bus_get(G_BUS_TYPE_SESSION, nullptr, ready, slot);
-        });
-        bus.reset(g_bus_get_finish(result.get(), nullptr));
-        if (bus) // by default the program would end together with the bus
-            g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-        return bus != nullptr;
+        // Not the one that the rest of the program shares: what is asked here may take its time.
+        static std::atomic<int> number = 0;
+        connection = QDBusConnection::connectToBus(
+            QDBusConnection::SessionBus, QStringLiteral("secrets-%1").arg(++number));
+        return connection.isConnected();
     }
 
-    Ref<GVariant> askBus(const char* method, GVariant* arguments, GError** error) {
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            g_dbus_connection_call(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                "org.freedesktop.DBus", method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
-                ready, slot);
-        });
-        return Ref<GVariant>(g_dbus_connection_call_finish(bus.get(), result.get(), error));
+    QDBusMessage ask(const QDBusMessage& message) {
+        const QDBusPendingCallWatcher call(connection.asyncCall(message, INT_MAX));
+        await([&] { return call.isFinished(); });
+        return call.reply();
     }
 
-    // The process that serves secrets now, by its name on the bus; null when there is none.
-    Ref<char> owner(GError** error) {
-        const auto answer = askBus("GetNameOwner", g_variant_new("(s)", serviceName), error);
-        char* name = nullptr;
-        if (answer)
-            g_variant_get(answer.get(), "(s)", &name);
-        return Ref<char>(name);
+    QDBusMessage askService(
+        const QString& path, const QString& interface, const QString& method, const QVariantList& arguments) {
+        return ask(dbus::Peer{owner, path, interface}.call(method, arguments));
     }
+
+    QDBusMessage askService(const QString& method, const QVariantList& arguments) {
+        return askService(QStringLiteral("/org/freedesktop/secrets"), serviceInterface, method, arguments);
+    }
+
+    // Answered by the name on the bus of the process that serves secrets now.
+    QDBusMessage askForOwner() { return ask(busItself.call(QStringLiteral("GetNameOwner"), {serviceName})); }
 
     // The sessions of a service end with its process: one that was restarted needs a new one.
-    SecretService* session() {
-        ErrorSlot error;
-        auto now = connectToBus() ? owner(&error) : nullptr;
-        if (!now)
-            return nullptr;
-        if (!service || g_strcmp0(now.get(), serviceOwner.get()) != 0) {
-            service.reset();
-            const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-                secret_service_open(
-                    SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, nullptr, ready, slot);
-            });
-            service.reset(secret_service_open_finish(result.get(), nullptr));
-            serviceOwner = std::move(now);
+    bool openSession() {
+        const auto now = connect() ? argument<QString>(askForOwner(), 0) : QString();
+        if (now.isEmpty())
+            return false;
+        if (now != owner || isNone(session)) {
+            owner = now;
+            const auto reply = askService(QStringLiteral("OpenSession"),
+                {QStringLiteral("plain"), QVariant::fromValue(QDBusVariant(QString()))});
+            session = argument<QDBusObjectPath>(reply, 1);
         }
-        return service.get();
+        return !isNone(session);
     }
 
-    Ref<GList> search(const SecretKey& key, SecretSearchFlags flags, GError** error) {
-        const auto wanted = attributes(key);
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_service_search(service.get(), &schema, wanted.get(), flags, nullptr, ready, slot);
-        });
-        return Ref<GList>(secret_service_search_finish(service.get(), result.get(), error));
+    std::optional<Found> search(const SecretKey& key) {
+        const auto reply = askService(QStringLiteral("SearchItems"), {QVariant::fromValue(attributes(key))});
+        if (!dbus::succeeded(reply))
+            return std::nullopt;
+        return Found{argument<Paths>(reply, 0), argument<Paths>(reply, 1)};
     }
 
     // Waits until the user has given, or refused, the password.
-    bool unlock(GList* items) {
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_service_unlock(service.get(), items, nullptr, ready, slot);
-        });
-        return secret_service_unlock_finish(service.get(), result.get(), nullptr, nullptr) > 0;
+    bool unlock(const Paths& objects) {
+        const auto reply = askService(QStringLiteral("Unlock"), {QVariant::fromValue(objects)});
+        if (!argument<Paths>(reply, 0).isEmpty())
+            return true;
+        const auto opened = ifAnswered(argument<QDBusObjectPath>(reply, 1));
+        return opened && !qdbus_cast<Paths>(*opened).isEmpty();
     }
 
-    // Null when there is none yet.
-    Ref<SecretCollection> defaultCollection() {
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_collection_for_alias(
-                service.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, ready, slot);
-        });
-        return Ref<SecretCollection>(secret_collection_for_alias_finish(result.get(), nullptr));
+    // Made when there is none yet, with a password that the user chooses.
+    QDBusObjectPath defaultCollection() {
+        const QString alias = QStringLiteral("default");
+        const auto known = argument<QDBusObjectPath>(askService(QStringLiteral("ReadAlias"), {alias}), 0);
+        if (!isNone(known))
+            return known;
+        const QVariantMap properties{
+            {collectionInterface + QStringLiteral(".Label"), QStringLiteral("Login")}};
+        return made(askService(QStringLiteral("CreateCollection"), {properties, alias}));
     }
 
-    std::optional<QByteArray> load(SecretItem* item) {
-        const auto result = await([&](GAsyncReadyCallback ready, gpointer slot) {
-            secret_item_load_secret(item, nullptr, ready, slot);
-        });
-        if (!secret_item_load_secret_finish(item, result.get(), nullptr))
+    bool isLocked(const QDBusObjectPath& object) {
+        const auto reply = askService(object.path(), QStringLiteral("org.freedesktop.DBus.Properties"),
+            QStringLiteral("Get"), {collectionInterface, QStringLiteral("Locked")});
+        return dbus::value(reply).toBool();
+    }
+
+    std::optional<QByteArray> load(const QDBusObjectPath& item) {
+        const auto reply = askService(
+            item.path(), itemInterface, QStringLiteral("GetSecret"), {QVariant::fromValue(session)});
+        if (!dbus::succeeded(reply))
             return std::nullopt;
-        const Ref<SecretValue> value(secret_item_get_secret(item));
-        if (!value)
+        return argument<Secret>(reply, 0).value;
+    }
+
+    bool create(const QDBusObjectPath& collection, const SecretKey& key, const QByteArray& value) {
+        Attributes identity = attributes(key);
+        identity.insert(QStringLiteral("xdg:schema"), QStringLiteral("com.quembridge.tavro"));
+        const QVariantMap properties{{itemInterface + QStringLiteral(".Label"), key.service},
+            {itemInterface + QStringLiteral(".Attributes"), QVariant::fromValue(identity)}};
+        constexpr bool replace = true;
+        return !isNone(made(askService(collection.path(), collectionInterface, QStringLiteral("CreateItem"),
+            {properties, QVariant::fromValue(Secret{session, {}, value}), replace})));
+    }
+
+    bool erase(const QDBusObjectPath& item) {
+        const auto reply = askService(item.path(), itemInterface, QStringLiteral("Delete"), {});
+        const auto prompt = argument<QDBusObjectPath>(reply, 0);
+        return dbus::succeeded(reply) && (isNone(prompt) || ifAnswered(prompt));
+    }
+
+    bool startRefused = false;
+    std::atomic<bool> abandoned = false;
+
+private:
+    template <class Condition>
+    void await(const Condition& isThere) {
+        while (!isThere()) {
+            if (abandoned)
+                throw Abandoned();
+            serveEvents();
+        }
+    }
+
+    std::optional<QVariant> ifAnswered(const QDBusObjectPath& prompt) {
+        if (isNone(prompt))
             return std::nullopt;
-        gsize size = 0;
-        const char* bytes = secret_value_get(value.get(), &size);
-        return QByteArray(bytes, static_cast<qsizetype>(size));
+        const SecretPrompt question(connection, owner, prompt.path());
+        await([&] { return question.isOver(); });
+        return question.result();
+    }
+
+    // The new object that an answer names, now or after a question.
+    QDBusObjectPath made(const QDBusMessage& reply) {
+        const auto object = argument<QDBusObjectPath>(reply, 0);
+        if (!isNone(object))
+            return object;
+        const auto outcome = ifAnswered(argument<QDBusObjectPath>(reply, 1));
+        return outcome ? qdbus_cast<QDBusObjectPath>(*outcome) : QDBusObjectPath();
     }
 
     void disconnect() {
-        service.reset();
-        serviceOwner.reset();
-        bus.reset();
+        owner.clear();
+        session = {};
+        const QString name = connection.name();
+        connection = QDBusConnection(QString());
+        QDBusConnection::disconnectFromBus(name);
     }
+
+    std::mutex mutex; // over the pointer; the loop is used on its own thread, but to wake it
+    std::unique_ptr<QEventLoop> events;
+    QDBusConnection connection{QString()};
+    QString owner; // the process that the session is with
+    QDBusObjectPath session;
 };
 
-SecretServiceConnection::SecretServiceConnection() : glib(std::make_unique<Glib>()) {}
+SecretServiceConnection::SecretServiceConnection() : bus(std::make_unique<Bus>()) {}
 
 SecretServiceConnection::~SecretServiceConnection() = default;
 
 void SecretServiceConnection::attach() {
-    g_main_context_push_thread_default(glib->context.get());
+    bus->attach();
 }
 
 void SecretServiceConnection::detach() {
-    glib->disconnect();
-    while (g_main_context_iteration(glib->context.get(), FALSE))
-        continue; // what the disconnection left to be done
-    g_main_context_pop_thread_default(glib->context.get());
+    bus->detach();
 }
 
 void SecretServiceConnection::waitForEvents() {
-    g_main_context_iteration(glib->context.get(), TRUE);
+    bus->serveEvents();
 }
 
 void SecretServiceConnection::wake() {
-    g_main_context_wakeup(glib->context.get());
+    bus->wake();
 }
 
 void SecretServiceConnection::abandon() {
-    glib->abandoned = true;
+    bus->abandoned = true;
     wake();
 }
 
 SecretServiceConnection::Presence SecretServiceConnection::presence() {
-    if (!glib->connectToBus())
+    if (!bus->connect())
         return Presence::absent;
-    {
-        ErrorSlot error;
-        if (glib->owner(&error)) {
-            glib->startRefused = false;
-            return Presence::there;
-        }
-        if (!error.is(G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER))
-            return Presence::unknown;
+    const auto owner = bus->askForOwner();
+    if (dbus::succeeded(owner)) {
+        bus->startRefused = false;
+        return Presence::there;
     }
+    if (owner.errorName() != QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner"))
+        return Presence::unknown;
     // Asked once: a start that fails can take half a minute to do so.
-    if (glib->startRefused)
-        return Presence::absent;
-    ErrorSlot error;
-    glib->askBus("StartServiceByName", g_variant_new("(su)", serviceName, 0U), &error);
-    glib->startRefused = static_cast<bool>(error);
-    return glib->startRefused ? Presence::absent : Presence::there;
+    if (!bus->startRefused)
+        bus->startRefused = !dbus::succeeded(
+            bus->ask(busItself.call(QStringLiteral("StartServiceByName"), {serviceName, 0U})));
+    return bus->startRefused ? Presence::absent : Presence::there;
 }
 
 bool SecretServiceConnection::prepare() {
-    return presence() == Presence::there && glib->session();
+    return presence() == Presence::there && bus->openSession();
 }
 
 SecretServiceConnection::Lookup SecretServiceConnection::lookup(const SecretKey& key, Locked locked) {
-    if (!glib->session())
+    if (!bus->openSession())
         return {};
-    const auto found = glib->search(key, SECRET_SEARCH_NONE, nullptr);
+    const auto found = bus->search(key);
     if (!found)
         return {};
-    auto* const item = static_cast<SecretItem*>(found->data);
-    if (secret_item_get_locked(item) && !(locked == Locked::askToUnlock && glib->unlock(found.get())))
+    if (!found->unlocked.isEmpty())
+        return {bus->load(found->unlocked.first()), false};
+    if (found->locked.isEmpty())
+        return {};
+    if (locked == Locked::leave || !bus->unlock(found->locked))
         return {std::nullopt, true};
-    return {glib->load(item), false};
+    return {bus->load(found->locked.first()), false};
 }
 
 SecretServiceConnection::Change SecretServiceConnection::store(
     const SecretKey& key, const QByteArray& value, Locked locked) {
-    SecretService* const service = glib->session();
-    if (!service)
+    if (!bus->openSession())
         return Change::failed;
-    const auto collection = glib->defaultCollection();
-    if (collection && secret_collection_get_locked(collection.get())) {
-        GList only{collection.get(), nullptr, nullptr};
-        if (locked == Locked::leave || !glib->unlock(&only))
-            return Change::locked;
-    }
-    const auto identity = attributes(key);
-    const Ref<SecretValue> secret(secret_value_new(value.constData(), value.size(), "text/plain"));
-    const QByteArray label = key.service.toUtf8();
-    const auto result = glib->await([&](GAsyncReadyCallback ready, gpointer slot) {
-        secret_service_store(service, &schema, identity.get(), SECRET_COLLECTION_DEFAULT, label.constData(),
-            secret.get(), nullptr, ready, slot);
-    });
-    return secret_service_store_finish(service, result.get(), nullptr) ? Change::made : Change::failed;
+    const auto collection = bus->defaultCollection();
+    if (isNone(collection))
+        return Change::failed;
+    if (bus->isLocked(collection) && (locked == Locked::leave || !bus->unlock({collection})))
+        return Change::locked;
+    return bus->create(collection, key, value) ? Change::made : Change::failed;
 }
 
 SecretServiceConnection::Change SecretServiceConnection::clear(const SecretKey& key, Locked locked) {
-    SecretService* const service = glib->session();
-    if (!service)
+    if (!bus->openSession())
         return Change::failed;
-    ErrorSlot error;
-    const auto found = glib->search(key, SECRET_SEARCH_ALL, &error);
+    const auto found = bus->search(key);
     if (!found)
-        return error ? Change::failed : Change::made;
-    bool anyLocked = false;
-    for (GList* entry = found.get(); entry; entry = entry->next)
-        anyLocked = anyLocked || secret_item_get_locked(static_cast<SecretItem*>(entry->data));
-    if (anyLocked && (locked == Locked::leave || !glib->unlock(found.get())))
+        return Change::failed;
+    if (!found->locked.isEmpty() && (locked == Locked::leave || !bus->unlock(found->locked)))
         return Change::locked;
-    const auto identity = attributes(key);
-    const auto result = glib->await([&](GAsyncReadyCallback ready, gpointer slot) {
-        secret_service_clear(service, &schema, identity.get(), nullptr, ready, slot);
-    });
-    ErrorSlot refused;
-    secret_service_clear_finish(service, result.get(), &refused);
-    return refused ? Change::failed : Change::made;
+    bool gone = true;
+    for (const QDBusObjectPath& item : found->unlocked + found->locked)
+        gone = bus->erase(item) && gone;
+    return gone ? Change::made : Change::failed;
 }
 
 } // namespace tavro

@@ -15,7 +15,7 @@ struct SecretKey {
     bool operator==(const SecretKey&) const = default;
 };
 
-/// The session's Secret Service, through libsecret. Between `attach` and `detach` the operations are called
+/// The session's Secret Service, through D-Bus. Between `attach` and `detach` the operations are called
 /// on that one thread. Each waits there until it is done, without a bound of its own (a service may be
 /// frozen, a user may look for a password), or until `abandon` is called; then it throws Abandoned. Nothing
 /// that has begun is cancelled: gnome-keyring does not survive that its question for a password is taken
@@ -60,8 +60,8 @@ public:
     Change clear(const SecretKey& key, Locked locked);                 ///< made: there is no such item now
 
 private:
-    class Glib; // the libraries' objects
-    const std::unique_ptr<Glib> glib;
+    class Bus;
+    const std::unique_ptr<Bus> bus;
 };
 
 } // namespace tavro
