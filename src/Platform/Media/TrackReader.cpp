@@ -54,9 +54,8 @@ libav::Packet TrackReader::take() {
         taken->duration = ahead->dts - taken->dts;
     else if (end)
         taken->duration = *end - taken->pts;
-    else if (taken->duration <= 0)
-        taken->duration = lastDuration;
-    lastDuration = taken->duration;
+    else if (taken->duration <= 0) // a fragment's
+        taken->duration = std::max<std::int64_t>(stream->duration - taken->pts, 0);
     return taken;
 }
 

@@ -34,7 +34,6 @@ private:
     const libav::InputContext input;
     AVStream* const stream;
     std::optional<std::int64_t> end; // in the track's time base
-    std::int64_t lastDuration = 0;
     libav::Packet ahead;
 };
 

@@ -1,17 +1,14 @@
 #include "MediaFiles.h"
 
-#include <gtest/gtest.h>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/mathematics.h>
-}
-
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <memory>
+#include <functional>
 #include <numeric>
 #include <sstream>
 #include <stdexcept>
@@ -22,91 +19,60 @@ namespace {
 
 using std::chrono::microseconds;
 
-struct Close {
-    void operator()(AVFormatContext* handle) const { avformat_close_input(&handle); }
-    void operator()(AVCodecContext* handle) const { avcodec_free_context(&handle); }
-    void operator()(AVPacket* handle) const { av_packet_free(&handle); }
-    void operator()(AVFrame* handle) const { av_frame_free(&handle); }
-};
-
-void check(int code, const char* doing) {
-    if (code >= 0)
-        return;
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    throw std::runtime_error(std::string(doing) + ": " + text);
+// Runs a command that reads `file`; its standard output. Throws when it complains. Through the shell:
+// ThreadSanitizer does not bear a fork of this process.
+QByteArray outputOf(const QString& command, const std::filesystem::path& file) {
+    const auto complaints = std::filesystem::path(file).concat(".complaints");
+    const auto redirected = QStringLiteral("%1 2>'%2'").arg(command, QString::fromStdString(complaints));
+    FILE* pipe = ::popen(redirected.toUtf8().constData(), "r");
+    if (!pipe)
+        throw std::runtime_error("no shell");
+    QByteArray output;
+    std::array<char, 65'536> part{};
+    while (const auto count = std::fread(part.data(), 1, part.size(), pipe))
+        output.append(part.data(), static_cast<qsizetype>(count));
+    const int status = ::pclose(pipe);
+    std::ostringstream said;
+    said << std::ifstream(complaints).rdbuf();
+    std::filesystem::remove(complaints);
+    if (status != 0 || !said.str().empty())
+        throw std::runtime_error(command.toStdString() + ": " + said.str());
+    return output;
 }
 
-// A file opened as a player does it.
-struct Reader {
-    std::unique_ptr<AVFormatContext, Close> input;
-    std::unique_ptr<AVPacket, Close> packet{av_packet_alloc()};
-
-    explicit Reader(const std::filesystem::path& file) {
-        AVFormatContext* opened = nullptr;
-        check(avformat_open_input(&opened, file.c_str(), nullptr, nullptr), "open");
-        input.reset(opened);
-        check(avformat_find_stream_info(opened, nullptr), "find_stream_info");
-    }
-    bool next() {
-        av_packet_unref(packet.get());
-        const int read = av_read_frame(input.get(), packet.get());
-        if (read == AVERROR_EOF)
-            return false;
-        check(read, "read_frame");
-        return true;
-    }
-    AVStream* stream(AVMediaType type) {
-        for (unsigned i = 0; i < input->nb_streams; ++i)
-            if (input->streams[i]->codecpar->codec_type == type)
-                return input->streams[i];
-        return nullptr;
-    }
-};
-
-microseconds inMicroseconds(std::int64_t time, AVRational base) {
-    return microseconds(av_rescale_q(time, base, {1, 1'000'000}));
-}
-
-Track readTrack(const std::filesystem::path& file, AVMediaType type) {
-    Reader reader(file);
-    const AVStream* stream = reader.stream(type);
+Track readTrack(const std::filesystem::path& file, const QString& stream) {
+    const auto answer = QJsonDocument::fromJson(outputOf(
+        QStringLiteral("ffprobe -v error -select_streams %1 -show_streams -show_packets -of json '%2'")
+            .arg(stream, QString::fromStdString(file)),
+        file));
+    const QJsonObject described = answer[u"streams"][0].toObject();
+    const auto text = [&](const char* key) { return described[QLatin1String(key)].toString(); };
     Track track;
-    if (!stream)
+    if (described.isEmpty())
         return track;
-    const AVCodecParameters& parameters = *stream->codecpar;
-    track.codec = avcodec_get_name(parameters.codec_id);
-    if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile))
-        track.profile = profile;
-    track.width = parameters.width;
-    track.height = parameters.height;
-    track.sampleRate = parameters.sample_rate;
-    track.channels = parameters.ch_layout.nb_channels;
-    track.bitRate = parameters.bit_rate;
-    track.isBT709 = parameters.color_primaries == AVCOL_PRI_BT709 &&
-                    parameters.color_trc == AVCOL_TRC_BT709 && parameters.color_space == AVCOL_SPC_BT709 &&
-                    parameters.color_range == AVCOL_RANGE_MPEG;
-    while (reader.next())
-        if (reader.packet->stream_index == stream->index)
-            track.samples.push_back({inMicroseconds(reader.packet->pts, stream->time_base),
-                inMicroseconds(reader.packet->duration, stream->time_base),
-                (reader.packet->flags & AV_PKT_FLAG_KEY) != 0});
-    return track;
-}
+    track.codec = text("codec_name").toStdString();
+    track.profile = text("profile").toStdString();
+    track.width = described[u"width"].toInt();
+    track.height = described[u"height"].toInt();
+    track.sampleRate = text("sample_rate").toInt();
+    track.channels = described[u"channels"].toInt();
+    track.bitRate = text("bit_rate").toLongLong();
+    track.isBT709 = text("color_range") == u"tv";
+    for (const char* kind : {"color_primaries", "color_transfer", "color_space"})
+        track.isBT709 = track.isBT709 && text(kind) == u"bt709";
 
-Picture copy(const AVFrame& frame, AVRational timeBase) {
-    Picture picture;
-    picture.time = inMicroseconds(frame.pts, timeBase);
-    for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? frame.width : frame.width / 2;
-        const int height = plane == 0 ? frame.height : frame.height / 2;
-        auto& pixels = picture.planes[static_cast<std::size_t>(plane)];
-        for (int row = 0; row < height; ++row) {
-            const std::uint8_t* line = frame.data[plane] + row * frame.linesize[plane];
-            pixels.insert(pixels.end(), line, line + width);
-        }
+    const QStringList base = text("time_base").split(u'/');
+    const double unit = 1e6 * base.value(0).toDouble() / base.value(1).toDouble();
+    const QJsonArray packets = answer[u"packets"].toArray();
+    for (const auto& entry : packets) {
+        const QJsonObject packet = entry.toObject();
+        const auto time = [&](const char* key) {
+            return microseconds(std::llround(packet[QLatin1String(key)].toDouble() * unit));
+        };
+        track.samples.push_back(
+            {time("pts"), time("duration"), packet[u"flags"].toString().startsWith(u'K')});
     }
-    return picture;
+    return track;
 }
 
 } // namespace
@@ -140,63 +106,40 @@ microseconds Track::length() const {
 }
 
 Track videoTrack(const std::filesystem::path& file) {
-    return readTrack(file, AVMEDIA_TYPE_VIDEO);
+    return readTrack(file, QStringLiteral("v:0"));
 }
 Track audioTrack(const std::filesystem::path& file) {
-    return readTrack(file, AVMEDIA_TYPE_AUDIO);
-}
-
-void decodePictures(const std::filesystem::path& file, const std::function<void(const Picture&)>& receive) {
-    Reader reader(file);
-    const AVStream* stream = reader.stream(AVMEDIA_TYPE_VIDEO);
-    if (!stream)
-        throw std::runtime_error("no video");
-    const AVCodec* implementation = avcodec_find_decoder(stream->codecpar->codec_id);
-    const std::unique_ptr<AVCodecContext, Close> decoder(avcodec_alloc_context3(implementation));
-    check(avcodec_parameters_to_context(decoder.get(), stream->codecpar), "parameters");
-    decoder->err_recognition = AV_EF_EXPLODE;
-    check(avcodec_open2(decoder.get(), implementation, nullptr), "open decoder");
-    const std::unique_ptr<AVFrame, Close> frame(av_frame_alloc());
-    const auto receiveAll = [&] {
-        while (avcodec_receive_frame(decoder.get(), frame.get()) >= 0)
-            receive(copy(*frame, stream->time_base));
-    };
-    while (reader.next()) {
-        if (reader.packet->stream_index != stream->index)
-            continue;
-        check(avcodec_send_packet(decoder.get(), reader.packet.get()), "decode");
-        receiveAll();
-    }
-    check(avcodec_send_packet(decoder.get(), nullptr), "drain");
-    receiveAll();
+    return readTrack(file, QStringLiteral("a:0"));
 }
 
 std::vector<Picture> decodePictures(const std::filesystem::path& file) {
+    const Track track = videoTrack(file);
+    const auto bytes = ffmpeg(file,
+        QStringLiteral("-map 0:v -fps_mode passthrough -enc_time_base 1/1000000 -f rawvideo -pix_fmt yuv420p")
+            .split(u' '));
+    const auto size = static_cast<std::ptrdiff_t>(track.width) * track.height;
     std::vector<Picture> pictures;
-    decodePictures(file, [&](const Picture& picture) { pictures.push_back(picture); });
+    auto at = bytes.begin();
+    for (const Sample& sample : track.samples) {
+        if (bytes.end() - at < size * 3 / 2)
+            break;
+        Picture picture{sample.time, {}};
+        for (auto& plane : picture.planes) {
+            const auto count = &plane == picture.planes.data() ? size : size / 4;
+            plane.assign(at, at + count);
+            at += count;
+        }
+        pictures.push_back(std::move(picture));
+    }
+    if (pictures.size() != track.samples.size() || at != bytes.end())
+        throw std::runtime_error("other pictures than the file tells of");
     return pictures;
 }
 
-// Through the shell: ThreadSanitizer does not bear a fork of this process.
 QByteArray ffmpeg(const std::filesystem::path& file, const QStringList& arguments) {
-    const auto complaints = std::filesystem::path(file).concat(".complaints");
-    const auto command = QStringLiteral("ffmpeg -nostdin -v error -i '%1' %2 - 2>'%3'")
-                             .arg(QString::fromStdString(file), arguments.join(QLatin1Char(' ')),
-                                 QString::fromStdString(complaints));
-    FILE* pipe = ::popen(command.toUtf8().constData(), "r");
-    if (!pipe)
-        throw std::runtime_error("ffmpeg cannot be started");
-    QByteArray output;
-    std::array<char, 65'536> part{};
-    while (const auto count = std::fread(part.data(), 1, part.size(), pipe))
-        output.append(part.data(), static_cast<qsizetype>(count));
-    const int status = ::pclose(pipe);
-    std::ostringstream said;
-    said << std::ifstream(complaints).rdbuf();
-    std::filesystem::remove(complaints);
-    if (status != 0 || !said.str().empty())
-        throw std::runtime_error("ffmpeg: " + said.str());
-    return output;
+    return outputOf(QStringLiteral("ffmpeg -nostdin -v error -xerror -err_detect explode -i '%1' %2 -")
+                        .arg(QString::fromStdString(file), arguments.join(u' ')),
+        file);
 }
 
 std::vector<std::int16_t> decodeSound(const std::filesystem::path& file) {

@@ -7,12 +7,10 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
-// Media files as others see them: through the boxes of the format, and through the standard reader and
-// decoders.
+// Media files as others see them: through the boxes of the format, and through ffprobe and ffmpeg.
 namespace tavro::test {
 
 /// The kinds of the boxes a file consists of, in order.
@@ -48,10 +46,9 @@ struct Picture {
 };
 
 /// All pictures, decoded; throws when one of them cannot be.
-void decodePictures(const std::filesystem::path& file, const std::function<void(const Picture&)>& receive);
 std::vector<Picture> decodePictures(const std::filesystem::path& file);
 
-/// Decodes with ffmpeg itself, to what its arguments say; standard output. Throws when it complains.
+/// What ffmpeg makes of the file with these arguments; its standard output. Throws when it complains.
 QByteArray ffmpeg(const std::filesystem::path& file, const QStringList& arguments);
 /// The sound, mono, at the file's own rate, from the file's time zero.
 std::vector<std::int16_t> decodeSound(const std::filesystem::path& file);
