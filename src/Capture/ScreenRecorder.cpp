@@ -162,6 +162,7 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
         hasPictures = co_await finished;
     }
     recordingOutput.reset();
+    currentFrame.reset();
     const std::filesystem::path file = *std::exchange(outputFile, std::nullopt);
     if (!hasPictures) {
         removeFile(file);
@@ -208,6 +209,7 @@ QCoro::Task<> ScreenRecorder::discard() {
     stream.reset();
     dropWriter();
     recordingOutput.reset();
+    currentFrame.reset();
     if (outputFile)
         removeFile(*std::exchange(outputFile, std::nullopt));
 }

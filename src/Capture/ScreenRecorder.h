@@ -50,7 +50,7 @@ public:
 
     /// When the picture with which the file begins was on the screen; nothing before there is one.
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
-    /// The latest picture, for a still image.
+    /// The latest picture of the take, for a still image; null when there is none.
     const VideoFramePtr& currentSampleBuffer() const { return currentFrame; }
     /// Of the running stream, or of the last one.
     StreamStatistics statistics() const { return stream ? stream->statistics() : lastStatistics; }
