@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What the whole program takes: the time to its tray icon, memory in the tray, and memory and CPU while it records with
-the bar shown, with narration and without: a still screen, and, without a bar, one that moves all over. A bar is what we
-hold ourselves to.
+the bar shown, with narration and without: a still screen, then one that moves all over. A bar is what we hold ourselves
+to.
 
     app.py [quiet]      `quiet`: only the take without narration
 """
@@ -62,8 +62,8 @@ def recording(driver, narrated):
     kept = narrated or usage.verdict(f"CPU in {kind}", cpu, CPU_BAR, "%")
     if narrated:
         print(f"  CPU in {kind} {cpu:.2f} %")
-    print(f"  memory in {kind} while all of the screen moves {moving:.1f} MB")
-    return usage.verdict(f"memory in {kind}", memory, TAKE_BAR, "MB") and kept
+    kept &= usage.verdict(f"memory in {kind}", memory, TAKE_BAR, "MB")
+    return usage.verdict(f"memory in {kind} while all of the screen moves", moving, TAKE_BAR, "MB") and kept
 
 
 def main():

@@ -10,12 +10,20 @@ namespace tavro::test::keyring {
 
 namespace {
 
+const QString keyringPath = QStringLiteral("/org/freedesktop/secrets/collection/login");
+
 void desktop(const char* verb) {
     // The keyring keeps its files where the desktop told it to, not in this test's own home.
     const ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
     const QStringList arguments{
         QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), QStringLiteral("keyring")};
     EXPECT_TRUE(outputOf(QStringLiteral("/usr/bin/python3"), arguments));
+}
+
+void callService(const QString& path, const QString& method, const QStringList& arguments = {}) {
+    EXPECT_TRUE(outputOf(u"gdbus"_qs, QStringList{u"call"_qs, u"--session"_qs, u"-d"_qs,
+                                          u"org.freedesktop.secrets"_qs, u"-o"_qs, path, u"-m"_qs, method} +
+                                          arguments));
 }
 
 } // namespace
@@ -45,10 +53,12 @@ void start() {
 }
 
 void lock() {
-    EXPECT_TRUE(outputOf(
-        u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs, u"-o"_qs,
-                         u"/org/freedesktop/secrets"_qs, u"-m"_qs, u"org.freedesktop.Secret.Service.Lock"_qs,
-                         u"['/org/freedesktop/secrets/collection/login']"_qs}));
+    callService(u"/org/freedesktop/secrets"_qs, u"org.freedesktop.Secret.Service.Lock"_qs,
+        {u"['%1']"_qs.arg(keyringPath)});
+}
+
+void remove() {
+    callService(keyringPath, u"org.freedesktop.Secret.Collection.Delete"_qs);
 }
 
 void signal(int number) {

@@ -22,6 +22,7 @@ std::optional<QByteArray> lookedUp();
 void stop();  ///< as a crash would
 void start(); ///< unlocked, as after a login
 void lock();
+void remove(); ///< with all that it keeps; there is no other
 void signal(int number);
 
 } // namespace tavro::test::keyring

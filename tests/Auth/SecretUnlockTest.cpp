@@ -51,6 +51,7 @@ protected:
         }));
     }
     void givePassword() { answer(u"key ctrl+a p a s s w o r d Return"_qs.split(u' ')); }
+    void choosePassword() { answer(u"key ctrl+a p a s s Tab p a s s Return"_qs.split(u' ')); }
     void refuse() { answer({u"key"_qs, u"Escape"_qs}); }
 
     const test::TemporaryFolder folder;
@@ -82,6 +83,26 @@ TEST_F(SecretUnlock, isNotAskedForAgainByReadsButByAChange) {
     EXPECT_FALSE(store.add(service, account, "new"));
     givePassword();
     EXPECT_TRUE(waitUntil([&] { return store.read(service, account) == "new"; }));
+}
+
+TEST_F(SecretUnlock, endsWithTheServiceThatAsked) {
+    EXPECT_EQ(store.read(service, account), std::nullopt);
+    ASSERT_TRUE(waitUntil([&] { return isAsked(); }));
+    keyring::stop();
+    keyring::start();
+    EXPECT_TRUE(waitUntil([&] { return store.read(service, account) == "kept"; }));
+}
+
+TEST_F(SecretUnlock, makesAKeyringWhereThereIsNone) {
+    keyring::stop();
+    keyring::start();
+    keyring::remove();
+    EXPECT_FALSE(store.add(service, account, "refused"));
+    refuse();
+    EXPECT_FALSE(store.add(service, account, "first"));
+    choosePassword();
+    EXPECT_TRUE(waitUntil([] { return keyring::lookedUp() == "first"; }));
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "secrets.json"));
 }
 
 } // namespace

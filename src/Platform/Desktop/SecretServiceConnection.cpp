@@ -170,7 +170,7 @@ public:
         if (!isNone(known))
             return known;
         const QVariantMap properties{
-            {collectionInterface + QStringLiteral(".Label"), QStringLiteral("Login")}};
+            {collectionInterface + QStringLiteral(".Label"), QStringLiteral("Default")}};
         return made(askService(QStringLiteral("CreateCollection"), {properties, alias}));
     }
 
