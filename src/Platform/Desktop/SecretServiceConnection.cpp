@@ -3,7 +3,6 @@
 #include "Platform/Desktop/DBusCall.h"
 #include "Platform/Desktop/SecretPrompt.h"
 
-#include <QDBusMetaType>
 #include <QEventLoop>
 
 #include <atomic>
@@ -48,6 +47,14 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, Secret& secret) {
     return argument;
 }
 
+// Needs no registration of the type, and the bus's own thread gets nothing that is ours.
+template <class T>
+QVariant marshalled(const T& value) {
+    QDBusArgument argument;
+    argument << value;
+    return QVariant::fromValue(argument);
+}
+
 template <class T>
 T argument(const QDBusMessage& reply, int index) {
     return qdbus_cast<T>(reply.arguments().value(index));
@@ -73,11 +80,6 @@ bool busIsKnown() {
 
 class SecretServiceConnection::Bus {
 public:
-    Bus() {
-        qDBusRegisterMetaType<Attributes>();
-        qDBusRegisterMetaType<Secret>();
-    }
-
     struct Found {
         Paths unlocked;
         Paths locked;
@@ -141,14 +143,14 @@ public:
         if (now != owner || isNone(session)) {
             owner = now;
             const auto reply = askService(QStringLiteral("OpenSession"),
-                {QStringLiteral("plain"), QVariant::fromValue(QDBusVariant(QString()))});
+                {QStringLiteral("plain"), marshalled(QDBusVariant(QString()))});
             session = argument<QDBusObjectPath>(reply, 1);
         }
         return !isNone(session);
     }
 
     std::optional<Found> search(const SecretKey& key) {
-        const auto reply = askService(QStringLiteral("SearchItems"), {QVariant::fromValue(attributes(key))});
+        const auto reply = askService(QStringLiteral("SearchItems"), {marshalled(attributes(key))});
         if (!dbus::succeeded(reply))
             return std::nullopt;
         return Found{argument<Paths>(reply, 0), argument<Paths>(reply, 1)};
@@ -156,7 +158,7 @@ public:
 
     // Waits until the user has given, or refused, the password.
     bool unlock(const Paths& objects) {
-        const auto reply = askService(QStringLiteral("Unlock"), {QVariant::fromValue(objects)});
+        const auto reply = askService(QStringLiteral("Unlock"), {marshalled(objects)});
         if (!argument<Paths>(reply, 0).isEmpty())
             return true;
         const auto opened = ifAnswered(argument<QDBusObjectPath>(reply, 1));
@@ -181,8 +183,8 @@ public:
     }
 
     std::optional<QByteArray> load(const QDBusObjectPath& item) {
-        const auto reply = askService(
-            item.path(), itemInterface, QStringLiteral("GetSecret"), {QVariant::fromValue(session)});
+        const auto reply =
+            askService(item.path(), itemInterface, QStringLiteral("GetSecret"), {marshalled(session)});
         if (!dbus::succeeded(reply))
             return std::nullopt;
         return argument<Secret>(reply, 0).value;
@@ -192,10 +194,10 @@ public:
         Attributes identity = attributes(key);
         identity.insert(QStringLiteral("xdg:schema"), QStringLiteral("com.quembridge.tavro"));
         const QVariantMap properties{{itemInterface + QStringLiteral(".Label"), key.service},
-            {itemInterface + QStringLiteral(".Attributes"), QVariant::fromValue(identity)}};
+            {itemInterface + QStringLiteral(".Attributes"), marshalled(identity)}};
         constexpr bool replace = true;
         return !isNone(made(askService(collection.path(), collectionInterface, QStringLiteral("CreateItem"),
-            {properties, QVariant::fromValue(Secret{session, {}, value}), replace})));
+            {properties, marshalled(Secret{session, {}, value}), replace})));
     }
 
     bool erase(const QDBusObjectPath& item) {
