@@ -73,7 +73,8 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
     , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
           *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.current().screen); })
     , termination({.mustWait = [this] { return isSessionInProgress(); },
-          .makeSafe = [this] { return finaliseTake(); }}) {}
+          .makeSafe = [this] { return finaliseTake(); },
+          .giveUp = [this] { tellWhatWasNotCompleted(); }}) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -131,7 +132,9 @@ void AppDelegate::startedAgain() {
 void AppDelegate::showSetup() {
     setup = std::make_unique<SessionSetupController>(
         backend, [this] { return CaptureCatalog::displays(*desktop.screen); },
-        [this](const SetupResult& result) { start([this, result] { return beginSession(result); }); }, [] {});
+        [this](
+            const SetupResult& result) { startOperation([this, result] { return beginSession(result); }); },
+        [] {});
     setup->show();
 }
 
@@ -142,6 +145,20 @@ void AppDelegate::showSettings() {
 
 void AppDelegate::openLogs() {
     desktop.workspace->open(QUrl::fromLocalFile(Paths::toText(Log::url().parent_path())));
+}
+
+void AppDelegate::startOperation(std::function<QCoro::Task<>()> operation) {
+    ++operationsUnderWay;
+    start([this, operation = std::move(operation)]() -> QCoro::Task<> {
+        auto running = operation();
+        co_await running;
+        operationEnded();
+    });
+}
+
+void AppDelegate::operationEnded() {
+    if (--operationsUnderWay == 0 && allEnded)
+        allEnded->resolve();
 }
 
 QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
@@ -171,8 +188,8 @@ void AppDelegate::showControlPanel() {
     awake = desktop.inhibitor.inhibit(QStringLiteral("A test session is being recorded"));
     controlModel = std::make_shared<ControlBarModel>();
     connectPauseAndRestart();
-    controlModel->onFinish = [this] { start([this] { return finishSession(); }); };
-    controlModel->onDelete = [this] { start([this] { return deleteSession(); }); };
+    controlModel->onFinish = [this] { startOperation([this] { return finishSession(); }); };
+    controlModel->onDelete = [this] { startOperation([this] { return deleteSession(); }); };
     controlPanel = std::make_unique<RecordingControlPanel>(*controlModel, desktop.windowing);
     controlPanel->startTimer([this] { return elapsed(); });
     controlPanel->show();
@@ -265,7 +282,8 @@ void AppDelegate::closeControlPanel() {
     awake.reset();
 }
 
-/// The program ends: the take's files get complete, and stay where they are.
+/// The program ends: a take under way gets complete files, which stay where they are; what the user asked for
+/// before, an upload for one, is done to its end.
 QCoro::Task<> AppDelegate::finaliseTake() {
     const auto current = session;
     if (controlModel)
@@ -278,6 +296,18 @@ QCoro::Task<> AppDelegate::finaliseTake() {
     } catch (...) {
         Log::error(QStringLiteral("quit: the take could not be completed: ") + describeCurrentError().text);
     }
+    if (operationsUnderWay == 0)
+        co_return;
+    const auto ended = allEnded.emplace();
+    co_await ended;
+}
+
+void AppDelegate::tellWhatWasNotCompleted() const {
+    const auto id = session->sessionId();
+    const auto kept = id ? keptRecording(*id) : std::nullopt;
+    if (kept)
+        Log::error(QStringLiteral("quit: the upload was not completed, the recording is kept in ") +
+                   Paths::toText(*kept));
 }
 
 bool AppDelegate::isSessionInProgress() const {

@@ -5,6 +5,7 @@
 #include "Audio/VideoAudioMuxer.h"
 #include "Auth/KeychainHelper.h"
 #include "Capture/RealScreenCapture.h"
+#include "Core/Promise.h"
 #include "Core/WorkerConfig.h"
 #include "Permissions/PermissionStatus.h"
 #include "Platform/PowerInhibitor.h"
@@ -56,12 +57,15 @@ public:
 private:
     using Operation = QCoro::Task<> (RecordingSession::*)();
 
+    void startOperation(std::function<QCoro::Task<>()> operation);
+    void operationEnded();
     void showControlPanel();
     void closeControlPanel();
     void sessionEnded();
     void connectPauseAndRestart();
     QCoro::Task<> attempt(Operation operation);
     QCoro::Task<> finaliseTake();
+    void tellWhatWasNotCompleted() const;
     bool isSessionInProgress() const;
     double elapsed() const;
     void setUploadProgress(std::int64_t sent, std::int64_t total);
@@ -81,6 +85,8 @@ private:
     std::shared_ptr<MockBackend> localBackend; ///< the same, when it is the local one
     std::shared_ptr<RecordingSession> session; ///< shared with the operations under way
     bool rebuildWhenEnded = false;
+    int operationsUnderWay = 0;            ///< begin, finish and delete, from the press of their button on
+    std::optional<Promise<void>> allEnded; ///< once the program waits for them
 
     std::shared_ptr<AppSignIn> signInFlow;
     std::unique_ptr<StatusBarController> statusBar;

@@ -27,17 +27,21 @@ bool Termination::eventFilter(QObject* watched, QEvent* event) {
 void Termination::begin() {
     if (std::exchange(begun, true))
         return;
-    const auto finish = [this] {
-        done = true;
-        QCoreApplication::exit();
-    };
-    QTimer::singleShot(longestWait, this, finish);
+    QTimer::singleShot(longestWait, this, [this] {
+        if (!done)
+            guard.giveUp();
+        quit();
+    });
     makeSafeAndQuit();
 }
 
 QCoro::Task<> Termination::makeSafeAndQuit() {
     auto safe = guard.makeSafe();
     co_await safe;
+    quit();
+}
+
+void Termination::quit() {
     done = true;
     QCoreApplication::exit();
 }

@@ -17,8 +17,9 @@ public:
     struct Guard {
         std::function<bool()> mustWait;          ///< whether there is anything to be made safe now
         std::function<QCoro::Task<>()> makeSafe; ///< called at most once; does not throw
+        std::function<void()> giveUp;            ///< `makeSafe` has not ended within the longest wait
     };
-    /// A disk that does not answer must not keep the user from leaving.
+    /// A disk or a service that does not answer must not keep the user from leaving.
     static constexpr std::chrono::seconds longestWait{15};
 
     explicit Termination(Guard guard);
@@ -30,6 +31,7 @@ protected:
 private:
     void begin();
     QCoro::Task<> makeSafeAndQuit();
+    void quit();
     void desktopSessionEnds(QSessionManager& manager);
 
     const Guard guard;

@@ -4,7 +4,7 @@ import signal
 import subprocess
 
 import harness
-from harness import check, driver, equal
+from harness import check, driver, equal, wait_for
 
 
 def take_under_way(scene, **variables):
@@ -65,6 +65,40 @@ def quit_completes_a_paused_take(scene):
     kept_and_told(scene, program)
 
 
+def upload_under_way(scene, **misbehaviour):
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    program = scene.start()
+    harness.begin_session(program)
+    harness.let_time_pass(program, 1)
+    service.control("misbehave", **misbehaviour)
+    program.bar.press("Finish")
+    came = lambda: any(entry["line"].startswith(misbehaviour["match"]) for entry in service.received())
+    wait_for(came, "the request that takes its time")
+    return service, program
+
+
+def quit_during_the_upload_completes_it(scene):
+    service, program = upload_under_way(scene, match="POST /api/app/sessions/ses_1/upload-url", delay=3000)
+    equal(service.uploads(), [], "uploads before the program is asked to quit")
+    program.tray.choose("Quit")
+    equal(program.wait_end(), 0, "the exit code")
+    (upload,) = service.uploads()
+    equal(upload["bodySize"], (scene.recordings / "ses_1-muxed.mp4").stat().st_size, "bytes uploaded")
+    equal(service.received()[-1]["line"], "POST /api/app/sessions/ses_1/video-uploaded", "the service's last request")
+    driver.wait_opened(f"{service.url}/sessions/ses_1/review")
+
+
+def upload_without_end_does_not_keep_the_program(scene):
+    _, program = upload_under_way(scene, match="POST /api/app/sessions/ses_1/upload-url", delay=600_000)
+    program.process.send_signal(signal.SIGTERM)
+    equal(program.wait_end(), 0, "the exit code")
+    video = scene.recordings / "ses_1-muxed.mp4"
+    program.wait_log(f"[ERROR] quit: the upload was not completed, the recording is kept in {video}")
+    harness.probe(video)
+
+
 def killed_program_leaves_a_video_that_plays(scene):
     program = take_under_way(scene)
     program.stop(signal.SIGKILL)
@@ -78,6 +112,8 @@ harness.main(
         hang_up_completes_the_take,
         end_of_the_desktop_session_completes_the_take,
         quit_completes_a_paused_take,
+        quit_during_the_upload_completes_it,
+        upload_without_end_does_not_keep_the_program,
         killed_program_leaves_a_video_that_plays,
     ]
 )
