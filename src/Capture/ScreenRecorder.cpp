@@ -16,6 +16,9 @@ using namespace std::chrono_literals;
 constexpr StreamConfiguration streamConfiguration{
     .width = 1920, .height = 1080, .minimumFrameInterval = 1'000'000us / 60, .queueDepth = 6};
 
+// The time between two pictures must be one that the file format can tell, in microseconds some 35 minutes.
+constexpr auto longestHold = 10min;
+
 PlatformError recorderError(int code, const QString& message = {}) {
     return PlatformError(QStringLiteral("Tavro.ScreenRecorder"), code, message);
 }
@@ -42,6 +45,12 @@ public:
 private:
     const VideoFramePtr held; // owns the planes
 };
+
+bool holdsAnything(const std::filesystem::path& file) {
+    std::error_code missing;
+    const auto size = std::filesystem::file_size(file, missing);
+    return !missing && size > 0;
+}
 
 void removeFile(const std::filesystem::path& file) {
     std::error_code ignored;
@@ -117,6 +126,8 @@ void ScreenRecorder::receive(const VideoFramePtr& frame) {
         beginWith(*frame); // the recording output writes it, paused or not
     else if (!isPaused)
         appendToWriter(frame);
+    else
+        holdThroughPause(longestHold);
 }
 
 void ScreenRecorder::beginWith(const VideoFrame& picture) {
@@ -171,23 +182,26 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
     co_return file;
 }
 
-// A take that ends in a pause is as long as any other: the picture held through the pause ends it.
-void ScreenRecorder::appendHeldPicture() {
-    if (isPaused && writtenFrame && currentFrame->presentationTime > writtenFrame->presentationTime)
+// The picture from before the pause, once more, when it has stood for so long.
+void ScreenRecorder::holdThroughPause(std::chrono::microseconds atLeast) {
+    if (isPaused && writtenFrame &&
+        currentFrame->presentationTime >= writtenFrame->presentationTime + atLeast)
         appendToWriter(std::make_shared<HeldFrame>(writtenFrame, currentFrame->presentationTime));
 }
 
 // A writer that was never started cannot be finished; it is cancelled, and there is no video.
 QCoro::Task<bool> ScreenRecorder::finishWriter() {
-    const bool started = sessionStarted;
-    if (started) {
-        appendHeldPicture();
+    bool hasPictures = sessionStarted;
+    if (sessionStarted) {
+        holdThroughPause(1us); // a take that ends in a pause is as long as any other
         videoInput->markAsFinished();
         auto finished = writer->finishWriting();
         co_await finished;
+        if (writer->status() == AssetWriter::Status::failed)
+            hasPictures = holdsAnything(*outputFile); // a disk that was full from the start
     }
     dropWriter();
-    co_return started;
+    co_return hasPictures;
 }
 
 void ScreenRecorder::dropWriter() {

@@ -57,12 +57,11 @@ public:
 
 private:
     bool writesItself() const { return system < SystemVersion{15, 0}; }
-    void addOutputs(const StreamConfiguration& configuration);
     void setupWriter(int width, int height);
     void receive(const VideoFramePtr& frame);
     void beginWith(const VideoFrame& picture);
     void appendToWriter(const VideoFramePtr& frame);
-    void appendHeldPicture();
+    void holdThroughPause(std::chrono::microseconds atLeast);
     void tellWhenWritingFailed();
     QCoro::Task<bool> finishWriter();
     void dropWriter();

@@ -120,6 +120,28 @@ TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
     EXPECT_TRUE(held.damage.empty());
 }
 
+TEST_F(ScreenRecorderTest, repeatsThePictureOfALongPauseNowAndThen) {
+    make(writing);
+    screen.firstFrame = frameAt(1s, 0);
+    start();
+    recorder->isPaused = true;
+    for (std::uint64_t minute = 1; minute <= 45; ++minute)
+        screen.show(frameAt(minute * 60s, minute));
+    EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 11min, 21min, 31min, 41min}));
+    EXPECT_EQ(writers.appended().back().frame->planes[0], screen.firstFrame->planes[0]);
+}
+
+TEST_F(ScreenRecorderTest, aDiskThatWasFullFromTheStartHasNoPictures) {
+    make(writing);
+    screen.firstFrame = frameAt(1s, 0);
+    start();
+    test::writeFile(file, "");
+    writers.setError(std::make_exception_ptr(std::runtime_error("No space left on device")));
+    writers.fail(FakeAssetWriterFactory::Step::write);
+    EXPECT_EQ(test::errorOf([&] { await(recorder->stop()); }).code, 3);
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
 TEST_F(ScreenRecorderTest, startsUnpausedWithTheFirstPicture) {
     make(writing);
     screen.firstFrame = frameAt(1s, 0);
