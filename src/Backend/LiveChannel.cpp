@@ -9,7 +9,8 @@
 
 namespace tavro {
 
-LiveChannel::LiveChannel(const QNetworkRequest& request, std::chrono::milliseconds timeout) {
+LiveChannel::LiveChannel(
+    const QNetworkRequest& request, std::chrono::milliseconds timeout, std::chrono::milliseconds keepAlive) {
     idle.setSingleShot(true);
     idle.setInterval(timeout);
     QObject::connect(&idle, &QTimer::timeout, &socket, [this] {
@@ -19,8 +20,11 @@ LiveChannel::LiveChannel(const QNetworkRequest& request, std::chrono::millisecon
     });
     QObject::connect(&socket, &QWebSocket::connected, &socket, [this] {
         idle.stop();
+        ping.start();
         writeAll();
     });
+    ping.setInterval(keepAlive);
+    QObject::connect(&ping, &QTimer::timeout, &socket, [this] { socket.ping(); });
     QObject::connect(&socket, &QWebSocket::bytesWritten, &socket, [this] { settleWritten(); });
     QObject::connect(&socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), &socket,
         [this](QAbstractSocket::SocketError error) { fail(error, socket.errorString()); });
@@ -82,6 +86,7 @@ void LiveChannel::fail(QAbstractSocket::SocketError code, const QString& text) {
     if (!failure)
         failure = PlatformError(QStringLiteral("QWebSocket"), code, text);
     idle.stop();
+    ping.stop();
     const auto error = std::make_exception_ptr(*failure);
     for (const Message& message : std::exchange(unsent, {}))
         message.sent.reject(error);
@@ -95,6 +100,7 @@ void LiveChannel::close() {
         return;
     }
     closing = true;
+    ping.stop();
     idle.start();
     socket.close(QWebSocketProtocol::CloseCodeNormal);
 }

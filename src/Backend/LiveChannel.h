@@ -20,8 +20,11 @@ namespace tavro {
 /// connection without a close frame.
 class LiveChannel {
 public:
-    /// Starts to connect. What goes wrong shows when something is sent.
-    LiveChannel(const QNetworkRequest& request, std::chrono::milliseconds timeout);
+    /// Starts to connect. What goes wrong shows when something is sent. Pings every `keepAlive`: what lies in
+    /// between (proxies, address translation) forgets connections on which nothing is said, often after a
+    /// minute.
+    LiveChannel(const QNetworkRequest& request, std::chrono::milliseconds timeout,
+        std::chrono::milliseconds keepAlive = std::chrono::seconds(25));
     ~LiveChannel();
     LiveChannel(const LiveChannel&) = delete;
     LiveChannel& operator=(const LiveChannel&) = delete;
@@ -51,6 +54,7 @@ private:
 
     QWebSocket socket;
     QTimer idle;
+    QTimer ping;
     std::deque<Message> unsent;           // waiting for the handshake
     std::deque<Promise<void>> unwritten;  // in the socket's own buffer
     std::optional<PlatformError> failure; // the first one: why nothing can be sent any more

@@ -1,4 +1,5 @@
 #include "Backend/HTTPBackend.h"
+#include "Backend/LiveChannel.h"
 
 #include "support/LoopbackService.h"
 #include "support/TestSupport.h"
@@ -20,6 +21,7 @@
 namespace tavro::test {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -240,6 +242,12 @@ TEST(ForeignServers, takeEventsAndPingAndAreClosedInOrder) {
         EXPECT_TRUE(peer.seen().contains(QJsonObject{{u"kind"_qs, u"message"_qs},
             {u"text"_qs, u"{\"durationSeconds\":93.25,\"type\":\"finished\"}"_qs}}));
     }
+}
+
+TEST(ForeignServers, arePingedWhileThereIsNothingToSay) {
+    WebSocketPeer peer;
+    const LiveChannel channel(QNetworkRequest(QUrl(peer.url("/live"))), 60s, 50ms);
+    EXPECT_FALSE(peer.one("pinged").isEmpty());
 }
 
 TEST(ForeignServers, mayLeaveAndTheNextSendFails) {

@@ -13,6 +13,12 @@ def note(**what):
     print(json.dumps(what), flush=True)
 
 
+class NotingPings(websockets.WebSocketServerProtocol):
+    async def pong(self, data=b""):
+        note(kind="pinged")
+        await super().pong(data)
+
+
 async def serve(socket):
     note(kind="open", path=socket.path, authorization=socket.request_headers.get("Authorization"),
          extensions=[extension.name for extension in socket.extensions])
@@ -33,7 +39,8 @@ async def main():
     if len(sys.argv) > 2:
         tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         tls.load_cert_chain(sys.argv[1], sys.argv[2])
-    async with websockets.serve(serve, "127.0.0.1", 0, ssl=tls, ping_interval=0.1, ping_timeout=20) as server:
+    async with websockets.serve(serve, "127.0.0.1", 0, ssl=tls, ping_interval=0.1, ping_timeout=20,
+                                create_protocol=NotingPings) as server:
         note(kind="listening", port=server.sockets[0].getsockname()[1])
         await asyncio.Future()
 
