@@ -6,12 +6,7 @@ namespace tavro {
 namespace {
 
 QString screenObstacle() {
-    if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) // its X server shows nothing but its own clients
-        return QStringLiteral("Tavro records X11 desktops. Log in to an X11 session (“on Xorg”) to record.");
-    if (!canCaptureX11())
-        return QStringLiteral(
-            "The X server must run on this machine and have the extensions MIT-SHM and DAMAGE.");
-    return {};
+    return obstacleToX11Capture();
 }
 
 // A connection of its own: what is asked here must not disturb a take, and none is kept in between.

@@ -16,7 +16,7 @@ std::filesystem::path workDirectory() {
 }
 
 QString screenGrant() {
-    return toText(canCaptureX11() ? Grant::granted : Grant::denied);
+    return toText(obstacleToX11Capture().isEmpty() ? Grant::granted : Grant::denied);
 }
 
 } // namespace

@@ -9,7 +9,17 @@
 namespace tavro {
 namespace {
 
+// An X server that is named is the caller's choice.
+bool isWaylandDesktop(const QByteArray& display) {
+    return display.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
+const QString onlyX11 =
+    QStringLiteral("Tavro records X11 desktops. Log in to an X11 session (“on Xorg”) to record.");
+
 ShareableContent readContent(const QByteArray& display) {
+    if (isWaylandDesktop(display)) // its X server would give a black picture
+        throw PlatformError(QStringLiteral("Tavro.X11"), 6, onlyX11);
     X11Connection connection(display);
     ShareableContent content;
     for (const X11Monitor& monitor : listMonitors(connection))
@@ -52,12 +62,15 @@ std::unique_ptr<ScreenCaptureService> makeX11ScreenCapture(AssetWriterFactory& w
     return std::make_unique<X11ScreenCapture>(writers, std::move(display));
 }
 
-bool canCaptureX11(const QByteArray& display) {
+QString obstacleToX11Capture(const QByteArray& display) {
+    if (isWaylandDesktop(display))
+        return onlyX11;
     try {
         const X11Connection connection(display);
-        return true;
+        return {};
     } catch (const PlatformError&) {
-        return false;
+        return QStringLiteral(
+            "The X server must run on this machine and have the extensions MIT-SHM and DAMAGE.");
     }
 }
 

@@ -15,8 +15,9 @@ namespace tavro {
 std::unique_ptr<ScreenCaptureService> makeX11ScreenCapture(
     AssetWriterFactory& writers, QByteArray display = {});
 
-/// Whether that X server can be captured: it is reachable and has what a capture needs. Blocks for a few
+/// Why that X server cannot be captured, for the user to read: it is out of reach, lacks what a capture
+/// needs, or belongs to a Wayland desktop, whose screen it does not show. Empty when it can. Blocks for a few
 /// milliseconds. Any thread.
-bool canCaptureX11(const QByteArray& display = {});
+QString obstacleToX11Capture(const QByteArray& display = {});
 
 } // namespace tavro

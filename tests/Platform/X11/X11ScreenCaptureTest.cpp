@@ -59,13 +59,22 @@ TEST_F(X11ScreenCapture, saysWhenThereIsNoServer) {
     EXPECT_EQ(listing.domain, u"Tavro.X11");
     EXPECT_TRUE(listing.localizedDescription.contains(u":987"));
     EXPECT_EQ(test::errorOf([&] { Recording r(*service, {Kind::display, 1}); }).domain, u"Tavro.X11");
-    EXPECT_FALSE(canCaptureX11(":987"));
+    EXPECT_FALSE(obstacleToX11Capture(":987").isEmpty());
+}
+
+TEST_F(X11ScreenCapture, offersNothingOfAWaylandDesktopThatItsServerDoesNotShow) {
+    const VirtualScreen screen(1920, 1080);
+    const test::ScopedEnvironment server("DISPLAY", screen.display()),
+        wayland("WAYLAND_DISPLAY", "wayland-0");
+    const auto error = test::errorOf([&] { await(makeX11ScreenCapture(writers)->shareableContent()); });
+    EXPECT_TRUE(error.localizedDescription.contains(u"X11 session"));
+    EXPECT_EQ(obstacleToX11Capture(), error.localizedDescription);
 }
 
 TEST_F(X11ScreenCapture, failsToStartOnATargetThatIsNotThere) {
     VirtualScreen screen(1920, 1080);
     const auto service = makeX11ScreenCapture(writers, screen.display());
-    EXPECT_TRUE(canCaptureX11(screen.display()));
+    EXPECT_EQ(obstacleToX11Capture(screen.display()), QString());
     for (const Kind kind : {Kind::display, Kind::window})
         EXPECT_EQ(test::errorOf([&] { Recording r(*service, {kind, 0x7654321}); }).code, 5);
 }
