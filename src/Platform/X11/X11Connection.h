@@ -30,7 +30,6 @@ public:
 
     operator xcb_connection_t*() const { return connection.get(); }
     xcb_window_t root() const { return screen->root; }
-    const xcb_screen_t& rootScreen() const { return *screen; }
     bool isBroken() const { return xcb_connection_has_error(connection.get()) != 0; }
     int descriptor() const { return xcb_get_file_descriptor(connection.get()); }
     xcb_atom_t atom(const char* name); ///< 0 when no client has made it

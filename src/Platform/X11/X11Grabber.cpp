@@ -97,7 +97,7 @@ void X11Grabber::locate() {
 
 void X11Grabber::moveTo(const TargetPlace& next) {
     const Rect whole = wholeOf(next);
-    if (fit.source() != whole) {
+    if (!memory || fit.source() != whole) {
         if (canvas)
             Log::info(QStringLiteral("capture: %1 is now %2×%3")
                           .arg(target->name())

@@ -89,8 +89,8 @@ TEST_F(X11TargetChanges, aWindowTooLargeForTheMemoryKeepsItsPicture) {
     ::setrlimit(RLIMIT_FSIZE, &usual);
     ::signal(SIGXFSZ, ignored);
     EXPECT_TRUE(test::isNear(recording.at(960, 540), red));
-    screen.resize(window, 640, 360);
-    screen.fill(window, {0, 0, 640, 360}, green);
+    screen.resize(window, 960, 540); // as it was
+    screen.fill(window, {0, 0, 960, 540}, green);
     EXPECT_TRUE(recording.waitForColor(960, 540, green));
 }
 
