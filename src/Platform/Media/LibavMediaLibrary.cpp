@@ -72,6 +72,8 @@ ExportSession::Status LibavExportSession::exportTo(const std::filesystem::path& 
         return Status::completed;
     } catch (...) {
         failure = std::current_exception();
+        std::error_code ignored; // what has no index does not play
+        std::filesystem::remove(file, ignored);
         return Status::failed;
     }
 }

@@ -103,6 +103,7 @@ TEST_F(MediaFailureTest, AnExportOntoAFullDiskTellsWhy) {
     ASSERT_TRUE(session->error());
     EXPECT_TRUE(describe(session->error()).localizedDescription.contains(QStringLiteral("File too large")))
         << describe(session->error()).localizedDescription.toStdString();
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "out.mp4")) << "it would not play";
 }
 
 // There under the sanitizers, which hold on to freed memory for a while: what is resident says nothing then.
