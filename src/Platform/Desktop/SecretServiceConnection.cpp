@@ -9,6 +9,7 @@
 #include <climits>
 #include <mutex>
 #include <unistd.h>
+#include <utility>
 
 namespace tavro {
 
@@ -55,9 +56,10 @@ QVariant marshalled(const T& value) {
     return QVariant::fromValue(argument);
 }
 
+// Of an error there is nothing: its argument is a text.
 template <class T>
 T argument(const QDBusMessage& reply, int index) {
-    return qdbus_cast<T>(reply.arguments().value(index));
+    return dbus::succeeded(reply) ? qdbus_cast<T>(reply.arguments().value(index)) : T();
 }
 
 // Where an answer may name an object, this is none.
@@ -135,13 +137,14 @@ public:
     // Answered by the name on the bus of the process that serves secrets now.
     QDBusMessage askForOwner() { return ask(busItself.call(QStringLiteral("GetNameOwner"), {serviceName})); }
 
-    // The sessions of a service end with its process: one that was restarted needs a new one.
+    // Its sessions end with a service's process: one that was restarted needs a new one.
+    void setOwner(const QString& now) {
+        if (now != std::exchange(owner, now))
+            session = {};
+    }
+
     bool openSession() {
-        const auto now = connect() ? argument<QString>(askForOwner(), 0) : QString();
-        if (now.isEmpty())
-            return false;
-        if (now != owner || isNone(session)) {
-            owner = now;
+        if (isNone(session) && !owner.isEmpty()) {
             const auto reply = askService(QStringLiteral("OpenSession"),
                 {QStringLiteral("plain"), marshalled(QDBusVariant(QString()))});
             session = argument<QDBusObjectPath>(reply, 1);
@@ -179,7 +182,7 @@ public:
     bool isLocked(const QDBusObjectPath& object) {
         const auto reply = askService(object.path(), QStringLiteral("org.freedesktop.DBus.Properties"),
             QStringLiteral("Get"), {collectionInterface, QStringLiteral("Locked")});
-        return dbus::value(reply).toBool();
+        return dbus::succeeded(reply) && dbus::value(reply).toBool();
     }
 
     std::optional<QByteArray> load(const QDBusObjectPath& item) {
@@ -279,18 +282,21 @@ void SecretServiceConnection::abandon() {
 SecretServiceConnection::Presence SecretServiceConnection::presence() {
     if (!bus->connect())
         return Presence::absent;
-    const auto owner = bus->askForOwner();
-    if (dbus::succeeded(owner)) {
-        bus->startRefused = false;
-        return Presence::there;
+    auto owner = bus->askForOwner();
+    if (owner.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner")) {
+        // Asked once: a start that fails can take half a minute to do so.
+        if (!bus->startRefused)
+            bus->startRefused = !dbus::succeeded(
+                bus->ask(busItself.call(QStringLiteral("StartServiceByName"), {serviceName, 0U})));
+        if (bus->startRefused)
+            return Presence::absent;
+        owner = bus->askForOwner();
     }
-    if (owner.errorName() != QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner"))
+    if (!dbus::succeeded(owner))
         return Presence::unknown;
-    // Asked once: a start that fails can take half a minute to do so.
-    if (!bus->startRefused)
-        bus->startRefused = !dbus::succeeded(
-            bus->ask(busItself.call(QStringLiteral("StartServiceByName"), {serviceName, 0U})));
-    return bus->startRefused ? Presence::absent : Presence::there;
+    bus->startRefused = false;
+    bus->setOwner(argument<QString>(owner, 0));
+    return Presence::there;
 }
 
 bool SecretServiceConnection::prepare() {

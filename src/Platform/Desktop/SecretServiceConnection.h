@@ -50,7 +50,8 @@ public:
     void wake();          ///< any thread
     void abandon();       ///< any thread, for good
 
-    /// Whether there is a service; starts it where the bus knows how to.
+    /// Whether there is a service; starts it where the bus knows how to. What follows is asked of the one
+    /// found.
     Presence presence();
     /// Connects, so that the first operation is fast. False when there is no service to connect to.
     bool prepare();
