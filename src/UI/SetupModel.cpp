@@ -38,6 +38,8 @@ QString targetIdentifiers(const std::vector<CaptureOption>& options) {
 SetupModel::SetupModel(std::shared_ptr<BackendClient> backendGiven, Displays displaysGiven)
     : backend(std::move(backendGiven))
     , displays(std::move(displaysGiven)) {
+    connect(this, &SetupModel::newScenarioNameChanged, this, &SetupModel::canAddChanged);
+    connect(this, &SetupModel::selectedProjectIdChanged, this, &SetupModel::canStartChanged);
     connect(this, &SetupModel::selectedScenarioIdChanged, this, &SetupModel::canStartChanged);
     connect(this, &SetupModel::selectedCaptureIdChanged, this, &SetupModel::canStartChanged);
 }
@@ -85,6 +87,7 @@ QCoro::Task<> SetupModel::reloadScenarios() {
                    QStringLiteral(": ") + localizedDescriptionOfCurrentError());
     }
     setScenarios(std::move(list));
+    listedProjectId = project;
     setScenarioId(firstId(scenarioList));
 }
 
@@ -106,6 +109,7 @@ QCoro::Task<> SetupModel::loadDisplays() {
                                   "wizard, then Quit & Relaunch Tavro. (No synthetic display offered — it "
                                   "can't match a real display.)"));
     captureList = std::move(list);
+    displaysListed = true;
     emit captureOptionsChanged();
 }
 
@@ -118,6 +122,7 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
     const auto self = shared_from_this();
     if (!projectId || name.isEmpty())
         co_return;
+    setAdding(true);
     try {
         auto creating = backend->createScenario(*projectId, name, QString());
         const Scenario created = co_await creating;
@@ -127,6 +132,7 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
         setNewScenarioName({});
     } catch (...) { // the name stays in its field, to be tried again
     }
+    setAdding(false);
 }
 
 std::optional<SetupResult> SetupModel::makeResult() const {
@@ -143,12 +149,13 @@ std::optional<SetupResult> SetupModel::makeResult() const {
 }
 
 void SetupModel::add() {
-    createScenario(newName);
+    if (canAdd()) // a screen reader presses buttons that are disabled, too
+        createScenario(newName);
 }
 
 void SetupModel::start() {
     const auto self = shared_from_this(); // the callee lets go of the form
-    if (const auto result = makeResult())
+    if (const auto result = makeResult(); result && canStart())
         onStart(*result);
 }
 
@@ -165,6 +172,11 @@ void SetupModel::setProjects(std::vector<Project> list) {
 void SetupModel::setScenarios(std::vector<Scenario> list) {
     scenarioList = std::move(list);
     emit scenariosChanged();
+}
+
+void SetupModel::setAdding(bool value) {
+    adding = value;
+    emit canAddChanged();
 }
 
 void SetupModel::setProjectId(std::optional<QString> id) {

@@ -39,7 +39,7 @@ class SetupModel : public QObject, public std::enable_shared_from_this<SetupMode
     Q_PROPERTY(
         QString newScenarioName READ newScenarioName WRITE setNewScenarioName NOTIFY newScenarioNameChanged)
     Q_PROPERTY(bool noDisplays READ noDisplays NOTIFY captureOptionsChanged)
-    Q_PROPERTY(bool canAdd READ canAdd NOTIFY newScenarioNameChanged)
+    Q_PROPERTY(bool canAdd READ canAdd NOTIFY canAddChanged)
     Q_PROPERTY(bool canStart READ canStart NOTIFY canStartChanged)
 
 public:
@@ -93,6 +93,7 @@ signals:
     void appUrlChanged();
     void includeMicChanged();
     void newScenarioNameChanged();
+    void canAddChanged();
     void canStartChanged();
 
 private:
@@ -100,6 +101,7 @@ private:
     QCoro::Task<> loadDisplays();
     void setProjects(std::vector<Project> list);
     void setScenarios(std::vector<Scenario> list);
+    void setAdding(bool value);
     void setProjectId(std::optional<QString> id);
     void setScenarioId(std::optional<QString> id);
     void setCaptureId(std::optional<QString> id);
@@ -110,9 +112,10 @@ private:
     QString projectIdText() const { return projectId.value_or(QString()); }
     QString scenarioIdText() const { return scenarioId.value_or(QString()); }
     QString captureIdText() const { return captureId.value_or(QString()); }
-    bool noDisplays() const { return captureList.empty(); }
-    bool canAdd() const { return !newName.isEmpty(); }
-    bool canStart() const { return scenarioId && captureId; }
+    bool noDisplays() const { return displaysListed && captureList.empty(); }
+    bool canAdd() const { return !adding && !newName.isEmpty(); }
+    /// Not while the scenarios shown are those of another project than the one shown.
+    bool canStart() const { return scenarioId && captureId && listedProjectId == projectId; }
 
     const std::shared_ptr<BackendClient> backend;
     const Displays displays;
@@ -121,11 +124,14 @@ private:
     std::vector<Scenario> scenarioList;
     std::vector<CaptureOption> captureList;
     std::optional<QString> projectId;
+    std::optional<QString> listedProjectId; ///< whose scenarios are in the list
     std::optional<QString> scenarioId;
     std::optional<QString> captureId;
+    bool displaysListed = false;
     QString appUrlText;
     bool microphone = true;
     QString newName;
+    bool adding = false; ///< a scenario is being created
 };
 
 } // namespace tavro

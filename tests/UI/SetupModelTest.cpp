@@ -54,6 +54,15 @@ struct SetupModelTest : testing::Test {
         await(model->load());
         return model;
     }
+    /// The property, and what a press of the button does while it says no.
+    static bool canStart(SetupModel& model) {
+        bool started = false;
+        model.onStart = [&](const SetupResult&) { started = true; };
+        model.start();
+        model.onStart = [](const SetupResult&) {};
+        EXPECT_EQ(started, model.property("canStart").toBool());
+        return started;
+    }
     void answer(const QString& project, const QStringList& ids) {
         std::vector<Scenario> list;
         for (const QString& id : ids)
@@ -134,6 +143,7 @@ TEST_F(SetupModelTest, saysWhenThereIsNoDisplayToRecord) {
     for (const auto& test : cases) {
         const LogLines lines;
         const auto model = make(gated, test.displays);
+        EXPECT_FALSE(model->property("noDisplays").toBool()); // nobody knows yet
         await(model->load());
         EXPECT_EQ(lines.all().mid(1), (QStringList{test.firstLine, noDisplayLine}));
         EXPECT_TRUE(model->property("noDisplays").toBool());
@@ -146,24 +156,32 @@ TEST_F(SetupModelTest, theReloadThatFinishesLastCounts) {
     model->selectProject(u"slow"_qs);
     model->selectProject(u"quick"_qs);
     EXPECT_EQ(model->selectedProjectId(), u"quick"_qs);
+    EXPECT_FALSE(canStart(*model)); // the old project's scenario is still selected
 
     answer(u"quick"_qs, {u"q1"_qs, u"q2"_qs});
     ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"q1"_qs; }));
+    EXPECT_TRUE(canStart(*model));
     answer(u"slow"_qs, {u"s1"_qs});
     ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"s1"_qs; }));
     EXPECT_EQ(model->scenarios().size(), 1u);
     EXPECT_EQ(model->selectedProjectId(), u"quick"_qs);
+    EXPECT_FALSE(canStart(*model));
+    answer(u"third"_qs, {u"t1"_qs});
+    model->selectProject(u"third"_qs);
+    EXPECT_TRUE(waitUntil([&] { return canStart(*model); }));
 }
 
 TEST_F(SetupModelTest, createsAScenarioAndSelectsIt) {
     const auto model = loaded();
     model->setNewScenarioName(u"  Pay twice "_qs);
     model->add();
+    EXPECT_FALSE(model->property("canAdd").toBool());
+    model->add();                                                           // the second of a double click
+    EXPECT_EQ(gated->calls.count(u"createScenario p|  Pay twice |"_qs), 1); // the name as typed
     gated->creation.resolve(
         Scenario{.id = u"new"_qs, .projectId = u"p"_qs, .name = u"  Pay twice "_qs, .description = {}});
     ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"new"_qs; }));
 
-    EXPECT_EQ(gated->calls.back(), u"createScenario p|  Pay twice |"_qs); // the name as typed
     EXPECT_EQ(model->scenarios().back().id, u"new"_qs);
     EXPECT_TRUE(model->newScenarioName().isEmpty());
     EXPECT_FALSE(model->property("canAdd").toBool());
@@ -177,6 +195,7 @@ TEST_F(SetupModelTest, aScenarioThatCannotBeCreatedChangesNothing) {
     await(model->createScenario(model->newScenarioName()));
 
     EXPECT_EQ(model->newScenarioName(), u"Pay twice"_qs);
+    EXPECT_TRUE(model->property("canAdd").toBool());
     EXPECT_EQ(model->selectedScenarioId(), u"s"_qs);
     EXPECT_EQ(model->scenarios().size(), 1u);
     EXPECT_EQ(log.all(), lines);
