@@ -24,6 +24,8 @@ using Clock = std::chrono::steady_clock;
 // below 100 ms: a change is often two calls.
 constexpr auto patience = 80ms;
 constexpr auto impatience = 10ms;
+// For how long a value that came too late for its caller is good for the next.
+constexpr auto lateValueLasts = 5s;
 
 struct Request {
     enum class Kind { prepare, read, add, remove, moveFromFile };
@@ -65,6 +67,11 @@ public:
         std::optional<QByteArray> found;
     };
 
+    void setLateHandler(std::function<void()> handler) {
+        const std::lock_guard lock(mutex);
+        onLate = std::move(handler);
+    }
+
     /// Has the request served and waits for that, up to the patience of a caller.
     Outcome perform(Kind kind, const SecretKey& key, const QByteArray& value = {}) {
         const auto deadline = Clock::now() + (doesNotAnswer() ? impatience : patience);
@@ -77,6 +84,13 @@ public:
 
     FileSecretStore file;
 
+    /// What a read found that its caller did not wait for.
+    std::optional<QByteArray> lateValue(const SecretKey& key) {
+        const std::lock_guard lock(mutex);
+        const bool isGood = late && late->key == key && Clock::now() < late->until;
+        return isGood ? std::optional(late->value) : std::nullopt;
+    }
+
     /// Moves what the file holds into the service, when that is there; nobody waits for it.
     void moveFromFile(const SecretKey& key, const QByteArray& value) {
         submit(Kind::moveFromFile, key, value, 0);
@@ -86,6 +100,12 @@ private:
     using Presence = SecretServiceConnection::Presence;
     using Locked = SecretServiceConnection::Locked;
     using Change = SecretServiceConnection::Change;
+
+    struct LateValue {
+        SecretKey key;
+        QByteArray value;
+        Clock::time_point until;
+    };
 
     RequestPtr submit(Kind kind, const SecretKey& key, const QByteArray& value, int waiting) {
         RequestPtr request;
@@ -107,6 +127,8 @@ private:
     // between the two. A change takes the place of older requests that nobody waits for any more.
     RequestPtr admit(Kind kind, const SecretKey& key, const QByteArray& value) {
         const bool takesThePlace = kind == Kind::add || kind == Kind::remove;
+        if (takesThePlace)
+            late.reset();
         if (RequestPtr latest = latestOf(key); latest && latest->kind == kind && !takesThePlace)
             return latest;
         if (takesThePlace)
@@ -142,7 +164,7 @@ private:
     }
 
     void settle(Request& request, const Outcome& outcome) {
-        const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
         request.succeeded = outcome.succeeded;
         request.found = outcome.found;
         request.settled = true;
@@ -152,6 +174,15 @@ private:
                 next->mayAsk = false;
         running.reset();
         settled.notify_all();
+        const bool isNews = request.kind == Kind::read || request.kind == Kind::add;
+        if (request.waiting > 0 || !isNews || !outcome.succeeded)
+            return;
+        if (outcome.found)
+            late = LateValue{request.key, *outcome.found, Clock::now() + lateValueLasts};
+        const auto tell = onLate;
+        lock.unlock();
+        if (tell)
+            tell();
     }
 
     // Null at the end.
@@ -237,6 +268,8 @@ private:
     std::deque<RequestPtr> queue;
     RequestPtr running;
     Clock::time_point runningSince;
+    std::optional<LateValue> late;
+    std::function<void()> onLate;
     bool stopping = false;
     std::thread thread; // last: it uses all of the above
 };
@@ -250,6 +283,10 @@ std::filesystem::path SecretServiceStore::defaultFallbackFile() {
     return Paths::applicationSupport() / "tavro" / "secrets.json";
 }
 
+void SecretServiceStore::setLateHandler(std::function<void()> handler) {
+    worker->setLateHandler(std::move(handler));
+}
+
 std::optional<QByteArray> SecretServiceStore::read(const QString& service, const QString& account) {
     const SecretKey key{service, account};
     // The file holds something only while the service does not have it yet: then the file's is the newer one.
@@ -257,6 +294,8 @@ std::optional<QByteArray> SecretServiceStore::read(const QString& service, const
         worker->moveFromFile(key, *kept);
         return kept;
     }
+    if (auto late = worker->lateValue(key))
+        return late;
     return worker->perform(Request::Kind::read, key).found;
 }
 

@@ -3,6 +3,7 @@
 #include "Platform/SecretStore.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 namespace tavro {
@@ -25,6 +26,10 @@ public:
     ~SecretServiceStore() override; ///< abandons what the service has not done yet
 
     static std::filesystem::path defaultFallbackFile(); ///< $XDG_DATA_HOME/tavro/secrets.json
+
+    /// `handler` is called, on the store's own thread, when a value was found or added for which nobody
+    /// waited any more; a read has it then.
+    void setLateHandler(std::function<void()> handler);
 
     std::optional<QByteArray> read(const QString& service, const QString& account) override;
     bool add(const QString& service, const QString& account, const QByteArray& value) override; ///< replaces
