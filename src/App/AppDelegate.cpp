@@ -162,6 +162,7 @@ void AppDelegate::operationEnded() {
 }
 
 QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
+    RecordingsFolder(workDirectory()).removeUploaded();
     const auto current = session;
     std::exception_ptr failure;
     try {
@@ -242,6 +243,8 @@ QCoro::Task<> AppDelegate::finishSession() {
     } else if (localBackend) {
         notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4");
     }
+    if (!failure && current->soundLeftBehind())
+        notices.narrationLeft(*current->soundLeftBehind());
     current->reset();
     sessionEnded();
     const QUrl review = reviewAddress(config.backendURL(), id);

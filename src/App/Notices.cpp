@@ -31,6 +31,12 @@ void Notices::finishFailed(const ErrorDescription& error, const std::optional<st
     tell(summary, body, true, kept->parent_path());
 }
 
+void Notices::narrationLeft(const std::filesystem::path& sound) {
+    tell(QStringLiteral("The narration was not uploaded"),
+        QStringLiteral("It could not be joined with the video and is kept in ") + Paths::toText(sound), true,
+        sound.parent_path());
+}
+
 void Notices::deleteFailed(const ErrorDescription& error) {
     tell(QStringLiteral("The session was not deleted"), error.localizedDescription, true);
 }
@@ -43,8 +49,7 @@ void Notices::neverUploaded(const std::vector<std::filesystem::path>& recordings
     constexpr qsizetype named = 3;
     QStringList names;
     for (const auto& recording : recordings)
-        if (recording.extension() == ".mp4")
-            names << Paths::toText(recording.filename());
+        names << Paths::toText(recording.filename());
     const auto others = names.size() - named;
     QString list = names.mid(0, named).join(QStringLiteral(", "));
     if (others > 0)

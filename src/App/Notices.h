@@ -22,6 +22,8 @@ public:
     void writingFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.
     void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
+    /// The video was uploaded, or saved, without the narration that lies in `sound`.
+    void narrationLeft(const std::filesystem::path& sound);
     void deleteFailed(const ErrorDescription& error);
     void savedLocally(const std::filesystem::path& video);
     void neverUploaded(const std::vector<std::filesystem::path>& recordings); ///< not empty

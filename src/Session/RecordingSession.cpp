@@ -166,6 +166,7 @@ QCoro::Task<std::filesystem::path> RecordingSession::finalFile(QString session, 
     } catch (...) {
         Log::error(QStringLiteral("session.finish: mux failed (%1); %2")
                        .arg(localizedDescriptionOfCurrentError(), withoutMux));
+        soundLeft = audio;
         co_return video;
     }
     Log::info(QStringLiteral("session.finish: mux succeeded → %1").arg(Paths::toText(joined.filename())));
@@ -229,6 +230,7 @@ void RecordingSession::clear() {
     id.reset();
     startDate.reset();
     output.reset();
+    soundLeft.reset();
     pauseStartedAt.reset();
     pausedAccumulated = {};
 }

@@ -56,6 +56,9 @@ public:
     const std::optional<std::filesystem::path>& outputURL() const {
         return output;
     } ///< the current take's video
+    /// The sound of the take that was finished, when it could not be joined to the picture and so is not in
+    /// what was uploaded.
+    const std::optional<std::filesystem::path>& soundLeftBehind() const { return soundLeft; }
 
 private:
     class FileWork;
@@ -80,6 +83,7 @@ private:
     std::chrono::duration<double> pausedAccumulated{0};
     std::optional<Clock::time_point> pauseStartedAt;
     std::optional<std::filesystem::path> output;
+    std::optional<std::filesystem::path> soundLeft;
 
     bool filesBusy = false; ///< an operation is changing the take's files
     std::vector<Promise<void>> waiting;

@@ -6,6 +6,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <chrono>
 
 namespace tavro {
 
@@ -17,10 +18,19 @@ constexpr auto videoSuffix = ".mp4";
 constexpr auto soundSuffix = ".m4a";
 constexpr auto muxedSuffix = "-muxed.mp4";
 constexpr auto markSuffix = ".uploaded";
+constexpr auto rewriteSuffix = ".finishing"; // of a file that is about to replace a fragmented one
+
+// An instance that makes way for this one may still be at work: what it writes changes all the time.
+constexpr std::chrono::minutes longestStandstill{1};
 
 void removeQuietly(const fs::path& path) {
     std::error_code ignored;
     fs::remove(path, ignored);
+}
+
+bool isFile(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(path, ignored);
 }
 
 std::vector<fs::path> filesIn(const fs::path& folder) {
@@ -34,6 +44,23 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
     }
     std::ranges::sort(files);
     return files;
+}
+
+bool isAbandoned(const fs::path& rewrite) {
+    std::error_code failed;
+    const auto changed = fs::last_write_time(rewrite, failed);
+    return !failed && fs::file_time_type::clock::now() - changed > longestStandstill;
+}
+
+// Of a recording's files the most complete one: picture and sound joined, else the picture, else the sound.
+bool standsForItsRecording(const fs::path& path) {
+    if (path.string().ends_with(muxedSuffix))
+        return true;
+    const std::string stem = (path.parent_path() / path.stem()).string();
+    if (isFile(stem + muxedSuffix))
+        return false;
+    return path.extension() == videoSuffix ||
+           (path.extension() == soundSuffix && !isFile(stem + videoSuffix));
 }
 
 } // namespace
@@ -67,19 +94,28 @@ void RecordingsFolder::markUploaded(const QString& sessionId) const {
         mark.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
 }
 
-std::vector<fs::path> RecordingsFolder::tidy() const {
+void RecordingsFolder::removeUploaded() const {
     for (const fs::path& mark : filesIn(folder)) {
         if (mark.extension() != markSuffix)
             continue;
-        const fs::path stem = folder / mark.stem();
-        for (const char* suffix : {videoSuffix, soundSuffix, muxedSuffix, markSuffix})
-            removeQuietly(
-                stem.string() + suffix); // the mark last, so that an interrupted removal is taken up again
+        const std::string stem = (folder / mark.stem()).string();
+        if (isFile(stem + muxedSuffix)) // else the sound is not in what was uploaded
+            removeQuietly(stem + soundSuffix);
+        for (const char* suffix : {videoSuffix, muxedSuffix, markSuffix})
+            removeQuietly(stem + suffix); // the mark last, so that an interrupted removal is taken up again
     }
+}
+
+std::vector<fs::path> RecordingsFolder::tidy() const {
+    removeUploaded();
+    for (const fs::path& path : filesIn(folder))
+        if (path.extension() == rewriteSuffix && isAbandoned(path))
+            removeQuietly(path);
     std::vector<fs::path> kept = filesIn(folder);
     for (const fs::path& path : kept)
         Log::info(
             QStringLiteral("recordings: kept %1, its session was never uploaded").arg(Paths::toText(path)));
+    std::erase_if(kept, [](const fs::path& path) { return !standsForItsRecording(path); });
     return kept;
 }
 

@@ -33,10 +33,33 @@ def upload_that_fails_keeps_the_recording(scene):
     harness.begin_session(program)
     program.bar.press("Finish")
     driver.wait_opened(f"{service.url}/sessions/ses_2/review")
+    check(list(scene.recordings.glob("ses_2*")), "an upload takes its files away at once")
+    program.bar.wait_closed()
+    harness.begin_session(program)
+    equal(list(scene.recordings.glob("ses_2*")), [], "what a session that was uploaded leaves")
     program.stop()
     scene.start()
     told = driver.wait_notification("Recordings that were never uploaded")
-    check("ses_1" in told["body"] and "ses_2" not in told["body"], told["body"])
+    equal(told["body"], f"In {scene.recordings}: ses_1-muxed.mp4, ses_3-muxed.mp4", "what was never uploaded")
+
+
+def narration_that_cannot_be_joined_is_kept(scene):
+    service, program = signed_in(scene)
+    harness.begin_session(program)
+    in_the_way = scene.recordings / "ses_1-muxed.mp4/folder"
+    in_the_way.mkdir(parents=True)
+    harness.let_time_pass(program, 1)
+    program.bar.press("Finish")
+    sound = scene.recordings / "ses_1.m4a"
+    told = driver.wait_notification("The narration was not uploaded")
+    check(str(sound) in told["body"], told["body"])
+    program.bar.wait_closed()
+    equal(len(service.uploads()), 1, "uploads")
+    program.stop()
+    scene.start()
+    told = driver.wait_notification("Recordings that were never uploaded")
+    equal(told["body"], f"In {scene.recordings}: ses_1.m4a", "what is told at the next start")
+    equal(harness.probe(sound)["codecs"], ["aac"], "codecs")
 
 
 def session_that_does_not_begin_leaves_the_desktop_as_it_was(scene):
@@ -85,6 +108,7 @@ def service_that_is_down_leaves_the_setup_usable(scene):
 harness.main(
     [
         upload_that_fails_keeps_the_recording,
+        narration_that_cannot_be_joined_is_kept,
         session_that_does_not_begin_leaves_the_desktop_as_it_was,
         delete_that_fails_at_the_service_closes_the_bar,
         service_that_is_down_leaves_the_setup_usable,

@@ -133,6 +133,12 @@ TEST_F(RecordingSessionTest, uploadsThePictureAloneWhenTheMuxFails) {
             u"[ERROR] session.finish: mux failed (scripted failure of mux); uploading video-only file"_qs));
     EXPECT_EQ(uploaded(id), "picture 1");
     EXPECT_EQ(session.phase(), SessionPhase::done);
+    const auto sound = file(id + u".m4a"_qs);
+    EXPECT_EQ(session.soundLeftBehind(), sound);
+    session.reset();
+    EXPECT_EQ(session.soundLeftBehind(), std::nullopt);
+    EXPECT_EQ(RecordingsFolder(work).tidy(), std::vector{sound});
+    EXPECT_EQ(readFile(sound), "sound 1");
 }
 
 TEST_F(RecordingSessionTest, countsTheTimeBetweenThePauses) {
@@ -409,7 +415,8 @@ TEST_F(RecordingSessionTest, leavesAFinishedFileWhenTheProgramEndsDuringATake) {
     EXPECT_EQ(script.calls, (QStringList{u"stop"_qs, u"mux"_qs}));
     EXPECT_EQ(readFile(*left), "picture 1 + sound 1");
     expectIdle();
-    EXPECT_EQ(RecordingsFolder(work).tidy().size(), 3u);
+    EXPECT_EQ(RecordingsFolder(work).tidy(), std::vector{*left});
+    EXPECT_EQ(filesLeft().size(), 3);
     EXPECT_EQ(stored(id)->status, SessionStatus::active);
 
     const QString other = begin(true);

@@ -40,24 +40,30 @@ TEST_F(RecordingsFolderTest, namesTheFilesOfASessionWithinItself) {
 }
 
 TEST_F(RecordingsFolderTest, keepsAndNamesWhatWasNeverUploaded) {
-    for (const char* name :
-        {"one.mp4", "one.m4a", "one-muxed.mp4", "on.mp4", "one.more.mp4", "two.mp4", "two.m4a", "three.mp4"})
+    for (const char* name : {"one.mp4", "one.m4a", "one-muxed.mp4", "on.mp4", "one.more.mp4", "two.mp4",
+             "two.m4a", "two-muxed.mp4", "three.mp4", "four.mp4", "four.m4a", "five.m4a", "six.mp4.finishing",
+             "notes.txt"})
         test::writeFile(path / name, "film");
+    fs::last_write_time(
+        path / "six.mp4.finishing", fs::file_time_type::clock::now() - std::chrono::minutes(2));
+    test::writeFile(path / "seven.mp4.finishing", "film"); // another instance may be at it
     fs::create_directory(path / "folder.mp4");
     folder.markUploaded(u"one"_qs);
     folder.markUploaded(u"three"_qs);
     folder.markUploaded(u"files are gone"_qs);
 
     const test::LogLines log;
-    const std::vector<fs::path> kept{
-        path / "on.mp4", path / "one.more.mp4", path / "two.m4a", path / "two.mp4"};
-    EXPECT_EQ(folder.tidy(), kept);
-    EXPECT_EQ(filesIn(path),
-        (QStringList{u"folder.mp4"_qs, u"on.mp4"_qs, u"one.more.mp4"_qs, u"two.m4a"_qs, u"two.mp4"_qs}));
-    ASSERT_EQ(log.all().size(), static_cast<qsizetype>(kept.size()));
-    for (std::size_t i = 0; i < kept.size(); ++i)
-        EXPECT_EQ(log.all().at(static_cast<qsizetype>(i)),
-            u"[INFO] recordings: kept %1, its session was never uploaded"_qs.arg(Paths::toText(kept[i])));
+    const std::vector<fs::path> recordings{
+        path / "five.m4a", path / "four.mp4", path / "on.mp4", path / "one.more.mp4", path / "two-muxed.mp4"};
+    EXPECT_EQ(folder.tidy(), recordings);
+    QStringList kept{u"five.m4a"_qs, u"four.m4a"_qs, u"four.mp4"_qs, u"notes.txt"_qs, u"on.mp4"_qs,
+        u"one.more.mp4"_qs, u"seven.mp4.finishing"_qs, u"two-muxed.mp4"_qs, u"two.m4a"_qs, u"two.mp4"_qs};
+    QStringList lines;
+    for (const QString& name : kept)
+        lines << u"[INFO] recordings: kept %1/%2, its session was never uploaded"_qs.arg(
+            Paths::toText(path), name);
+    EXPECT_EQ(log.all(), lines);
+    EXPECT_EQ(filesIn(path), (kept << u"folder.mp4"_qs, kept.sort(), kept));
 }
 
 TEST_F(RecordingsFolderTest, hasNothingToDoWhereNothingIs) {
