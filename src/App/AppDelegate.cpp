@@ -71,7 +71,7 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
           {.makeWay = std::move(makeWay), .terminate = [] { QCoreApplication::quit(); }})
     , muxer(*desktop.media)
     , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
-          *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.current().screen); })
+          *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
     , termination({.mustWait = [this] { return isSessionInProgress(); },
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { tellWhatWasNotCompleted(); }}) {}
@@ -157,7 +157,11 @@ void AppDelegate::startOperation(std::function<QCoro::Task<>()> operation) {
 }
 
 void AppDelegate::operationEnded() {
-    if (--operationsUnderWay == 0 && allEnded)
+    if (--operationsUnderWay > 0)
+        return;
+    if (std::exchange(rebuildWhenEnded, false))
+        buildBackend();
+    if (allEnded)
         allEnded->resolve();
 }
 
@@ -219,13 +223,16 @@ QCoro::Task<> AppDelegate::attempt(Operation operation) {
     try {
         auto running = ((*current).*operation)();
         co_await running;
-    } catch (...) { // dropped: the bar goes on
+    } catch (const SessionStateMachine::TransitionError&) { // pressed too late
+    } catch (...) {                                         // the bar goes on
+        if (operation == &RecordingSession::restart)
+            notices.restartFailed(describeCurrentError());
     }
 }
 
 QCoro::Task<> AppDelegate::finishSession() {
     const auto current = session;
-    if (!current || !current->sessionId() || controlModel->isFinishing())
+    if (!current || !current->sessionId() || isEnding())
         co_return;
     const QString id = *current->sessionId();
     controlModel->setFinishing(true);
@@ -254,8 +261,10 @@ QCoro::Task<> AppDelegate::finishSession() {
 
 QCoro::Task<> AppDelegate::deleteSession() {
     const auto current = session;
-    if (!current)
+    if (!current || isEnding())
         co_return;
+    if (controlModel)
+        controlModel->setDeleting();
     std::exception_ptr failure;
     try {
         auto deleting = current->deleteSession();
@@ -274,8 +283,11 @@ QCoro::Task<> AppDelegate::deleteSession() {
 void AppDelegate::sessionEnded() {
     closeControlPanel();
     statusBar->clearTint();
-    if (std::exchange(rebuildWhenEnded, false))
-        buildBackend();
+}
+
+/// The first of finish and delete counts, also when another press came before it could begin.
+bool AppDelegate::isEnding() const {
+    return controlModel && (controlModel->isFinishing() || controlModel->isDeleting());
 }
 
 void AppDelegate::closeControlPanel() {
@@ -314,7 +326,7 @@ void AppDelegate::tellWhatWasNotCompleted() const {
 }
 
 bool AppDelegate::isSessionInProgress() const {
-    return session && session->phase() != SessionPhase::idle;
+    return operationsUnderWay > 0 || (session && session->phase() != SessionPhase::idle);
 }
 
 double AppDelegate::elapsed() const {

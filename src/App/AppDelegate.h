@@ -62,6 +62,7 @@ private:
     void showControlPanel();
     void closeControlPanel();
     void sessionEnded();
+    bool isEnding() const;
     void connectPauseAndRestart();
     QCoro::Task<> attempt(Operation operation);
     QCoro::Task<> finaliseTake();

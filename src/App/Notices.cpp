@@ -22,6 +22,13 @@ void Notices::writingFailed(const ErrorDescription& error) {
         true);
 }
 
+void Notices::restartFailed(const ErrorDescription& error) {
+    tell(QStringLiteral("Nothing is being recorded"),
+        error.localizedDescription +
+            QStringLiteral("\nRestart again once this is mended, or delete the session."),
+        true);
+}
+
 void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept) {
     const QString summary = QStringLiteral("The recording was not uploaded");
     if (!kept)

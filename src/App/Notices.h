@@ -20,6 +20,8 @@ public:
     void beginFailed(const ErrorDescription& error);
     /// During a take, of which what was recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
+    /// The take that was to be replaced is gone, and no other runs.
+    void restartFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.
     void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
     /// The video was uploaded, or saved, without the narration that lies in `sound`.

@@ -47,9 +47,13 @@ Permissions::Permissions(
     , application(std::move(applicationGiven)) {}
 
 PermissionSet Permissions::current() const {
-    return {.screen = grantOf(services.preflightScreenCaptureAccess()),
+    return {.screen = screen(),
         .microphone = grantOf(services.microphoneAuthorization()),
         .speech = grantOf(services.speechAuthorization())};
+}
+
+Grant Permissions::screen() const {
+    return grantOf(services.preflightScreenCaptureAccess());
 }
 
 QCoro::Task<Grant> Permissions::requestMicrophone() {

@@ -38,7 +38,8 @@ public:
     /// All that is given outlives the object.
     Permissions(PrivacyServices& services, Workspace& workspace, Application application);
 
-    PermissionSet current() const; ///< any thread
+    PermissionSet current() const; ///< any thread; asks the sound server, which may take its time
+    Grant screen() const;
     /// Never `unknown`. The caller goes on on its own thread.
     QCoro::Task<Grant> requestMicrophone();
     QCoro::Task<Grant> requestSpeech();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 namespace tavro {
 
@@ -25,7 +26,7 @@ ControlBarModel::ControlBarModel() {
 }
 
 void ControlBarModel::setElapsed(const QString& text) {
-    if (text == elapsedText)
+    if (deleting || text == elapsedText)
         return;
     elapsedText = text;
     emit elapsedChanged();
@@ -60,6 +61,12 @@ void ControlBarModel::setFinishing(bool value) {
     emit isFinishingChanged();
 }
 
+void ControlBarModel::setDeleting() {
+    if (std::exchange(deleting, true))
+        return;
+    emit isDeletingChanged();
+}
+
 void ControlBarModel::setUploadProgress(double fraction) {
     const double shown = fraction >= 0 ? std::floor(std::min(fraction, 1.0) * 100) / 100 : -1;
     if (shown == progress)
@@ -85,7 +92,7 @@ void ControlBarModel::remove() {
 }
 
 void ControlBarModel::call(const Callback& callback) {
-    if (finishing || !callback)
+    if (finishing || deleting || !callback)
         return;
     const Callback copy = callback; // the callee may replace it
     copy();

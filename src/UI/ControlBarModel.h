@@ -21,6 +21,7 @@ class ControlBarModel : public QObject, public std::enable_shared_from_this<Cont
     Q_PROPERTY(float shownLevel READ shownLevel NOTIFY shownLevelChanged)
     Q_PROPERTY(bool isPaused READ isPaused NOTIFY isPausedChanged)
     Q_PROPERTY(bool isFinishing READ isFinishing NOTIFY isFinishingChanged)
+    Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
     Q_PROPERTY(double uploadProgress READ uploadProgress NOTIFY uploadProgressChanged)
 
 public:
@@ -44,6 +45,10 @@ public:
     bool isFinishing() const { return finishing; }
     void setFinishing(bool finishing);
 
+    /// The session is being deleted: no control reacts any more, and the time stands.
+    bool isDeleting() const { return deleting; }
+    void setDeleting();
+
     /// How much of the video the service has, 0…1; below 0 while nothing is uploaded. In steps of a
     /// hundredth.
     double uploadProgress() const { return progress; }
@@ -55,7 +60,7 @@ public:
     Callback onRestart = [] {};
     Callback onDelete = [] {};
 
-    // What the bar's controls call. Nothing reacts while the recording is being finished.
+    // What the bar's controls call. Nothing reacts while the recording is being finished or deleted.
     Q_INVOKABLE void pauseOrResume();
     Q_INVOKABLE void finish();
     Q_INVOKABLE void restart();
@@ -66,6 +71,7 @@ signals:
     void shownLevelChanged();
     void isPausedChanged();
     void isFinishingChanged();
+    void isDeletingChanged();
     void uploadProgressChanged();
 
 private:
@@ -78,6 +84,7 @@ private:
     QTimer levelTimer;
     bool paused = false;
     bool finishing = false;
+    bool deleting = false;
     double progress = -1;
 };
 

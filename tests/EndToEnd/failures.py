@@ -81,13 +81,82 @@ def delete_that_fails_at_the_service_closes_the_bar(scene):
     service, program = signed_in(scene)
     service.control("misbehave", match="DELETE ", status=500)
     harness.begin_session(program)
-    program.bar.press("More", "push button")
-    program.bar.press("Delete")
+    delete(program)
     program.wait_log("[ERROR] delete failed: ")
     driver.wait_notification("The session was not deleted")
     program.bar.wait_closed()
     wait_for(lambda: program.tray.color() != harness.RECORD_COLOR, "the tint to go")
     equal(list(scene.recordings.glob("*.m*")), [], "files left behind")
+
+
+def restart_without_its_monitor_is_told_at_once(scene):
+    service, program = signed_in(scene)
+    harness.begin_session(program)
+    driver.run("xrandr", "--setmonitor", "another", "1920/508x1080/286+0+0", "screen")  # in place of the one before
+    try:
+        program.bar.press("More", "push button")
+        program.bar.press("Restart")
+        told = driver.wait_notification("Nothing is being recorded")
+        check(told["body"].startswith("Capture target not found\n"), told["body"])
+    finally:
+        driver.run("xrandr", "--delmonitor", "another")
+    program.bar.press("More", "push button")
+    program.bar.press("Restart")  # once the monitor is there again
+    check(len(driver.notifications()) == 1, "a restart that succeeds was told of")
+    program.bar.press("Finish")
+    driver.wait_opened(f"{service.url}/sessions/ses_1/review")
+
+
+def held_up(scene, request):
+    """A service that takes its time over a request and then refuses it; with a function that waits for it."""
+    service, program = signed_in(scene)
+    service.control("misbehave", match=request, status=500, delay=3000, times=1)
+    return program, lambda: wait_for(lambda: any(e["line"].startswith(request) for e in service.received()), request)
+
+
+def delete_that_takes_its_time_ends_the_bar(scene):
+    program, wait_for_request = held_up(scene, "DELETE ")
+    harness.begin_session(program)
+    finish = program.bar.get("Finish")
+    delete(program)
+    wait_for_request()
+    time_shown = lambda: next(name for name in program.bar.names() if len(name) == 5 and name[2] == ":")
+    stood_at = time_shown()
+    finish.accessible.get_action_iface().do_action(0)
+    equal(time_shown(), stood_at, "the clock")
+    driver.wait_notification("The session was not deleted")
+    program.bar.wait_closed()
+    equal((len(driver.notifications()), driver.opened()), (1, []), "what else was told, and what was opened")
+
+
+def delete(program):
+    program.bar.press("More", "push button")
+    program.bar.press("Delete")
+
+
+def settings_done_while_a_session_begins_count_after_it(scene):
+    program, wait_for_request = held_up(scene, "POST /api/app/sessions")
+    program.tray.choose("New Session…")
+    program.wait_log("setup: found 1")
+    program.setup.press("Start")
+    wait_for_request()
+    developer_mode_counts_after(program, "[ERROR] beginSession FAILED: ")
+
+
+def settings_done_while_a_session_is_deleted_count_after_it(scene):
+    program, wait_for_request = held_up(scene, "DELETE ")
+    harness.begin_session(program)
+    delete(program)
+    wait_for_request()
+    developer_mode_counts_after(program, "[ERROR] delete failed: ")
+
+
+def developer_mode_counts_after(program, end):
+    driver.set_default("tavro.devMode", "true")
+    program.tray.choose("Settings…")
+    program.wizard.wait_open().press("Done")
+    program.wait_log("backend: MockBackend")
+    harness.log_has_in_order(program, end, "backend: MockBackend")
 
 
 def service_that_is_down_leaves_the_setup_usable(scene):
@@ -110,7 +179,11 @@ harness.main(
         upload_that_fails_keeps_the_recording,
         narration_that_cannot_be_joined_is_kept,
         session_that_does_not_begin_leaves_the_desktop_as_it_was,
+        restart_without_its_monitor_is_told_at_once,
         delete_that_fails_at_the_service_closes_the_bar,
+        delete_that_takes_its_time_ends_the_bar,
+        settings_done_while_a_session_begins_count_after_it,
+        settings_done_while_a_session_is_deleted_count_after_it,
         service_that_is_down_leaves_the_setup_usable,
     ]
 )
