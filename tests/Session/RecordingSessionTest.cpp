@@ -32,9 +32,12 @@ struct RecordingSessionTest : testing::Test {
         std::make_shared<ScriptedBackend>(script, temporary.path() / "Tavro");
     RecordingSession session{backend, capture, muxer, work, [this] { return time; }};
 
+    QCoro::Task<> beginning(bool includeMic = false) {
+        return session.begin(u"scn_guest"_qs, {}, display, includeMic);
+    }
     // Begins, and forgets the calls that it took.
     QString begin(bool includeMic = false) {
-        await(session.begin(u"scn_guest"_qs, {}, display, includeMic));
+        await(beginning(includeMic));
         script.calls.clear();
         return *session.sessionId();
     }
@@ -43,9 +46,6 @@ struct RecordingSessionTest : testing::Test {
     std::optional<Session> stored(const QString& id) { return await(backend->local().storedSession(id)); }
     QByteArray uploaded(const QString& id) {
         return readFile(backend->local().sessionFolder(id) / "video.mp4");
-    }
-    QByteArray events(const QString& id) {
-        return readFile(backend->local().sessionFolder(id) / "events.json");
     }
     QStringList filesLeft() const {
         QStringList names;
@@ -93,10 +93,7 @@ TEST_F(RecordingSessionTest, recordsATakeFromBeginToUpload) {
     EXPECT_EQ(session.phase(), SessionPhase::done);
     EXPECT_EQ(script.calls,
         (QStringList{u"stop"_qs, u"mux"_qs, finishSession(8.5), u"uploadVideo"_qs, finished(8.5)}));
-    EXPECT_EQ(stored(id)->status, SessionStatus::uploaded);
-    EXPECT_EQ(stored(id)->durationSeconds, 8.5);
     EXPECT_EQ(uploaded(id), "picture 1 + sound 1");
-    EXPECT_EQ(events(id), R"([{"durationSeconds":8.5,"type":"finished"}])");
     EXPECT_EQ(log.all(),
         (QStringList{u"[INFO] session.begin: scenarioId=scn_guest target=display/1 includeMic=true"_qs,
             u"[INFO] session.begin: backend created session id="_qs + id,
@@ -110,17 +107,6 @@ TEST_F(RecordingSessionTest, recordsATakeFromBeginToUpload) {
     EXPECT_TRUE(RecordingsFolder(work).tidy().empty());
     EXPECT_TRUE(filesLeft().isEmpty());
     EXPECT_NE(begin(), id);
-}
-
-TEST_F(RecordingSessionTest, uploadsThePictureAloneWithoutSound) {
-    const LogLines log;
-    await(session.begin(u"scn_login"_qs, {}, {CaptureKind::window, u"4711"_qs, u"W"_qs}, false));
-    EXPECT_EQ(
-        log.all().first(), u"[INFO] session.begin: scenarioId=scn_login target=window/4711 includeMic=false");
-    const QString id = *session.sessionId();
-    await(session.finish());
-    EXPECT_FALSE(script.calls.contains(u"mux"));
-    EXPECT_EQ(uploaded(id), "picture 1");
 }
 
 TEST_F(RecordingSessionTest, uploadsThePictureAloneWhenTheMuxFails) {
@@ -141,8 +127,12 @@ TEST_F(RecordingSessionTest, uploadsThePictureAloneWhenTheMuxFails) {
     EXPECT_EQ(readFile(sound), "sound 1");
 }
 
-TEST_F(RecordingSessionTest, countsTheTimeBetweenThePauses) {
-    const QString id = begin();
+TEST_F(RecordingSessionTest, countsTheTimeBetweenThePausesAlsoOfATakeThatEndsInOne) {
+    const LogLines log;
+    await(session.begin(u"scn_login"_qs, {}, {CaptureKind::window, u"4711"_qs, u"W"_qs}, false));
+    EXPECT_EQ(
+        log.all().first(), u"[INFO] session.begin: scenarioId=scn_login target=window/4711 includeMic=false");
+    const QString id = *session.sessionId();
     EXPECT_EQ(session.elapsed(), 0);
     pass(10s);
     await(session.pause());
@@ -157,22 +147,13 @@ TEST_F(RecordingSessionTest, countsTheTimeBetweenThePauses) {
     pass(1h);
     await(session.resume());
     pass(500ms);
-    EXPECT_EQ(session.elapsed(), 13);
-    await(session.finish());
-    EXPECT_EQ(stored(id)->durationSeconds, 13);
-    EXPECT_EQ(events(id), R"([{"type":"paused"},{"type":"resumed"},{"type":"paused"},{"type":"resumed"},)"
-                          R"({"durationSeconds":13,"type":"finished"}])");
-}
-
-TEST_F(RecordingSessionTest, leavesAPauseInProgressOutOfTheDuration) {
-    const QString id = begin();
-    pass(4s);
+    script.calls.clear();
     await(session.pause());
     pass(3s);
     await(session.finish());
-    EXPECT_EQ(stored(id)->durationSeconds, 4);
     EXPECT_EQ(script.calls,
-        (QStringList{u"pause"_qs, paused, u"stop"_qs, finishSession(4), u"uploadVideo"_qs, finished(4)}));
+        (QStringList{u"pause"_qs, paused, u"stop"_qs, finishSession(13), u"uploadVideo"_qs, finished(13)}));
+    EXPECT_EQ(uploaded(id), "picture 1");
 }
 
 TEST_F(RecordingSessionTest, restartsFromZeroAlsoWhilePaused) {
@@ -202,23 +183,17 @@ TEST_F(RecordingSessionTest, deletesTakeAndSession) {
     expectIdle();
     EXPECT_TRUE(filesLeft().isEmpty());
     EXPECT_EQ(stored(id), std::nullopt);
-    EXPECT_FALSE(fs::exists(backend->local().sessionFolder(id)));
-}
-
-TEST_F(RecordingSessionTest, hasNothingToFinishOrDeleteWithoutASession) {
-    await(session.finish());
-    await(session.deleteSession());
-    EXPECT_TRUE(script.calls.isEmpty());
-    expectIdle();
 }
 
 TEST_F(RecordingSessionTest, refusesWhatDoesNotFitAndDoesNothing) {
+    await(session.finish()); // nothing to finish, and nothing to delete
+    await(session.deleteSession());
+    EXPECT_TRUE(script.calls.isEmpty());
     EXPECT_EQ(failureOf(session.pause()), u"invalid(from: idle, action: pause)");
     EXPECT_EQ(failureOf(session.restart()), u"invalid(from: idle, action: restart)");
     begin();
     pass(1s);
-    EXPECT_EQ(failureOf(session.begin(u"scn_guest"_qs, {}, display, false)),
-        u"invalid(from: recording, action: openSetup)");
+    EXPECT_EQ(failureOf(beginning()), u"invalid(from: recording, action: openSetup)");
     EXPECT_EQ(failureOf(session.resume()), u"invalid(from: recording, action: resume)");
     await(session.pause());
     script.calls.clear();
@@ -240,18 +215,14 @@ TEST_F(RecordingSessionTest, isReadyAgainAfterABeginThatFailed) {
     for (const auto& c : cases) {
         script.calls.clear();
         script.failing = {c.failing};
-        EXPECT_EQ(failureOf(session.begin(u"scn_guest"_qs, {}, display, true)),
-            u"scripted failure of "_qs + c.failing);
+        EXPECT_EQ(failureOf(beginning(true)), u"scripted failure of "_qs + c.failing);
         EXPECT_EQ(script.calls, c.calls);
         expectIdle();
         EXPECT_FALSE(capture.running);
         EXPECT_TRUE(filesLeft().isEmpty());
     }
     script.failing.clear();
-    const QString id = begin();
-    await(session.finish());
-    EXPECT_EQ(session.phase(), SessionPhase::done);
-    EXPECT_FALSE(uploaded(id).isEmpty());
+    begin();
 }
 
 TEST_F(RecordingSessionTest, leavesThePhaseWhereAFinishFailed) {
@@ -297,7 +268,7 @@ TEST_F(RecordingSessionTest, keepsAPauseThatCouldNotBeReported) {
 }
 
 TEST_F(RecordingSessionTest, leavesWhatAFailedRestartOrDeleteLeft) {
-    const QString first = begin();
+    begin();
     pass(2s);
     script.failing = {u"restartTake"_qs};
     EXPECT_EQ(failureOf(session.restart()), u"scripted failure of restartTake");
@@ -316,7 +287,6 @@ TEST_F(RecordingSessionTest, leavesWhatAFailedRestartOrDeleteLeft) {
         session.reset();
         begin();
     }
-    EXPECT_TRUE(stored(first).has_value());
 }
 
 TEST_F(RecordingSessionTest, finishesWhileAPauseIsStillBeingReported) {
@@ -334,7 +304,7 @@ TEST_F(RecordingSessionTest, finishesWhileAPauseIsStillBeingReported) {
 }
 
 TEST_F(RecordingSessionTest, refusesASecondPressOfTheSameButton) {
-    const QString id = begin(true);
+    begin(true);
     for (const QString& call : {u"stop"_qs, u"mux"_qs, u"uploadVideo"_qs}) {
         auto finishing = held(call, [&] { return session.finish(); });
         const QString phase = name(session.phase());
@@ -347,16 +317,14 @@ TEST_F(RecordingSessionTest, refusesASecondPressOfTheSameButton) {
         session.reset();
         begin(true);
     }
-    EXPECT_FALSE(uploaded(id).isEmpty());
 }
 
 TEST_F(RecordingSessionTest, refusesASecondBeginDuringTheFirst) {
     for (const QString& call : {u"createSession"_qs, u"start"_qs}) {
-        auto beginning = held(call, [&] { return session.begin(u"scn_guest"_qs, {}, display, false); });
-        EXPECT_EQ(failureOf(session.begin(u"scn_guest"_qs, {}, display, false)),
-            u"invalid(from: setup, action: openSetup)");
+        auto opening = held(call, [&] { return beginning(); });
+        EXPECT_EQ(failureOf(beginning()), u"invalid(from: setup, action: openSetup)");
         release(call);
-        await(std::move(beginning));
+        await(std::move(opening));
         EXPECT_EQ(session.phase(), SessionPhase::recording);
         await(session.deleteSession());
         script.calls.clear();
@@ -384,10 +352,10 @@ TEST_F(RecordingSessionTest, takesButtonsPressedDuringARestartAfterIt) {
 TEST_F(RecordingSessionTest, beginsTheNextSessionAfterADeleteUnderWay) {
     const QString first = begin();
     auto deleting = held(u"discard"_qs, [&] { return session.deleteSession(); });
-    auto beginning = session.begin(u"scn_login"_qs, {}, display, false);
+    auto opening = session.begin(u"scn_login"_qs, {}, display, false);
     release(u"discard"_qs);
     await(std::move(deleting));
-    await(std::move(beginning));
+    await(std::move(opening));
     EXPECT_EQ(stored(first), std::nullopt);
     ASSERT_TRUE(session.sessionId().has_value());
     EXPECT_EQ(stored(*session.sessionId())->scenarioId, u"scn_login");
@@ -396,10 +364,10 @@ TEST_F(RecordingSessionTest, beginsTheNextSessionAfterADeleteUnderWay) {
 }
 
 TEST_F(RecordingSessionTest, discardsACaptureWhoseSessionWasResetMeanwhile) {
-    auto beginning = held(u"start"_qs, [&] { return session.begin(u"scn_guest"_qs, {}, display, false); });
+    auto opening = held(u"start"_qs, [&] { return beginning(); });
     session.reset();
     release(u"start"_qs);
-    EXPECT_EQ(failureOf(std::move(beginning)), u"invalid(from: idle, action: start)");
+    EXPECT_EQ(failureOf(std::move(opening)), u"invalid(from: idle, action: start)");
     expectIdle();
     EXPECT_FALSE(capture.running);
     EXPECT_TRUE(filesLeft().isEmpty());
@@ -429,24 +397,20 @@ TEST_F(RecordingSessionTest, leavesAFinishedFileWhenTheProgramEndsDuringATake) {
 
 TEST_F(RecordingSessionTest, waitsForTheFilesOfAFinishUnderWayWhenTheProgramEnds) {
     const QString id = begin(true);
-    script.held.emplace(u"uploadVideo"_qs, Promise<void>());
     auto finishing = held(u"mux"_qs, [&] { return session.finish(); });
     auto finalizing = session.finalizeTake();
     EXPECT_FALSE(fs::exists(file(id + u"-muxed.mp4"_qs)));
     release(u"mux"_qs);
     EXPECT_EQ(await(std::move(finalizing)), std::nullopt);
     EXPECT_TRUE(fs::exists(file(id + u"-muxed.mp4"_qs)));
-    EXPECT_TRUE(waitUntil([&] { return script.calls.contains(u"uploadVideo"); }));
-    EXPECT_EQ(session.phase(), SessionPhase::uploading);
-    release(u"uploadVideo"_qs);
     await(std::move(finishing));
 }
 
 TEST_F(RecordingSessionTest, finalizesTheTakeOfABeginUnderWay) {
-    auto beginning = held(u"start"_qs, [&] { return session.begin(u"scn_guest"_qs, {}, display, false); });
+    auto opening = held(u"start"_qs, [&] { return beginning(); });
     auto finalizing = session.finalizeTake();
     release(u"start"_qs);
-    await(std::move(beginning));
+    await(std::move(opening));
     const auto left = await(std::move(finalizing));
     ASSERT_TRUE(left.has_value());
     EXPECT_EQ(readFile(*left), "picture 1");
