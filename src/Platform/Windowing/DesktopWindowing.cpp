@@ -76,16 +76,18 @@ void DesktopWindowing::makeFloating(QWindow& window) {
     window.setFlag(Qt::FramelessWindowHint);
     window.setFlag(Qt::WindowStaysOnTopHint);
     window.setFlag(Qt::WindowDoesNotAcceptFocus);
+    // Window managers keep notifications above full-screen windows and leave them where they are put; one
+    // that does not know them takes the next type. It is Qt that tells them, again after every change of
+    // flags.
+    constexpr int notification = 0x800;
+    constexpr int utility = 0x20;
+    window.setProperty("_q_xcb_wm_window_type", notification | utility);
     window.create();
     xcb_connection_t* x = connection();
     if (!x)
         return;
 
     const auto id = static_cast<xcb_window_t>(window.winId());
-    // Window managers keep notifications above full-screen windows and leave them where they are put; one
-    // that does not know them takes the next type.
-    setProperty(x, id, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM,
-        atoms(x, {"_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_UTILITY"}));
     constexpr std::uint32_t everyDesktop = 0xFFFFFFFF;
     setProperty(x, id, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {everyDesktop});
     setProperty(x, id, "_NET_WM_STATE", XCB_ATOM_ATOM,
