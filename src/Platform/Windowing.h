@@ -14,6 +14,9 @@ public:
     /// Translucent windows are shown as such: somebody composes the screen.
     virtual bool isComposited() const = 0;
 
+    /// A program's windows are where the program puts them; elsewhere the user alone moves them.
+    virtual bool placesWindows() const = 0;
+
     /// Makes `window`, not shown yet, float: above ordinary windows and full-screen ones, on every desktop,
     /// in no list of windows, and without the keyboard's focus when it appears.
     virtual void makeFloating(QWindow& window) = 0;

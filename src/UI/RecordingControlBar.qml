@@ -30,8 +30,8 @@ FocusScope {
         border.color: Theme.c.border
 
         DragHandler {
-            target: null
-            onActiveChanged: if (active) bar.Window.window.startSystemMove()
+            objectName: "drag"
+            target: null // the window is moved, by its owner
         }
 
         Row {

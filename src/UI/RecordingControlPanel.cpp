@@ -53,26 +53,50 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
             menu->close();
         }
     });
+    panel->installEventFilter(this);
     connect(menu.get(), &MoreMenu::isOpenChanged, this, &RecordingControlPanel::showMenu);
     windowing.makeFloating(*panel);
 }
 
 RecordingControlPanel::~RecordingControlPanel() {
     for (const ViewWindowPtr* window : {&panel, &currentMenuWindow}) {
-        if (*window)
-            (*window)->disconnect(this);
+        if (!*window)
+            continue;
+        (*window)->disconnect(this);
+        (*window)->removeEventFilter(this);
     }
 }
 
 void RecordingControlPanel::show() {
+    place();
+    panel->show();
+    panel->raise();
+    shape();
+}
+
+void RecordingControlPanel::place() {
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect area = screen->availableGeometry();
         const int bottom = area.y() + area.height() - aboveBottom;
         panel->setPosition(area.x() + (area.width() - panel->width()) / 2, bottom - panel->height());
     }
-    panel->show();
-    panel->raise();
-    shape();
+}
+
+void RecordingControlPanel::drag(const QPointerEvent& event) {
+    const auto* handler = panel->rootObject()->findChild<QObject*>(QStringLiteral("drag"));
+    if (!handler->property("active").toBool() || event.points().isEmpty()) {
+        dragStart.reset();
+        return;
+    }
+    const bool begins = !dragStart;
+    if (begins)
+        dragStart = panel->position();
+    const QEventPoint& pointer = event.points().first();
+    if (windowing.placesWindows())
+        // Not left to the window manager: many refuse to move a window of this kind.
+        panel->setPosition(*dragStart + (pointer.globalPosition() - pointer.globalPressPosition()).toPoint());
+    else if (begins)
+        panel->startSystemMove();
 }
 
 void RecordingControlPanel::startTimer(Elapsed elapsed) {
@@ -139,6 +163,8 @@ void RecordingControlPanel::placeMenu() {
 }
 
 bool RecordingControlPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == panel.get() && event->isPointerEvent())
+        drag(*static_cast<QPointerEvent*>(event));
     if (watched != currentMenuWindow.get())
         return QObject::eventFilter(watched, event);
     if (event->type() == QEvent::Expose && currentMenuWindow->isExposed()) {

@@ -3,10 +3,13 @@
 #include "UI/MoreMenu.h"
 #include "UI/ViewWindow.h"
 
+#include <QPoint>
 #include <QTimer>
 
 #include <functional>
 #include <optional>
+
+class QPointerEvent;
 
 namespace tavro {
 
@@ -44,6 +47,8 @@ public:
     static QString elapsedText(double seconds);
 
 private:
+    void place();
+    void drag(const QPointerEvent& event);
     void placeMenu();
     void showMenu();
     void shape();
@@ -54,6 +59,7 @@ private:
     const std::shared_ptr<MoreMenu> menu;
     ViewWindowPtr panel;
     ViewWindowPtr currentMenuWindow;
+    std::optional<QPoint> dragStart; ///< where the panel was when the user took hold of it
     std::optional<QTimer> timer;
 };
 

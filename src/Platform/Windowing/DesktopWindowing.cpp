@@ -71,6 +71,10 @@ bool DesktopWindowing::isComposited() const {
     return reply && reply->owner != XCB_WINDOW_NONE;
 }
 
+bool DesktopWindowing::placesWindows() const {
+    return connection();
+}
+
 void DesktopWindowing::makeFloating(QWindow& window) {
     window.setProperty("_q_showWithoutActivating", true);
     window.setFlag(Qt::FramelessWindowHint);

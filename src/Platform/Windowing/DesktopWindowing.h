@@ -9,6 +9,7 @@ namespace tavro {
 class DesktopWindowing final : public Windowing {
 public:
     bool isComposited() const override;
+    bool placesWindows() const override;
     void makeFloating(QWindow& window) override;
     void setShape(QWindow& window, const QPainterPath& shape) override;
 };
