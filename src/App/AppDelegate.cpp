@@ -74,7 +74,7 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
           *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
     , termination({.mustWait = [this] { return isSessionInProgress(); },
           .makeSafe = [this] { return finaliseTake(); },
-          .giveUp = [this] { tellWhatWasNotCompleted(); }}) {}
+          .giveUp = [this] { endWithoutTheUpload(); }}) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -317,12 +317,14 @@ QCoro::Task<> AppDelegate::finaliseTake() {
     co_await ended;
 }
 
-void AppDelegate::tellWhatWasNotCompleted() const {
+void AppDelegate::endWithoutTheUpload() {
     const auto id = session->sessionId();
     const auto kept = id ? keptRecording(*id) : std::nullopt;
     if (kept)
         Log::error(QStringLiteral("quit: the upload was not completed, the recording is kept in ") +
                    Paths::toText(*kept));
+    if (allEnded)
+        allEnded->resolve();
 }
 
 bool AppDelegate::isSessionInProgress() const {

@@ -66,7 +66,7 @@ private:
     void connectPauseAndRestart();
     QCoro::Task<> attempt(Operation operation);
     QCoro::Task<> finaliseTake();
-    void tellWhatWasNotCompleted() const;
+    void endWithoutTheUpload();
     bool isSessionInProgress() const;
     double elapsed() const;
     void setUploadProgress(std::int64_t sent, std::int64_t total);

@@ -1,5 +1,7 @@
 #include "App/Termination.h"
 
+#include "Core/EventLoop.h"
+
 #include <QEvent>
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -30,7 +32,7 @@ void Termination::begin() {
     QTimer::singleShot(longestWait, this, [this] {
         if (!done)
             guard.giveUp();
-        quit();
+        EventLoop::current()->post([this] { quit(); }); // after what goes on now that it is given up
     });
     makeSafeAndQuit();
 }

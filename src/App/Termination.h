@@ -17,7 +17,7 @@ public:
     struct Guard {
         std::function<bool()> mustWait;          ///< whether there is anything to be made safe now
         std::function<QCoro::Task<>()> makeSafe; ///< called at most once; does not throw
-        std::function<void()> giveUp;            ///< `makeSafe` has not ended within the longest wait
+        std::function<void()> giveUp;            ///< the longest wait is over: `makeSafe` has to end now
     };
     /// A disk or a service that does not answer must not keep the user from leaving.
     static constexpr std::chrono::seconds longestWait{15};
