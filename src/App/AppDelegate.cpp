@@ -76,7 +76,9 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { endWithoutTheUpload(); }}) {}
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate() {
+    desktop.secrets->setLateHandler({});
+}
 
 void AppDelegate::applicationDidFinishLaunching() {
     buildBackend();
@@ -91,6 +93,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     wizard = std::make_unique<OnboardingWizard>(
         OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
     wizard->presentIfNeeded();
+    desktop.secrets->setLateHandler(
+        [this, main = EventLoop::current()] { main->post([this] { lookForTheTokenAgain(); }); });
     Log::info(QStringLiteral("Tavro launched"));
 
     tellWhatWasNeverUploaded();
@@ -120,6 +124,13 @@ void AppDelegate::buildBackend() {
     }
     backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
+}
+
+/// A keyring that was locked, or slow, has it only when the user has given the password.
+void AppDelegate::lookForTheTokenAgain() {
+    wizard->refreshAccount();
+    if (localBackend && !config.devMode() && keychain.get(apiTokenAccount))
+        buildBackend();
 }
 
 void AppDelegate::startedAgain() {

@@ -71,6 +71,7 @@ private:
     double elapsed() const;
     void setUploadProgress(std::int64_t sent, std::int64_t total);
     void tellWhatWasNeverUploaded();
+    void lookForTheTokenAgain();
     void tellWhenThereIsNoTray();
     AppSignIn& signIn();
 

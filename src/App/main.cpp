@@ -39,7 +39,7 @@ private:
 
 int main(int argc, char** argv) {
     using namespace tavro;
-    ::mallopt(M_ARENA_MAX, 2); // few of the threads ever allocate at once, and each arena keeps what it has had
+    ::mallopt(M_ARENA_MAX, 2); // few threads ever allocate at once, and each arena keeps what it has had
     describeApplication();
     std::optional<WithoutOpenGL> withoutOpenGL{std::in_place};
     QApplication application(argc, argv);

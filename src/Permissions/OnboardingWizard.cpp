@@ -27,7 +27,13 @@ void OnboardingWizard::present() {
         {{QStringLiteral("model"), QVariant::fromValue(model.get())}}, model));
     currentWindow->onClosed = [this] { currentWindow.reset(); };
     currentWindow->showOrdinary(QStringLiteral("Welcome to Tavro"));
+    currentModel = model;
     model->appear();
+}
+
+void OnboardingWizard::refreshAccount() {
+    if (const auto model = currentModel.lock())
+        model->appear();
 }
 
 } // namespace tavro

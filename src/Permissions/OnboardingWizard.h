@@ -18,12 +18,16 @@ public:
     /// button calls nothing.
     void present();
 
+    /// The account shown is looked up again.
+    void refreshAccount();
+
     ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none
 
 private:
     const OnboardingServices services;
     const std::function<void()> onComplete;
     ViewWindowPtr currentWindow;
+    std::weak_ptr<OnboardingModel> currentModel;
 };
 
 } // namespace tavro

@@ -1,0 +1,55 @@
+"""A token in a keyring that is locked when the program starts: it counts as soon as the user has unlocked it."""
+
+import subprocess
+
+import harness
+from harness import driver, wait_for
+
+
+def lock():
+    service = "org.freedesktop.secrets"
+    keyring = "/org/freedesktop/secrets/collection/login"
+    subprocess.run(
+        ["gdbus", "call", "--session", "-d", service, "-o", "/org/freedesktop/secrets",
+         "-m", "org.freedesktop.Secret.Service.Lock", f"['{keyring}']"],
+        check=True, stdout=subprocess.DEVNULL,
+    )
+
+
+def questions():
+    command = ["xdotool", "search", "--onlyvisible", "--class", "gcr-prompter"]
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False).stdout.split()
+
+
+def give_password():
+    wait_for(questions, "the question for the password")
+
+    def answered():  # keys that come before the question has the focus are lost
+        for window in questions():
+            keys = ["key", "ctrl+a", *"password", "Return"]
+            subprocess.run(["xdotool", "windowactivate", "--sync", window, *keys], check=False)
+        return not questions()
+
+    wait_for(answered, "the keyring to be unlocked")
+
+
+def signs_in_when_it_is_unlocked(scene):
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    lock()
+    with subprocess.Popen(["/usr/libexec/gcr-prompter", "--no-timeout"]) as prompter:
+        try:
+            program = scene.start()
+            wizard = program.wizard.wait_open()
+            wizard.get("Not signed in")
+            give_password()
+            wizard.get("Signed in as your account")
+            program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
+            wizard.press("Done")
+            wizard.wait_closed()
+        finally:
+            prompter.kill()
+
+
+harness.main([signs_in_when_it_is_unlocked])
