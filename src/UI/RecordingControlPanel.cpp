@@ -7,6 +7,7 @@
 #include <QMouseEvent>
 #include <QPainterPath>
 #include <QQuickItem>
+#include <QRegion>
 #include <QScreen>
 
 #include <algorithm>
@@ -55,6 +56,10 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
     });
     panel->installEventFilter(this);
     connect(menu.get(), &MoreMenu::isOpenChanged, this, &RecordingControlPanel::showMenu);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, &RecordingControlPanel::watch);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, &RecordingControlPanel::keepInSight);
+    for (QScreen* screen : QGuiApplication::screens())
+        watch(screen);
     windowing.makeFloating(*panel);
 }
 
@@ -65,6 +70,11 @@ RecordingControlPanel::~RecordingControlPanel() {
         (*window)->disconnect(this);
         (*window)->removeEventFilter(this);
     }
+}
+
+void RecordingControlPanel::watch(QScreen* screen) {
+    connect(screen, &QScreen::geometryChanged, this, &RecordingControlPanel::keepInSight);
+    connect(screen, &QScreen::availableGeometryChanged, this, &RecordingControlPanel::keepInSight);
 }
 
 void RecordingControlPanel::show() {
@@ -82,6 +92,17 @@ void RecordingControlPanel::place() {
     }
 }
 
+void RecordingControlPanel::keepInSight() {
+    QRegion hidden = shapeOf(*panel, QStringLiteral("capsule")).boundingRect().toAlignedRect();
+    hidden.translate(panel->position());
+    for (const QScreen* screen : QGuiApplication::screens())
+        hidden -= screen->availableGeometry();
+    if (hidden.isEmpty())
+        return;
+    menu->close();
+    place();
+}
+
 void RecordingControlPanel::drag(const QPointerEvent& event) {
     const auto* handler = panel->rootObject()->findChild<QObject*>(QStringLiteral("drag"));
     if (!handler->property("active").toBool() || event.points().isEmpty()) {
@@ -92,8 +113,7 @@ void RecordingControlPanel::drag(const QPointerEvent& event) {
     if (begins)
         dragStart = panel->position();
     const QEventPoint& pointer = event.points().first();
-    if (windowing.placesWindows())
-        // Not left to the window manager: many refuse to move a window of this kind.
+    if (windowing.placesWindows()) // window managers refuse to move a window of this kind
         panel->setPosition(*dragStart + (pointer.globalPosition() - pointer.globalPressPosition()).toPoint());
     else if (begins)
         panel->startSystemMove();
@@ -115,6 +135,7 @@ void RecordingControlPanel::close() {
 }
 
 void RecordingControlPanel::takeFocus() {
+    keepInSight();
     panel->setFlag(Qt::WindowDoesNotAcceptFocus, false);
     panel->raise();
     panel->requestActivate();

@@ -10,6 +10,7 @@
 #include <optional>
 
 class QPointerEvent;
+class QScreen;
 
 namespace tavro {
 
@@ -18,7 +19,7 @@ class Windowing;
 
 /// The small bar that floats near the bottom of the screen while a recording runs. It never takes the
 /// keyboard's focus from the program being recorded of its own accord; it can be dragged by its background.
-/// Main thread.
+/// When a screen changes so that a part of it is out of sight, it returns to its place. Main thread.
 class RecordingControlPanel : public QObject {
 public:
     /// Seconds recorded so far.
@@ -36,7 +37,7 @@ public:
     void close();
 
     /// Gives the panel the keyboard, because the user asked for it; it falls back to not taking any when the
-    /// focus goes elsewhere.
+    /// focus goes elsewhere. Puts it where it can be seen.
     void takeFocus();
 
     MoreMenu& moreMenu() { return *menu; }
@@ -47,7 +48,9 @@ public:
     static QString elapsedText(double seconds);
 
 private:
+    void watch(QScreen* screen);
     void place();
+    void keepInSight();
     void drag(const QPointerEvent& event);
     void placeMenu();
     void showMenu();

@@ -1,8 +1,5 @@
 // Every window of the program, in every state: nothing to complain about for QML, for the eye, or for a
 // screen reader.
-#include "Platform/Windowing/DesktopWindowing.h"
-#include "UI/ControlBarModel.h"
-#include "UI/RecordingControlPanel.h"
 #include "UI/SetupModel.h"
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
@@ -82,15 +79,6 @@ bool isControl(QAccessible::Role role) {
     return false;
 }
 
-QStringList controlNames(QObject* window) {
-    QStringList names;
-    for (QAccessibleInterface* node : accessibleNodes(window)) {
-        if (isControl(node->role()))
-            names << node->text(QAccessible::Name);
-    }
-    return names;
-}
-
 struct ViewTest : testing::TestWithParam<double> {
     Warnings warnings;
     QFont usualFont = QGuiApplication::font();
@@ -107,8 +95,15 @@ struct ViewTest : testing::TestWithParam<double> {
         auto scene = entry.open();
         EXPECT_TRUE(waitUntil([&] { return scene->isReady(); }));
         scene->arrange();
-        for (const ViewWindow* window : scene->windows())
-            EXPECT_TRUE(waitUntil([&] { return window->isExposed(); }));
+        for (const ViewWindow* window : scene->windows()) {
+            int inARow = 0; // a late word of the window manager may set an earlier size once more
+            EXPECT_TRUE(waitUntil([&] {
+                const bool fits = window->isExposed() && window->size() == window->minimumSize() &&
+                                  window->rootObject()->size() == window->size();
+                inARow = fits ? inARow + 1 : 0;
+                return inARow > 20;
+            }));
+        }
         return scene;
     }
 };
@@ -121,15 +116,17 @@ TEST_P(ViewTest, everyStateFitsAndCanBeReadAloud) {
         const auto scene = open(entry);
         for (ViewWindow* window : scene->windows()) {
             EXPECT_EQ(cutTexts(*window->rootObject()), QStringList());
-            EXPECT_FALSE(controlNames(window).empty());
+            int controls = 0;
             for (QAccessibleInterface* node : accessibleNodes(window)) {
                 if (!isControl(node->role()))
                     continue;
+                ++controls;
                 const QString name = node->text(QAccessible::Name);
                 EXPECT_FALSE(name.isEmpty()) << node->role();
                 EXPECT_GE(node->rect().width(), 24) << name.toStdString();
                 EXPECT_GE(node->rect().height(), 24) << name.toStdString();
             }
+            EXPECT_GT(controls, 0);
         }
     }
     // Gone with the last window: what shows them, and every complaint they might have had.
@@ -160,44 +157,6 @@ struct OneView : ViewTest {
 };
 
 } // namespace
-
-TEST_P(OneView, controlsBearTheirVisibleTextOrTheirMeaning) {
-    const struct {
-        const char* state;
-        QStringList names;
-    } cases[] = {
-        {"setup", {u"Project"_qs, u"Scenario"_qs, u"+ New scenario name"_qs, u"Add"_qs, u"Capture"_qs,
-                      u"App URL (optional)"_qs, u"Narrate with microphone"_qs, u"Cancel"_qs, u"Start"_qs}},
-        {"panel-recording", {u"Pause"_qs, u"Finish"_qs, u"More"_qs}},
-        {"panel-paused", {u"Resume"_qs, u"Finish"_qs, u"More"_qs}},
-        {"wizard", {u"Grant"_qs, u"Grant"_qs, u"Grant"_qs, u"Quit & Relaunch"_qs, u"Sign in with browser"_qs,
-                       u"Done"_qs}},
-        {"wizard-done", {u"Quit & Relaunch"_qs, u"Sign out"_qs, u"Done"_qs}},
-    };
-    for (const auto& test : cases)
-        EXPECT_EQ(controlNames(named(test.state)->windows().front()), test.names) << test.state;
-    EXPECT_EQ(
-        controlNames(named("panel-menu")->windows().back()), (QStringList{u"Restart"_qs, u"Delete"_qs}));
-}
-
-TEST_P(OneView, whatCannotBeDoneIsDisabled) {
-    const struct {
-        const char* state;
-        const char* control;
-        bool enabled;
-    } cases[] = {{"setup", "Start", true}, {"setup", "Add", false}, {"setup-new-scenario", "Add", true},
-        {"setup-no-display", "Start", false}, {"setup-no-display", "Capture", true},
-        {"panel-finishing", "Pause", false}, {"panel-finishing", "More", false},
-        {"wizard-half", "Done", false}, {"wizard-done", "Done", true}};
-    for (const auto& test : cases) {
-        const auto scene = named(test.state);
-        QAccessibleInterface* node = control(scene->windows().front(), test.control);
-        ASSERT_TRUE(node) << test.state << test.control;
-        // Qt 6.4 does not pass this on to screen readers: the item itself has to do.
-        EXPECT_EQ(qobject_cast<QQuickItem*>(node->object())->isEnabled(), test.enabled)
-            << test.state << test.control;
-    }
-}
 
 TEST_P(OneView, aScreenReaderPressesAndChooses) {
     const auto scene = named("setup");
@@ -255,39 +214,6 @@ TEST_P(OneView, returnStartsWhereverTheFocusIsAndEscapeCancels) {
     model->onCancel = [&] { ++cancelled; };
     pressKey(window, Qt::Key_Escape);
     EXPECT_EQ(cancelled, 1);
-}
-
-TEST_P(OneView, thePanelHasTheKeyboardOnlyWhenAskedTo) {
-    const auto other = named("wizard"); // what the user works with
-    ViewWindow* worked = other->windows().front();
-    ASSERT_TRUE(waitUntil([&] { return worked->isActive(); }));
-
-    DesktopWindowing windowing;
-    const auto model = std::make_shared<ControlBarModel>();
-    QStringList calls;
-    model->onFinish = [&] { calls << u"finish"_qs; };
-    model->onDelete = [&] { calls << u"delete"_qs; };
-    RecordingControlPanel panel(*model, windowing);
-    panel.show();
-    ASSERT_TRUE(waitUntil([&] { return panel.window()->isExposed(); }));
-    panel.moreMenu().toggle();
-    ASSERT_TRUE(waitUntil([&] { return panel.menuWindow()->isExposed(); }));
-    panel.moreMenu().close();
-    EXPECT_TRUE(worked->isActive());
-
-    panel.takeFocus();
-    ASSERT_TRUE(waitUntil([&] { return panel.window()->isActive(); }));
-    pressKey(panel.window(), Qt::Key_Return);
-    pressKey(panel.window(), Qt::Key_Backtab); // to More
-    pressKey(panel.window(), Qt::Key_Up);
-    EXPECT_TRUE(panel.moreMenu().isOpen());
-    pressKey(panel.window(), Qt::Key_Return);
-    EXPECT_EQ(calls, (QStringList{u"finish"_qs, u"delete"_qs}));
-
-    worked->requestActivate();
-    ASSERT_TRUE(waitUntil([&] { return worked->isActive(); }));
-    EXPECT_TRUE(panel.window()->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
-    panel.close();
 }
 
 INSTANTIATE_TEST_SUITE_P(OrdinaryText, OneView, testing::Values(10));

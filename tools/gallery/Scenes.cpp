@@ -59,7 +59,8 @@ public:
 
     std::vector<ViewWindow*> windows() const override { return {controller.window()}; }
     bool isReady() const override {
-        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays;
+        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays &&
+               model()->property("noDisplays").toBool() == (expectedDisplays == 0);
     }
     void arrange() override {
         for (const QQuickItem* item : controller.window()->rootObject()->findChildren<QQuickItem*>()) {
