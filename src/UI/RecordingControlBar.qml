@@ -39,7 +39,7 @@ FocusScope {
 
             anchors.centerIn: parent
             spacing: 12
-            enabled: !bar.model.isFinishing
+            enabled: !bar.model.isFinishing && !bar.model.isDeleting
             opacity: enabled ? 1 : 0.6
 
             RecordingDot {

@@ -109,7 +109,6 @@ QCoro::Task<> SetupModel::loadDisplays() {
                                   "wizard, then Quit & Relaunch Tavro. (No synthetic display offered — it "
                                   "can't match a real display.)"));
     captureList = std::move(list);
-    displaysListed = true;
     emit captureOptionsChanged();
 }
 

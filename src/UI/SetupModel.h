@@ -112,7 +112,7 @@ private:
     QString projectIdText() const { return projectId.value_or(QString()); }
     QString scenarioIdText() const { return scenarioId.value_or(QString()); }
     QString captureIdText() const { return captureId.value_or(QString()); }
-    bool noDisplays() const { return displaysListed && captureList.empty(); }
+    bool noDisplays() const { return captureList.empty(); }
     bool canAdd() const { return !adding && !newName.isEmpty(); }
     /// Not while the scenarios shown are those of another project than the one shown.
     bool canStart() const { return scenarioId && captureId && listedProjectId == projectId; }
@@ -127,7 +127,6 @@ private:
     std::optional<QString> listedProjectId; ///< whose scenarios are in the list
     std::optional<QString> scenarioId;
     std::optional<QString> captureId;
-    bool displaysListed = false;
     QString appUrlText;
     bool microphone = true;
     QString newName;

@@ -59,8 +59,7 @@ public:
 
     std::vector<ViewWindow*> windows() const override { return {controller.window()}; }
     bool isReady() const override {
-        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays &&
-               model()->property("noDisplays").toBool() == (expectedDisplays == 0);
+        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays;
     }
     void arrange() override {
         for (const QQuickItem* item : controller.window()->rootObject()->findChildren<QQuickItem*>()) {
