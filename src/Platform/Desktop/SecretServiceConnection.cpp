@@ -171,7 +171,7 @@ public:
     // Made when there is none yet, with a password that the user chooses.
     QDBusObjectPath defaultCollection() {
         const QString alias = QStringLiteral("default");
-        const auto known = argument<QDBusObjectPath>(askService(QStringLiteral("ReadAlias"), {alias}), 0);
+        auto known = argument<QDBusObjectPath>(askService(QStringLiteral("ReadAlias"), {alias}), 0);
         if (!isNone(known))
             return known;
         const QVariantMap properties{
@@ -232,7 +232,7 @@ private:
 
     // The new object that an answer names, now or after a question.
     QDBusObjectPath made(const QDBusMessage& reply) {
-        const auto object = argument<QDBusObjectPath>(reply, 0);
+        auto object = argument<QDBusObjectPath>(reply, 0);
         if (!isNone(object))
             return object;
         const auto outcome = ifAnswered(argument<QDBusObjectPath>(reply, 1));
