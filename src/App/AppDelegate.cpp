@@ -129,7 +129,7 @@ void AppDelegate::buildBackend() {
 /// A keyring that was locked, or slow, has it only when the user has given the password.
 void AppDelegate::lookForTheTokenAgain() {
     wizard->refreshAccount();
-    if (localBackend && !config.devMode() && keychain.get(apiTokenAccount))
+    if (localBackend && !config.devMode())
         buildBackend();
 }
 
