@@ -1,11 +1,11 @@
 // The control bar among a window manager, other windows, a pointer and screens.
+#include "KeyPress.h"
 #include "Platform/Windowing/DesktopWindowing.h"
 #include "UI/ControlBarModel.h"
 #include "UI/RecordingControlPanel.h"
 #include "support/TestSupport.h"
 
 #include <QGuiApplication>
-#include <QKeyEvent>
 #include <QProcess>
 #include <QQuickItem>
 #include <QRegularExpression>
@@ -22,13 +22,6 @@ QByteArray run(const QString& program, const QStringList& arguments) {
     process.start(program, arguments);
     EXPECT_TRUE(process.waitForFinished() && process.exitCode() == 0) << program.toStdString();
     return process.readAllStandardOutput();
-}
-
-void pressKey(QWindow* window, Qt::Key key) {
-    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        QKeyEvent event(type, key, Qt::NoModifier);
-        QGuiApplication::sendEvent(window, &event);
-    }
 }
 
 struct PanelOnScreenTest : testing::Test {

@@ -1,5 +1,6 @@
 // Every window of the program, in every state: nothing to complain about for QML, for the eye, or for a
 // screen reader.
+#include "KeyPress.h"
 #include "UI/SetupModel.h"
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
@@ -7,7 +8,6 @@
 
 #include <QAccessible>
 #include <QGuiApplication>
-#include <QKeyEvent>
 #include <QQuickItem>
 
 #include <set>
@@ -179,17 +179,6 @@ TEST_P(OneView, aScreenReaderPressesAndChooses) {
     press("Narrate with microphone", QAccessibleActionInterface::toggleAction());
     EXPECT_FALSE(model->property("includeMic").toBool());
 }
-
-namespace {
-
-void pressKey(QWindow* window, Qt::Key key) {
-    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
-    QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
-    QGuiApplication::sendEvent(window, &press);
-    QGuiApplication::sendEvent(window, &release);
-}
-
-} // namespace
 
 TEST_P(OneView, returnStartsWhereverTheFocusIsAndEscapeCancels) {
     const auto scene = named("setup");
