@@ -1,5 +1,6 @@
 #include "Audio/MixedAudioWriter.h"
 
+#include "Core/Files.h"
 #include "Core/Promise.h"
 
 #include <system_error>
@@ -17,8 +18,7 @@ MixedAudioWriter::MixedAudioWriter(AssetWriterFactory& factory_)
     , queue(QStringLiteral("com.quembridge.tavro.audiowriter")) {}
 
 void MixedAudioWriter::start(const std::filesystem::path& url) {
-    std::error_code ignored;
-    std::filesystem::remove(url, ignored);
+    Files::remove(url);
     auto writer = factory.makeAssetWriter(url, FileType::appleM4A);
     auto input = writer->addAudioInput(encoderSettings);
     writer->startWriting();

@@ -2,6 +2,7 @@
 
 #include "Core/Actor.h"
 #include "Core/Errors.h"
+#include "Core/Files.h"
 
 #include <algorithm>
 #include <system_error>
@@ -34,8 +35,7 @@ std::unique_ptr<MediaComposition> compose(
 void muxNow(MediaLibrary& library, const std::filesystem::path& video, const std::filesystem::path& audio,
     const std::filesystem::path& out) {
     const auto composition = compose(library, video, audio);
-    std::error_code ignored;
-    std::filesystem::remove(out, ignored);
+    Files::remove(out);
     const auto session = library.makeExportSession(*composition);
     if (!session)
         throw muxError(VideoAudioMuxer::noExportSession);

@@ -1,6 +1,7 @@
 #include "Backend/MockBackend.h"
 
 #include "Backend/ModelsJson.h"
+#include "Core/Files.h"
 #include "Core/Paths.h"
 
 #include <QFile>
@@ -119,8 +120,7 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
         Session& session = existing(sessionId);
         session.status = SessionStatus::uploading;
         const auto video = sessionFolder(sessionId) / videoName;
-        std::error_code ignored;
-        std::filesystem::remove(video, ignored);
+        Files::remove(video);
         std::filesystem::copy_file(file, video);
         session.videoKey = QLatin1String(videoName);
         session.status = SessionStatus::uploaded;

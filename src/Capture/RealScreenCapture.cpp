@@ -1,5 +1,7 @@
 #include "Capture/RealScreenCapture.h"
 
+#include "Core/Files.h"
+
 #include <system_error>
 #include <utility>
 
@@ -10,11 +12,6 @@ using namespace std::chrono_literals;
 
 constexpr SystemVersion firstWithSystemAudio{14, 2};
 constexpr auto levelInterval = 50ms;
-
-void removeFile(const std::filesystem::path& file) {
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
-}
 
 } // namespace
 
@@ -144,7 +141,7 @@ QCoro::Task<> RealScreenCapture::discard() {
     auto finished = audioWriter->finish();
     co_await finished;
     if (audioFileURL)
-        removeFile(*std::exchange(audioFileURL, std::nullopt));
+        Files::remove(*std::exchange(audioFileURL, std::nullopt));
     removeAbandoned();
     auto discarded = recorder.discard();
     co_await discarded;
@@ -165,7 +162,7 @@ void RealScreenCapture::stopAudioPipeline() {
 void RealScreenCapture::removeAbandoned() {
     const auto abandoned = std::exchange(abandonedAudio, std::nullopt);
     if (abandoned && abandoned != audioFileURL)
-        removeFile(*abandoned);
+        Files::remove(*abandoned);
 }
 
 } // namespace tavro

@@ -2,6 +2,7 @@
 
 #include "Capture/CaptureTarget.h"
 #include "Core/Errors.h"
+#include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
 
@@ -52,11 +53,6 @@ bool holdsAnything(const std::filesystem::path& file) {
     return !missing && size > 0;
 }
 
-void removeFile(const std::filesystem::path& file) {
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
-}
-
 } // namespace
 
 ScreenRecorder::ScreenRecorder(
@@ -81,7 +77,7 @@ QCoro::Task<> ScreenRecorder::start(
     outputFile = outputURL;
     currentFrame.reset();
     began.reset();
-    removeFile(outputURL);
+    Files::remove(outputURL);
 
     auto created = screen.makeStream(*filter, streamConfiguration);
     created->addStreamOutput([this](const VideoFramePtr& frame) { receive(frame); });
@@ -176,7 +172,7 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
     currentFrame.reset();
     const std::filesystem::path file = *std::exchange(outputFile, std::nullopt);
     if (!hasPictures) {
-        removeFile(file);
+        Files::remove(file);
         throw recorderError(3, QStringLiteral("No picture was recorded"));
     }
     co_return file;
@@ -225,7 +221,7 @@ QCoro::Task<> ScreenRecorder::discard() {
     recordingOutput.reset();
     currentFrame.reset();
     if (outputFile)
-        removeFile(*std::exchange(outputFile, std::nullopt));
+        Files::remove(*std::exchange(outputFile, std::nullopt));
 }
 
 } // namespace tavro

@@ -1,5 +1,6 @@
 #include "Session/RecordingsFolder.h"
 
+#include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
 
@@ -22,11 +23,6 @@ constexpr auto rewriteSuffix = ".finishing"; // of a file that is about to repla
 
 // An instance that makes way for this one may still be at work: what it writes changes all the time.
 constexpr std::chrono::minutes longestStandstill{1};
-
-void removeQuietly(const fs::path& path) {
-    std::error_code ignored;
-    fs::remove(path, ignored);
-}
 
 bool isFile(const fs::path& path) {
     std::error_code ignored;
@@ -100,9 +96,9 @@ void RecordingsFolder::removeUploaded() const {
             continue;
         const std::string stem = (folder / mark.stem()).string();
         if (isFile(stem + muxedSuffix)) // else the sound is not in what was uploaded
-            removeQuietly(stem + soundSuffix);
+            Files::remove(stem + soundSuffix);
         for (const char* suffix : {videoSuffix, muxedSuffix, markSuffix})
-            removeQuietly(stem + suffix); // the mark last, so that an interrupted removal is taken up again
+            Files::remove(stem + suffix); // the mark last, so that an interrupted removal is taken up again
     }
 }
 
@@ -110,7 +106,7 @@ std::vector<fs::path> RecordingsFolder::tidy() const {
     removeUploaded();
     for (const fs::path& path : filesIn(folder))
         if (path.extension() == rewriteSuffix && isAbandoned(path))
-            removeQuietly(path);
+            Files::remove(path);
     std::vector<fs::path> kept = filesIn(folder);
     for (const fs::path& path : kept)
         Log::info(

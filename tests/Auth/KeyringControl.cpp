@@ -1,8 +1,7 @@
 #include "KeyringControl.h"
 
+#include "support/Programs.h"
 #include "support/TestSupport.h"
-
-#include <QProcess>
 
 #include <csignal>
 
@@ -17,31 +16,21 @@ void desktop(const char* verb) {
     const ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
     const QStringList arguments{
         QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), QStringLiteral("keyring")};
-    EXPECT_TRUE(outputOf(QStringLiteral("/usr/bin/python3"), arguments));
+    outputOf(QStringLiteral("/usr/bin/python3"), arguments);
 }
 
 void callService(const QString& path, const QString& method, const QStringList& arguments = {}) {
-    EXPECT_TRUE(outputOf(u"gdbus"_qs, QStringList{u"call"_qs, u"--session"_qs, u"-d"_qs,
-                                          u"org.freedesktop.secrets"_qs, u"-o"_qs, path, u"-m"_qs, method} +
-                                          arguments));
+    outputOf(u"gdbus"_qs, QStringList{u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs,
+                              u"-o"_qs, path, u"-m"_qs, method} +
+                              arguments);
 }
 
 } // namespace
 
-std::optional<QByteArray> outputOf(
-    const QString& program, const QStringList& arguments, const QByteArray& input) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(60'000) || process.exitCode() != 0)
-        return std::nullopt;
-    return process.readAll();
-}
-
 std::optional<QByteArray> lookedUp() {
-    return outputOf(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
+    const auto lookup =
+        run(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
+    return lookup.exitCode == 0 ? std::optional(lookup.output) : std::nullopt;
 }
 
 void stop() {

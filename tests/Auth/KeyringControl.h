@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QStringList>
 
 #include <optional>
 
@@ -11,10 +10,6 @@ namespace tavro::test::keyring {
 
 inline const QString service = QStringLiteral("com.quembridge.tavro");
 inline const QString account = QStringLiteral("tavro-worker-auth-token");
-
-/// Runs a program to its end and returns what it printed; no value when it failed.
-std::optional<QByteArray> outputOf(
-    const QString& program, const QStringList& arguments, const QByteArray& input = {});
 
 /// The token as another program finds it.
 std::optional<QByteArray> lookedUp();

@@ -2,9 +2,8 @@
 #include "Auth/AuthError.h"
 #include "CallbackClient.h"
 
+#include "support/Programs.h"
 #include "support/TestSupport.h"
-
-#include <QProcess>
 
 #include <algorithm>
 #include <atomic>
@@ -164,11 +163,9 @@ TEST_F(LocalCallbackServerTest, closesThePortAndFinishesWithThoseWhoAreIn) {
 
 TEST_F(LocalCallbackServerTest, listensForThisMachineOnly) {
     start();
-    QProcess ss;
-    ss.start(u"ss"_qs, {u"-ltnH"_qs, u"sport = :%1"_qs.arg(port)});
-    ASSERT_TRUE(ss.waitForFinished());
+    const QByteArray sockets = test::outputOf(u"ss"_qs, {u"-ltnH"_qs, u"sport = :%1"_qs.arg(port)});
     QStringList addresses;
-    for (const QString& line : QString::fromUtf8(ss.readAll()).split(u'\n', Qt::SkipEmptyParts))
+    for (const QString& line : QString::fromUtf8(sockets).split(u'\n', Qt::SkipEmptyParts))
         addresses.append(line.simplified().section(u' ', 3, 3));
     addresses.sort();
     QStringList loopback(u"127.0.0.1:%1"_qs.arg(port));

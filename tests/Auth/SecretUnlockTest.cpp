@@ -1,6 +1,7 @@
 #include "KeyringControl.h"
 #include "Platform/Desktop/SecretServiceStore.h"
 
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <QProcess>
@@ -24,11 +25,10 @@ protected:
         prompter.setProcessChannelMode(QProcess::ForwardedChannels);
         prompter.start(u"/usr/libexec/gcr-prompter"_qs, {u"--no-timeout"_qs});
         ASSERT_TRUE(waitUntil([] {
-            return keyring::outputOf(
+            return test::outputOf(
                 u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.DBus"_qs, u"-o"_qs,
                                  u"/"_qs, u"-m"_qs, u"org.freedesktop.DBus.NameHasOwner"_qs,
                                  u"org.gnome.keyring.SystemPrompter"_qs})
-                .value_or("")
                 .contains("true");
         }));
         ASSERT_TRUE(waitUntil([&] { return store.add(service, account, "kept"); }));
@@ -41,15 +41,15 @@ protected:
     }
 
     bool isAsked() {
-        const auto windows = keyring::outputOf(
+        const auto search = test::run( // which fails when it finds none
             u"xdotool"_qs, {u"search"_qs, u"--onlyvisible"_qs, u"--class"_qs, u"gcr-prompter"_qs});
-        return windows && !windows->isEmpty();
+        return !search.output.isEmpty();
     }
     void answer(const QStringList& keys) {
         ASSERT_TRUE(waitUntil([&] { return isAsked(); }));
         // Keys that come before the dialogue has the focus are lost: again, until it is gone.
         EXPECT_TRUE(waitUntil([&] {
-            keyring::outputOf(u"xdotool"_qs, keys);
+            test::outputOf(u"xdotool"_qs, keys);
             QThread::msleep(300);
             return !isAsked();
         }));

@@ -2,6 +2,7 @@
 #include "Backend/LiveChannel.h"
 
 #include "support/LoopbackService.h"
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <QAbstractSocket>
@@ -36,14 +37,6 @@ QString localhost(const char* scheme, int port, const char* path) {
         .arg(QLatin1String(path));
 }
 
-void run(const QString& program, const QStringList& arguments, const fs::path& folder) {
-    QProcess process;
-    process.setWorkingDirectory(text(folder));
-    process.start(program, arguments);
-    if (!process.waitForFinished() || process.exitCode() != 0)
-        throw std::runtime_error(program.toStdString() + ": " + process.readAllStandardError().toStdString());
-}
-
 /// A certificate for this machine's loopback name, and the authority that issued it.
 struct PrivateAuthority {
     TemporaryFolder folder;
@@ -53,7 +46,7 @@ struct PrivateAuthority {
 
     PrivateAuthority() {
         const auto openssl = [&](const char* line) {
-            run(u"openssl"_qs, QString::fromLatin1(line).split(QLatin1Char(' ')), folder.path());
+            outputOf(u"openssl"_qs, QString::fromLatin1(line).split(QLatin1Char(' ')), folder.path());
         };
         openssl(
             "req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -subj /CN=Tavro-Test-CA");

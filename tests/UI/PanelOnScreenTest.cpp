@@ -3,10 +3,10 @@
 #include "Platform/Windowing/DesktopWindowing.h"
 #include "UI/ControlBarModel.h"
 #include "UI/RecordingControlPanel.h"
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <QGuiApplication>
-#include <QProcess>
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QScreen>
@@ -15,14 +15,6 @@ using namespace tavro;
 using namespace tavro::test;
 
 namespace {
-
-QByteArray run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments);
-    EXPECT_TRUE(process.waitForFinished() && process.exitCode() == 0) << program.toStdString();
-    return process.readAllStandardOutput();
-}
 
 struct PanelOnScreenTest : testing::Test {
     DesktopWindowing windowing;
@@ -38,12 +30,12 @@ struct PanelOnScreenTest : testing::Test {
     /// Where the X server has it.
     QPoint position() const {
         static const QRegularExpression line(u"Absolute upper-left [XY]: +(-?[0-9]+)"_qs);
-        auto matches = line.globalMatch(run(u"xwininfo"_qs, {u"-id"_qs, id()}));
+        auto matches = line.globalMatch(outputOf(u"xwininfo"_qs, {u"-id"_qs, id()}));
         const int x = matches.next().captured(1).toInt();
         return {x, matches.next().captured(1).toInt()};
     }
     QByteArray windowType() const {
-        return run(u"xprop"_qs, {u"-id"_qs, id(), u"-notype"_qs, u"_NET_WM_WINDOW_TYPE"_qs});
+        return outputOf(u"xprop"_qs, {u"-id"_qs, id(), u"-notype"_qs, u"_NET_WM_WINDOW_TYPE"_qs});
     }
     bool comesTo(const QPoint& expected) const {
         return waitUntil([&] { return position() == expected; });
@@ -62,7 +54,7 @@ struct PanelOnScreenTest : testing::Test {
         moveTo(from + by / 2);
         moveTo(from + by);
         arguments << u"mouseup"_qs << u"1"_qs;
-        run(u"xdotool"_qs, arguments);
+        outputOf(u"xdotool"_qs, arguments);
     }
 };
 
@@ -110,7 +102,7 @@ TEST_F(PanelOnScreenTest, isDraggedByItsBackground) {
 
 TEST_F(PanelOnScreenTest, returnsToItsPlaceOnlyWhenItIsOutOfSight) {
     const auto monitors = [](const QStringList& change, qsizetype count) {
-        run(u"xrandr"_qs, change);
+        outputOf(u"xrandr"_qs, change);
         EXPECT_TRUE(waitUntil([&] { return QGuiApplication::screens().size() == count; }));
     };
     const QPoint homeOnTheLeft = position() - QPoint(480, 0);

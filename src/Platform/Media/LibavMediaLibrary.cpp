@@ -1,5 +1,6 @@
 #include "Platform/Media/LibavMediaLibrary.h"
 
+#include "Core/Files.h"
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/Media.h"
 #include "Platform/Media/TrackCopy.h"
@@ -72,8 +73,7 @@ ExportSession::Status LibavExportSession::exportTo(const std::filesystem::path& 
         return Status::completed;
     } catch (...) {
         failure = std::current_exception();
-        std::error_code ignored; // what has no index does not play
-        std::filesystem::remove(file, ignored);
+        Files::remove(file); // what has no index does not play
         return Status::failed;
     }
 }

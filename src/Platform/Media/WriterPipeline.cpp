@@ -1,5 +1,6 @@
 #include "Platform/Media/WriterPipeline.h"
 
+#include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
 #include "Platform/Media/LibavError.h"
@@ -30,8 +31,7 @@ void rewrite(const std::filesystem::path& path, FileType type, std::chrono::micr
         copyTracks(std::move(tracks), temporary, type);
         std::filesystem::rename(temporary, path);
     } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
+        Files::remove(temporary);
         throw;
     }
 }

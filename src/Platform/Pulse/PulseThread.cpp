@@ -2,27 +2,23 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <cstdint>
 #include <new>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace tavro::pulse {
 
 namespace {
 
-void drain(pa_mainloop_api*, pa_io_event*, int descriptor, pa_io_event_flags_t, void*) {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto taken = ::read(descriptor, &count, sizeof count);
+void awake(pa_mainloop_api*, pa_io_event*, int, pa_io_event_flags_t, void* waker) {
+    static_cast<Waker*>(waker)->clear();
 }
 
 } // namespace
 
-PulseThread::PulseThread() : loop(pa_mainloop_new()), wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!loop || wakeUp < 0)
+PulseThread::PulseThread() : loop(pa_mainloop_new()) {
+    if (!loop)
         throw std::bad_alloc();
-    api()->io_new(api(), wakeUp, PA_IO_EVENT_INPUT, drain, nullptr); // freed with the loop
+    api()->io_new(api(), waker.descriptor(), PA_IO_EVENT_INPUT, awake, &waker); // freed with the loop
     thread = std::thread([this] { run(); });
 }
 
@@ -31,15 +27,8 @@ PulseThread::~PulseThread() {
         const std::lock_guard lock(mutex);
         stopping = true;
     }
-    wake();
+    waker.wake();
     thread.join();
-    loop.reset();
-    ::close(wakeUp);
-}
-
-void PulseThread::wake() {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(wakeUp, &one, sizeof one);
 }
 
 void PulseThread::post(Work work) {
@@ -47,7 +36,7 @@ void PulseThread::post(Work work) {
         const std::lock_guard lock(mutex);
         posted.push_back(std::move(work));
     }
-    wake();
+    waker.wake();
 }
 
 void PulseThread::sync(const Work& work) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/Waker.h"
 #include "PulseHandles.h"
 
 #include <chrono>
@@ -37,11 +38,8 @@ private:
     void runDue();
     int timeout() const; ///< microseconds until the next delayed work, -1 for none
 
-    void wake();
-
+    Waker waker; // the loop's own way of waking forgets a call that comes while it prepares to wait
     MainLoop loop;
-    const int wakeUp; // counts what was posted; the loop's own way of waking forgets a call that comes while
-                      // it prepares to wait
     std::multimap<Clock::time_point, Work> delayed; // of the thread
     std::mutex mutex;
     std::vector<Work> posted;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Core/Promise.h"
+#include "Core/Waker.h"
 #include "Platform/Screen/FrameChannel.h"
-#include "Platform/Screen/Waker.h"
 #include "Platform/ScreenCapture.h"
 
 #include <QByteArray>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Core/Waker.h"
 #include "Platform/Screen/FrameChannel.h"
-#include "Platform/Screen/Waker.h"
 #include "Platform/Screen/WriterRecordingOutput.h"
 #include "Platform/ScreenCapture.h"
 

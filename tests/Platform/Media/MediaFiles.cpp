@@ -1,16 +1,15 @@
 #include "MediaFiles.h"
 
+#include "support/Programs.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <numeric>
-#include <sstream>
 #include <stdexcept>
 
 namespace tavro::test {
@@ -19,31 +18,18 @@ namespace {
 
 using std::chrono::microseconds;
 
-// Runs a command that reads `file`; its standard output. Throws when it complains. Through the shell:
-// ThreadSanitizer does not bear a fork of this process.
-QByteArray outputOf(const QString& command, const std::filesystem::path& file) {
-    const auto complaints = std::filesystem::path(file).concat(".complaints");
-    const auto redirected = QStringLiteral("%1 2>'%2'").arg(command, QString::fromStdString(complaints));
-    FILE* pipe = ::popen(redirected.toUtf8().constData(), "r");
-    if (!pipe)
-        throw std::runtime_error("no shell");
-    QByteArray output;
-    std::array<char, 65'536> part{};
-    while (const auto count = std::fread(part.data(), 1, part.size(), pipe))
-        output.append(part.data(), static_cast<qsizetype>(count));
-    const int status = ::pclose(pipe);
-    std::ostringstream said;
-    said << std::ifstream(complaints).rdbuf();
-    std::filesystem::remove(complaints);
-    if (status != 0 || !said.str().empty())
-        throw std::runtime_error(command.toStdString() + ": " + said.str());
-    return output;
+// What a program that reads media files makes of one. Throws when it complains.
+QByteArray readBy(const QString& program, const QString& options, const std::filesystem::path& file,
+    const QStringList& more = {}) {
+    const Ended ended = run(program, options.split(u' ') + QStringList{QString::fromStdString(file)} + more);
+    if (ended.exitCode != 0 || !ended.complaints.isEmpty())
+        throw std::runtime_error(program.toStdString() + ": " + ended.complaints.toStdString());
+    return ended.output;
 }
 
 Track readTrack(const std::filesystem::path& file, const QString& stream) {
-    const auto answer = QJsonDocument::fromJson(outputOf(
-        QStringLiteral("ffprobe -v error -select_streams %1 -show_streams -show_packets -of json '%2'")
-            .arg(stream, QString::fromStdString(file)),
+    const auto answer = QJsonDocument::fromJson(readBy(QStringLiteral("ffprobe"),
+        QStringLiteral("-v error -select_streams %1 -show_streams -show_packets -of json").arg(stream),
         file));
     const QJsonObject described = answer[u"streams"][0].toObject();
     const auto text = [&](const char* key) { return described[QLatin1String(key)].toString(); };
@@ -137,9 +123,9 @@ std::vector<Picture> decodePictures(const std::filesystem::path& file) {
 }
 
 QByteArray ffmpeg(const std::filesystem::path& file, const QStringList& arguments) {
-    return outputOf(QStringLiteral("ffmpeg -nostdin -v error -xerror -err_detect explode -i '%1' %2 -")
-                        .arg(QString::fromStdString(file), arguments.join(u' ')),
-        file);
+    return readBy(QStringLiteral("ffmpeg"),
+        QStringLiteral("-nostdin -v error -xerror -err_detect explode -i"), file,
+        arguments + QStringList{QStringLiteral("-")});
 }
 
 std::vector<std::int16_t> decodeSound(const std::filesystem::path& file) {

@@ -2,11 +2,11 @@
 
 #include "Core/SerialQueue.h"
 #include "SoundSignals.h"
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <cmath>
 #include <csignal>
-#include <cstdio>
 #include <mutex>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -21,20 +21,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr double rate = 48'000;
 
-// By the C library, not by QProcess: its child shares our memory for a moment, and the thread sanitizer,
-// which is told to overlook what happens inside Qt, would overlook all that this thread does afterwards.
-QString run(const QString& program, const QStringList& arguments) {
-    const QByteArray command = (program + u' ' + arguments.join(u' ')).toUtf8();
-    FILE* const pipe = popen(command.constData(), "r");
-    QByteArray output;
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
-        output.append(static_cast<char>(c));
-    EXPECT_EQ(pclose(pipe), 0) << command.constData();
-    return QString::fromUtf8(output).trimmed();
-}
-
 QString pactl(const QStringList& arguments) {
-    return run(QStringLiteral("pactl"), arguments);
+    return QString::fromUtf8(test::outputOf(QStringLiteral("pactl"), arguments)).trimmed();
 }
 
 // PipeWire's session manager decides about this by itself, and may come to it later.
@@ -55,7 +43,7 @@ const QString& soundService() {
 }
 
 void service(const char* action) {
-    run(QStringLiteral("/usr/bin/python3"),
+    test::outputOf(QStringLiteral("/usr/bin/python3"),
         {QStringLiteral(TAVRO_DESKTOP_TOOL), QString::fromLatin1(action), soundService()});
 }
 
@@ -200,10 +188,11 @@ const std::vector<float>& tone() {
 std::vector<float> voice() {
     const test::TemporaryFolder folder;
     const auto wav = QString::fromStdString((folder.path() / "voice.wav").string());
-    run(QStringLiteral("espeak-ng"),
-        {QStringLiteral("-w"), wav, QStringLiteral("'The quick brown fox jumps over the lazy dog'")});
+    test::outputOf(QStringLiteral("espeak-ng"),
+        {QStringLiteral("-w"), wav, QStringLiteral("The quick brown fox jumps over the lazy dog")});
     const auto raw = QString::fromStdString((folder.path() / "voice.raw").string());
-    run(QStringLiteral("sox"), {wav, QStringLiteral("-t"), QStringLiteral("f32"), QStringLiteral("-r"),
+    test::outputOf(
+        QStringLiteral("sox"), {wav, QStringLiteral("-t"), QStringLiteral("f32"), QStringLiteral("-r"),
                                    QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), raw});
     const QByteArray bytes = test::readFile(folder.path() / "voice.raw");
     std::vector<float> samples(static_cast<std::size_t>(bytes.size()) / sizeof(float));

@@ -1,4 +1,4 @@
-#include "Platform/Screen/Waker.h"
+#include "Core/Waker.h"
 
 #include <cerrno>
 #include <cstdint>

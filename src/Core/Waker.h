@@ -4,7 +4,7 @@
 
 namespace tavro {
 
-/// Wakes a thread that waits for descriptors with `poll`.
+/// Wakes a thread that waits for descriptors. Throws std::system_error when it gets none.
 class Waker {
 public:
     Waker();
