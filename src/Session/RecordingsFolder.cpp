@@ -19,7 +19,7 @@ constexpr auto videoSuffix = ".mp4";
 constexpr auto soundSuffix = ".m4a";
 constexpr auto muxedSuffix = "-muxed.mp4";
 constexpr auto markSuffix = ".uploaded";
-constexpr auto rewriteSuffix = ".finishing"; // of a file that is about to replace a fragmented one
+constexpr auto rewriteSuffix = ".finishing"; // of a file that is not whole yet
 
 // An instance that makes way for this one may still be at work: what it writes changes all the time.
 constexpr std::chrono::minutes longestStandstill{1};

@@ -1,6 +1,5 @@
 #include "Platform/Media/LibavMediaLibrary.h"
 
-#include "Core/Files.h"
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/Media.h"
 #include "Platform/Media/TrackCopy.h"
@@ -73,7 +72,6 @@ ExportSession::Status LibavExportSession::exportTo(const std::filesystem::path& 
         return Status::completed;
     } catch (...) {
         failure = std::current_exception();
-        Files::remove(file); // what has no index does not play
         return Status::failed;
     }
 }

@@ -1,5 +1,6 @@
 #include "Platform/Media/TrackCopy.h"
 
+#include "Core/Files.h"
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/Muxing.h"
 
@@ -29,9 +30,7 @@ Track* earliest(std::vector<Track>& tracks) {
     return first;
 }
 
-} // namespace
-
-void copyTracks(
+void write(
     std::vector<std::unique_ptr<TrackReader>> readers, const std::filesystem::path& path, FileType type) {
     OutputFile file(path);
     const auto muxer = libav::makeMuxer(file, type);
@@ -50,6 +49,20 @@ void copyTracks(
     }
     libav::check(av_write_trailer(muxer.get()));
     file.sync();
+}
+
+} // namespace
+
+void copyTracks(
+    std::vector<std::unique_ptr<TrackReader>> tracks, const std::filesystem::path& file, FileType type) {
+    const auto unfinished = std::filesystem::path(file).concat(".finishing");
+    try {
+        write(std::move(tracks), unfinished, type);
+        std::filesystem::rename(unfinished, file);
+    } catch (...) {
+        Files::remove(unfinished);
+        throw;
+    }
 }
 
 } // namespace tavro

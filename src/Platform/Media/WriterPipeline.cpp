@@ -1,6 +1,5 @@
 #include "Platform/Media/WriterPipeline.h"
 
-#include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
 #include "Platform/Media/LibavError.h"
@@ -20,20 +19,12 @@ constexpr auto longestWait = 300ms;
 // … as a picture that stands as long as a still screen's do.
 constexpr std::chrono::microseconds standingDuration = 1s;
 
-// Beside the file, then in its place: whoever looks sees either the fragments or the whole.
+// From fragments to one whole.
 void rewrite(const std::filesystem::path& path, FileType type, std::chrono::microseconds length) {
-    std::filesystem::path temporary = path;
-    temporary += ".finishing";
-    try {
-        const auto media = type == FileType::mpeg4 ? MediaType::video : MediaType::audio;
-        std::vector<std::unique_ptr<TrackReader>> tracks;
-        tracks.push_back(std::make_unique<TrackReader>(path, media, length));
-        copyTracks(std::move(tracks), temporary, type);
-        std::filesystem::rename(temporary, path);
-    } catch (...) {
-        Files::remove(temporary);
-        throw;
-    }
+    const auto media = type == FileType::mpeg4 ? MediaType::video : MediaType::audio;
+    std::vector<std::unique_ptr<TrackReader>> tracks;
+    tracks.push_back(std::make_unique<TrackReader>(path, media, length));
+    copyTracks(std::move(tracks), path, type);
 }
 
 } // namespace

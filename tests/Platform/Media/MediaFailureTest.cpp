@@ -98,12 +98,15 @@ TEST_F(MediaFailureTest, AnExportOntoAFullDiskTellsWhy) {
     const auto composition = library->makeComposition();
     composition->insertTrack(MediaType::video, asset, asset->duration());
     const auto session = library->makeExportSession(*composition);
+    const auto out = folder.path() / "out.mp4";
+    writeFile(out, "before");
     const FileSizeLimit limit(100'000);
-    EXPECT_EQ(session->exportTo(folder.path() / "out.mp4"), ExportSession::Status::failed);
+    EXPECT_EQ(session->exportTo(out), ExportSession::Status::failed);
     ASSERT_TRUE(session->error());
     EXPECT_TRUE(describe(session->error()).localizedDescription.contains(QStringLiteral("File too large")))
         << describe(session->error()).localizedDescription.toStdString();
-    EXPECT_FALSE(std::filesystem::exists(folder.path() / "out.mp4")) << "it would not play";
+    EXPECT_EQ(readFile(out), "before") << "part of a film does not play";
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "out.mp4.finishing"));
 }
 
 // There under the sanitizers, which hold on to freed memory for a while: what is resident says nothing then.
