@@ -40,23 +40,28 @@ protected:
         prompter.waitForFinished();
     }
 
-    bool isAsked() {
+    /// The window of the question that is being asked; empty when there is none.
+    QString question() {
         const auto search = test::run( // which fails when it finds none
             u"xdotool"_qs, {u"search"_qs, u"--onlyvisible"_qs, u"--class"_qs, u"gcr-prompter"_qs});
-        return !search.output.isEmpty();
+        return QString::fromUtf8(search.output).section(u'\n', 0, 0);
     }
+    bool isAsked() { return !question().isEmpty(); }
     void answer(const QStringList& keys) {
-        ASSERT_TRUE(waitUntil([&] { return isAsked(); }));
-        // Keys that come before the dialogue has the focus are lost: again, until it is gone.
+        QString asked;
+        ASSERT_TRUE(waitUntil([&] { return !(asked = question()).isEmpty(); }));
+        // Keys that come before the dialogue has the focus are lost: again, until it is gone. But not soon,
+        // for they would answer the next.
+        const auto isGone = [&] { return question() != asked; };
         EXPECT_TRUE(waitUntil([&] {
-            test::outputOf(u"xdotool"_qs, keys);
-            QThread::msleep(300);
-            return !isAsked();
+            test::run(
+                u"xdotool"_qs, QStringList{u"windowactivate"_qs, u"--sync"_qs, asked, u"key"_qs} + keys);
+            return waitUntil(isGone, std::chrono::seconds(5));
         }));
     }
-    void givePassword() { answer(u"key ctrl+a p a s s w o r d Return"_qs.split(u' ')); }
-    void choosePassword() { answer(u"key ctrl+a p a s s Tab p a s s Return"_qs.split(u' ')); }
-    void refuse() { answer({u"key"_qs, u"Escape"_qs}); }
+    void givePassword() { answer(u"ctrl+a p a s s w o r d Return"_qs.split(u' ')); }
+    void choosePassword() { answer(u"ctrl+a p a s s Tab p a s s Return"_qs.split(u' ')); }
+    void refuse() { answer({u"Escape"_qs}); }
 
     const test::TemporaryFolder folder;
     SecretServiceStore store{folder.path() / "secrets.json"};
@@ -92,6 +97,36 @@ TEST_F(SecretUnlock, isNotAskedForAgainByReadsButByAChange) {
     EXPECT_FALSE(store.add(service, account, "new"));
     givePassword();
     EXPECT_TRUE(waitUntil([&] { return store.read(service, account) == "new"; }));
+}
+
+TEST_F(SecretUnlock, refusedToAReadIsAskedForAgainByTheChangeThatWaited) {
+    EXPECT_EQ(store.read(service, account), std::nullopt);
+    EXPECT_FALSE(store.add(service, account, "new"));
+    refuse();
+    givePassword();
+    EXPECT_TRUE(waitUntil([] { return keyring::lookedUp() == "new"; }));
+}
+
+TEST_F(SecretUnlock, refusedToAChangeIsRefusedToAllThatWaited) {
+    const test::LogLines log;
+    EXPECT_FALSE(store.remove(service, account));
+    EXPECT_FALSE(store.add(service, account, "new"));
+    refuse();
+    EXPECT_TRUE(waitUntil([&] {
+        return log.contains(u"[ERROR] secrets: %1 was not stored, the keyring stayed locked"_qs.arg(account));
+    }));
+    EXPECT_FALSE(isAsked());
+    EXPECT_FALSE(store.add(service, account, "newer"));
+    givePassword();
+}
+
+TEST_F(SecretUnlock, tellsOfNoTokenThatAChangeIsAboutToReplace) {
+    EXPECT_EQ(store.read(service, account), std::nullopt);
+    EXPECT_FALSE(store.add(service, account, "new"));
+    givePassword();
+    EXPECT_TRUE(waitUntil([&] { return late > 0; }));
+    EXPECT_EQ(store.read(service, account), "new");
+    EXPECT_EQ(late, 1);
 }
 
 TEST_F(SecretUnlock, endsWithTheServiceThatAsked) {

@@ -1,5 +1,6 @@
 #include "Platform/Desktop/SecretServiceStore.h"
 
+#include "Core/Log.h"
 #include "Core/Paths.h"
 #include "Platform/Desktop/FileSecretStore.h"
 #include "Platform/Desktop/SecretServiceConnection.h"
@@ -107,6 +108,8 @@ private:
         Clock::time_point until;
     };
 
+    static bool isChange(Kind kind) { return kind == Kind::add || kind == Kind::remove; }
+
     RequestPtr submit(Kind kind, const SecretKey& key, const QByteArray& value, int waiting) {
         RequestPtr request;
         {
@@ -126,12 +129,11 @@ private:
     // A read that comes while one of the same secret is under way shares its outcome, unless a change is due
     // between the two. A change takes the place of older requests that nobody waits for any more.
     RequestPtr admit(Kind kind, const SecretKey& key, const QByteArray& value) {
-        const bool takesThePlace = kind == Kind::add || kind == Kind::remove;
-        if (takesThePlace)
+        if (isChange(kind))
             late.reset();
-        if (RequestPtr latest = latestOf(key); latest && latest->kind == kind && !takesThePlace)
+        if (RequestPtr latest = latestOf(key); latest && latest->kind == kind && !isChange(kind))
             return latest;
-        if (takesThePlace)
+        if (isChange(kind))
             std::erase_if(queue, [&](const RequestPtr& older) {
                 return older->waiting == 0 && older->kind != Kind::prepare && older->key == key;
             });
@@ -168,14 +170,19 @@ private:
         request.succeeded = outcome.succeeded;
         request.found = outcome.found;
         request.settled = true;
-        // The refusal is the answer to all that waited for it.
+        // A refusal is the answer to all that waited for it; but one that was given to a read is none to a
+        // change.
         if (lockedOut)
             for (const RequestPtr& next : queue)
-                next->mayAsk = false;
+                next->mayAsk = next->mayAsk && isChange(next->kind) && !isChange(request.kind);
         running.reset();
         settled.notify_all();
+        if (request.kind == Kind::add && !outcome.succeeded)
+            Log::error(QStringLiteral("secrets: %1 was not stored").arg(request.key.account) +
+                       (lockedOut ? QStringLiteral(", the keyring stayed locked") : QString()));
         const bool isNews = request.kind == Kind::read || request.kind == Kind::add;
-        if (request.waiting > 0 || !isNews || !outcome.succeeded)
+        const bool isOutdated = latestOf(request.key) != nullptr; // by a change that waits
+        if (request.waiting > 0 || !isNews || !outcome.succeeded || isOutdated)
             return;
         if (outcome.found)
             late = LateValue{request.key, *outcome.found, Clock::now() + lateValueLasts};
