@@ -59,12 +59,13 @@ void ControlBarModel::setFinishing(bool value) {
         return;
     finishing = value;
     emit isFinishingChanged();
+    emit isEndingChanged();
 }
 
 void ControlBarModel::setDeleting() {
     if (std::exchange(deleting, true))
         return;
-    emit isDeletingChanged();
+    emit isEndingChanged();
 }
 
 void ControlBarModel::setUploadProgress(double fraction) {
@@ -92,7 +93,7 @@ void ControlBarModel::remove() {
 }
 
 void ControlBarModel::call(const Callback& callback) {
-    if (finishing || deleting || !callback)
+    if (isEnding() || !callback)
         return;
     const Callback copy = callback; // the callee may replace it
     copy();

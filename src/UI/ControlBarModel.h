@@ -21,7 +21,7 @@ class ControlBarModel : public QObject, public std::enable_shared_from_this<Cont
     Q_PROPERTY(float shownLevel READ shownLevel NOTIFY shownLevelChanged)
     Q_PROPERTY(bool isPaused READ isPaused NOTIFY isPausedChanged)
     Q_PROPERTY(bool isFinishing READ isFinishing NOTIFY isFinishingChanged)
-    Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
+    Q_PROPERTY(bool isEnding READ isEnding NOTIFY isEndingChanged)
     Q_PROPERTY(double uploadProgress READ uploadProgress NOTIFY uploadProgressChanged)
 
 public:
@@ -45,9 +45,11 @@ public:
     bool isFinishing() const { return finishing; }
     void setFinishing(bool finishing);
 
-    /// The session is being deleted: no control reacts any more, and the time stands.
-    bool isDeleting() const { return deleting; }
+    /// The session is being deleted: the time stands.
     void setDeleting();
+
+    /// It is being finished or deleted: no control reacts any more.
+    bool isEnding() const { return finishing || deleting; }
 
     /// How much of the video the service has, 0…1; below 0 while nothing is uploaded. In steps of a
     /// hundredth.
@@ -60,7 +62,7 @@ public:
     Callback onRestart = [] {};
     Callback onDelete = [] {};
 
-    // What the bar's controls call. Nothing reacts while the recording is being finished or deleted.
+    // What the bar's controls call. Nothing reacts while the session is ending.
     Q_INVOKABLE void pauseOrResume();
     Q_INVOKABLE void finish();
     Q_INVOKABLE void restart();
@@ -71,7 +73,7 @@ signals:
     void shownLevelChanged();
     void isPausedChanged();
     void isFinishingChanged();
-    void isDeletingChanged();
+    void isEndingChanged();
     void uploadProgressChanged();
 
 private:

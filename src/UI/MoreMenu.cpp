@@ -5,8 +5,7 @@
 namespace tavro {
 
 MoreMenu::MoreMenu(std::shared_ptr<ControlBarModel> modelGiven) : model(std::move(modelGiven)) {
-    connect(model.get(), &ControlBarModel::isFinishingChanged, this, &MoreMenu::close);
-    connect(model.get(), &ControlBarModel::isDeletingChanged, this, &MoreMenu::close);
+    connect(model.get(), &ControlBarModel::isEndingChanged, this, &MoreMenu::close);
 }
 
 void MoreMenu::setCurrent(int item) {
@@ -25,7 +24,7 @@ void MoreMenu::setOpen(bool value) {
 }
 
 void MoreMenu::toggle() {
-    setOpen(!open && !model->isFinishing() && !model->isDeleting());
+    setOpen(!open && !model->isEnding());
 }
 
 void MoreMenu::close() {

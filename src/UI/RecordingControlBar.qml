@@ -39,7 +39,7 @@ FocusScope {
 
             anchors.centerIn: parent
             spacing: 12
-            enabled: !bar.model.isFinishing && !bar.model.isDeleting
+            enabled: !bar.model.isEnding
             opacity: enabled ? 1 : 0.6
 
             RecordingDot {

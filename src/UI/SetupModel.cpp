@@ -121,14 +121,18 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
     const auto self = shared_from_this();
     if (!projectId || name.isEmpty())
         co_return;
+    const QString project = *projectId;
     setAdding(true);
     try {
-        auto creating = backend->createScenario(*projectId, name, QString());
+        auto creating = backend->createScenario(project, name, QString());
         const Scenario created = co_await creating;
-        scenarioList.push_back(created);
-        emit scenariosChanged();
-        setScenarioId(created.id);
-        setNewScenarioName({});
+        if (projectId == project) { // else it is in no list that is shown
+            scenarioList.push_back(created);
+            emit scenariosChanged();
+            setScenarioId(created.id);
+        }
+        if (newName == name)
+            setNewScenarioName({});
     } catch (...) { // the name stays in its field, to be tried again
     }
     setAdding(false);

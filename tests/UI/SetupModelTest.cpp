@@ -200,6 +200,22 @@ TEST_F(SetupModelTest, aScenarioThatCannotBeCreatedChangesNothing) {
     EXPECT_EQ(log.all(), lines);
 }
 
+TEST_F(SetupModelTest, aScenarioThatComesUnderAnotherProjectIsNotOffered) {
+    const auto model = loaded();
+    model->setNewScenarioName(u"Pay twice"_qs);
+    auto creating = model->createScenario(model->newScenarioName());
+    answer(u"q"_qs, {u"t"_qs});
+    model->selectProject(u"q"_qs);
+    ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"t"_qs; }));
+    model->setNewScenarioName(u"Pay later"_qs);
+    gated->creation.resolve(Scenario{.id = u"n"_qs, .projectId = u"p"_qs, .name = {}, .description = {}});
+    await(std::move(creating));
+
+    EXPECT_EQ(model->selectedScenarioId(), u"t"_qs);
+    EXPECT_EQ(model->scenarios().size(), 1u);
+    EXPECT_EQ(model->newScenarioName(), u"Pay later"_qs) << "what was typed meanwhile";
+}
+
 TEST_F(SetupModelTest, createsNothingWithoutANameOrAProject) {
     const auto model = loaded();
     const auto before = gated->calls;
