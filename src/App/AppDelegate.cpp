@@ -81,6 +81,8 @@ AppDelegate::~AppDelegate() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
+    desktop.secrets->setLateHandler(
+        [this, main = EventLoop::current()] { main->post([this] { lookForTheTokenAgain(); }); });
     buildBackend();
     statusBar = std::make_unique<StatusBarController>(
         desktop.trayHost, [this] { showSetup(); }, [this] { showSettings(); }, [this] { openLogs(); });
@@ -93,8 +95,6 @@ void AppDelegate::applicationDidFinishLaunching() {
     wizard = std::make_unique<OnboardingWizard>(
         OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
     wizard->presentIfNeeded();
-    desktop.secrets->setLateHandler(
-        [this, main = EventLoop::current()] { main->post([this] { lookForTheTokenAgain(); }); });
     Log::info(QStringLiteral("Tavro launched"));
 
     tellWhatWasNeverUploaded();
@@ -124,6 +124,8 @@ void AppDelegate::buildBackend() {
     }
     backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
+    if (setup && setup->window())
+        showSetup(); // what the open one offers is the other backend's
 }
 
 /// A keyring that was locked, or slow, has it only when the user has given the password.
@@ -298,7 +300,7 @@ void AppDelegate::sessionEnded() {
 
 /// The first of finish and delete counts, also when another press came before it could begin.
 bool AppDelegate::isEnding() const {
-    return controlModel && (controlModel->isFinishing() || controlModel->isDeleting());
+    return controlModel && controlModel->isEnding();
 }
 
 void AppDelegate::closeControlPanel() {

@@ -44,9 +44,13 @@ def signs_in_when_it_is_unlocked(scene):
             program = scene.start()
             wizard = program.wizard.wait_open()
             wizard.get("Not signed in")
+            program.tray.choose("New Session…")
+            program.setup.wait_open()
+            program.wait_log("setup: loaded 2 scenario(s) for project prj_demo")  # the local ones
             give_password()
             wizard.get("Signed in as your account")
             program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
+            program.wait_log("setup: loaded 1 scenario(s) for project prj_demo")  # the service's
             wizard.press("Done")
             wizard.wait_closed()
         finally:
