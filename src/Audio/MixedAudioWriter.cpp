@@ -3,7 +3,6 @@
 #include "Core/Files.h"
 #include "Core/Promise.h"
 
-#include <system_error>
 #include <utility>
 
 namespace tavro {

@@ -5,7 +5,6 @@
 #include "Core/Files.h"
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 namespace tavro {

@@ -2,7 +2,6 @@
 
 #include "Core/Files.h"
 
-#include <system_error>
 #include <utility>
 
 namespace tavro {

@@ -19,7 +19,6 @@ constexpr auto videoSuffix = ".mp4";
 constexpr auto soundSuffix = ".m4a";
 constexpr auto muxedSuffix = "-muxed.mp4";
 constexpr auto markSuffix = ".uploaded";
-constexpr auto rewriteSuffix = ".finishing"; // of a file that is not whole yet
 
 // An instance that makes way for this one may still be at work: what it writes changes all the time.
 constexpr std::chrono::minutes longestStandstill{1};
@@ -42,9 +41,9 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
     return files;
 }
 
-bool isAbandoned(const fs::path& rewrite) {
+bool isAbandoned(const fs::path& unfinished) {
     std::error_code failed;
-    const auto changed = fs::last_write_time(rewrite, failed);
+    const auto changed = fs::last_write_time(unfinished, failed);
     return !failed && fs::file_time_type::clock::now() - changed > longestStandstill;
 }
 
@@ -105,7 +104,7 @@ void RecordingsFolder::removeUploaded() const {
 std::vector<fs::path> RecordingsFolder::tidy() const {
     removeUploaded();
     for (const fs::path& path : filesIn(folder))
-        if (path.extension() == rewriteSuffix && isAbandoned(path))
+        if (path.extension() == Files::unfinishedSuffix && isAbandoned(path))
             Files::remove(path);
     std::vector<fs::path> kept = filesIn(folder);
     for (const fs::path& path : kept)

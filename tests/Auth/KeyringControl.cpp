@@ -20,12 +20,17 @@ void desktop(const char* verb) {
 }
 
 void callService(const QString& path, const QString& method, const QStringList& arguments = {}) {
-    outputOf(u"gdbus"_qs, QStringList{u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.secrets"_qs,
-                              u"-o"_qs, path, u"-m"_qs, method} +
-                              arguments);
+    callBus(u"org.freedesktop.secrets"_qs, path, method, arguments);
 }
 
 } // namespace
+
+QByteArray callBus(
+    const QString& destination, const QString& path, const QString& method, const QStringList& arguments) {
+    const QStringList call{
+        u"call"_qs, u"--session"_qs, u"-d"_qs, destination, u"-o"_qs, path, u"-m"_qs, method};
+    return outputOf(u"gdbus"_qs, call + arguments);
+}
 
 std::optional<QByteArray> lookedUp() {
     const auto lookup =

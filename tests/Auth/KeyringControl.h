@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -10,6 +11,10 @@ namespace tavro::test::keyring {
 
 inline const QString service = QStringLiteral("com.quembridge.tavro");
 inline const QString account = QStringLiteral("tavro-worker-auth-token");
+
+/// Calls a method of the session bus by another program; what that prints of the answer.
+QByteArray callBus(const QString& destination, const QString& path, const QString& method,
+    const QStringList& arguments = {});
 
 /// The token as another program finds it.
 std::optional<QByteArray> lookedUp();

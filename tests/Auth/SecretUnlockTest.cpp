@@ -25,10 +25,8 @@ protected:
         prompter.setProcessChannelMode(QProcess::ForwardedChannels);
         prompter.start(u"/usr/libexec/gcr-prompter"_qs, {u"--no-timeout"_qs});
         ASSERT_TRUE(waitUntil([] {
-            return test::outputOf(
-                u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"-d"_qs, u"org.freedesktop.DBus"_qs, u"-o"_qs,
-                                 u"/"_qs, u"-m"_qs, u"org.freedesktop.DBus.NameHasOwner"_qs,
-                                 u"org.gnome.keyring.SystemPrompter"_qs})
+            return keyring::callBus(u"org.freedesktop.DBus"_qs, u"/"_qs,
+                u"org.freedesktop.DBus.NameHasOwner"_qs, {u"org.gnome.keyring.SystemPrompter"_qs})
                 .contains("true");
         }));
         ASSERT_TRUE(waitUntil([&] { return store.add(service, account, "kept"); }));
@@ -118,6 +116,7 @@ TEST_F(SecretUnlock, refusedToAChangeIsRefusedToAllThatWaited) {
     EXPECT_FALSE(isAsked());
     EXPECT_FALSE(store.add(service, account, "newer"));
     givePassword();
+    EXPECT_TRUE(waitUntil([] { return keyring::lookedUp() == "newer"; }));
 }
 
 TEST_F(SecretUnlock, tellsOfNoTokenThatAChangeIsAboutToReplace) {

@@ -4,11 +4,11 @@
 #include "CallbackClient.h"
 #include "Core/Log.h"
 #include "Core/WorkerConfig.h"
+#include "KeyringControl.h"
 #include "Platform/Desktop/DesktopWorkspace.h"
 #include "Platform/Desktop/SecretServiceStore.h"
 
 #include "support/LoopbackService.h"
-#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <QProcess>
@@ -72,10 +72,7 @@ TEST(SignInBrowser, leavesTheTokenInTheKeyringAndNowhereElse) {
     ASSERT_TRUE(waitUntil([&] { return test::readFile(page).contains("</html>"); }));
     EXPECT_TRUE(test::readFile(page).contains(theText));
 
-    const auto found =
-        test::outputOf(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, u"com.quembridge.tavro"_qs,
-                                              u"account"_qs, u"tavro-worker-auth-token"_qs});
-    EXPECT_EQ(QString::fromUtf8(found), theToken);
+    EXPECT_EQ(test::keyring::lookedUp(), theToken.toUtf8());
     EXPECT_EQ(UserDefaults::standard().string(userEmailKey), u"tester@example.org"_qs);
     EXPECT_EQ(filesWith("tester@example.org", home).size(), 1U) << "the search finds what is there";
     for (const fs::path& below : {home, folder.path(), fs::path(qgetenv("TAVRO_DESKTOP").toStdString())})

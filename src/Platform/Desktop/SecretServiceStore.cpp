@@ -159,6 +159,9 @@ private:
                 lockedOut = false;
                 const Outcome outcome = serve(*request);
                 settle(*request, outcome);
+                if (request->kind == Kind::add && !outcome.succeeded)
+                    Log::error(QStringLiteral("secrets: %1 was not stored").arg(request->key.account) +
+                               (lockedOut ? QStringLiteral(", the keyring stayed locked") : QString()));
             }
         } catch (const SecretServiceConnection::Abandoned&) {
         }
@@ -177,9 +180,6 @@ private:
                 next->mayAsk = next->mayAsk && isChange(next->kind) && !isChange(request.kind);
         running.reset();
         settled.notify_all();
-        if (request.kind == Kind::add && !outcome.succeeded)
-            Log::error(QStringLiteral("secrets: %1 was not stored").arg(request.key.account) +
-                       (lockedOut ? QStringLiteral(", the keyring stayed locked") : QString()));
         const bool isNews = request.kind == Kind::read || request.kind == Kind::add;
         const bool isOutdated = latestOf(request.key) != nullptr; // by a change that waits
         if (request.waiting > 0 || !isNews || !outcome.succeeded || isOutdated)

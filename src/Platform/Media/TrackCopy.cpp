@@ -55,7 +55,7 @@ void write(
 
 void copyTracks(
     std::vector<std::unique_ptr<TrackReader>> tracks, const std::filesystem::path& file, FileType type) {
-    const auto unfinished = std::filesystem::path(file).concat(".finishing");
+    const auto unfinished = std::filesystem::path(file).concat(Files::unfinishedSuffix);
     try {
         write(std::move(tracks), unfinished, type);
         std::filesystem::rename(unfinished, file);
