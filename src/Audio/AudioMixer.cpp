@@ -31,30 +31,36 @@ void append(AudioFrame& buffer, AudioFrame frame) {
 
 AudioMixer::AudioMixer() : queue(QStringLiteral("com.quembridge.tavro.mixer")) {}
 
+AudioMixer::~AudioMixer() {
+    queue.sync([this] { timer.reset(); }); // a timer ends on its own thread
+}
+
 void AudioMixer::setOnFrame(AudioFrameHandler handler) {
-    queue.async([buffers = buffers, handler = std::move(handler)]() mutable {
-        buffers->onFrame = std::move(handler);
-    });
+    queue.async([this, handler = std::move(handler)] { onFrame = handler; });
 }
 
 void AudioMixer::start() {
-    if (timer)
-        return;
-    timer = std::make_unique<RepeatingTimer>(queue, interval, [weak = std::weak_ptr(buffers)] {
-        if (const auto present = weak.lock())
-            present->flush();
+    queue.async([this] {
+        if (timer)
+            return;
+        timer = std::make_unique<QTimer>();
+        timer->setTimerType(Qt::PreciseTimer);
+        timer->callOnTimeout([this] { flush(); });
+        timer->start(interval);
     });
 }
 
 void AudioMixer::stop() {
-    timer.reset();
-    queue.sync([this] { buffers->flush(); });
+    queue.sync([this] {
+        timer.reset();
+        flush();
+    });
 }
 
-void AudioMixer::feed(AudioFrame mic, AudioFrame system) {
-    queue.async([buffers = buffers, mic = std::move(mic), system = std::move(system)]() mutable {
-        append(buffers->mic, std::move(mic));
-        append(buffers->sys, std::move(system));
+void AudioMixer::feed(AudioFrame microphone, AudioFrame system) {
+    queue.async([this, microphone = std::move(microphone), system = std::move(system)]() mutable {
+        append(mic, std::move(microphone));
+        append(sys, std::move(system));
     });
 }
 
@@ -73,7 +79,7 @@ AudioMixer::Mix AudioMixer::mix(AudioFrame mic, AudioFrame sys) {
     return result;
 }
 
-void AudioMixer::Buffers::flush() {
+void AudioMixer::flush() {
     auto [mixed, micRemainder, sysRemainder] =
         AudioMixer::mix(std::exchange(mic, {}), std::exchange(sys, {}));
     mic = std::move(micRemainder);

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "Audio/AudioFrame.h"
-#include "Core/RepeatingTimer.h"
 #include "Core/SerialQueue.h"
+
+#include <QTimer>
 
 #include <memory>
 
@@ -17,6 +18,7 @@ namespace tavro {
 class AudioMixer {
 public:
     AudioMixer();
+    ~AudioMixer();
 
     /// Called on the mixer's queue, with each mixed frame.
     void setOnFrame(AudioFrameHandler handler);
@@ -40,17 +42,15 @@ public:
     static Mix mix(AudioFrame mic, AudioFrame sys);
 
 private:
-    // Its own object, so that the timer can hold it weakly and end with it.
-    struct Buffers {
-        AudioFrameHandler onFrame;
-        AudioFrame mic;
-        AudioFrame sys;
-        void flush();
-    };
+    void flush();
 
-    const std::shared_ptr<Buffers> buffers = std::make_shared<Buffers>(); // used on the queue only
-    SerialQueue queue;
-    std::unique_ptr<RepeatingTimer> timer;
+    // Used on the queue only:
+    AudioFrameHandler onFrame;
+    AudioFrame mic;
+    AudioFrame sys;
+    std::unique_ptr<QTimer> timer;
+
+    SerialQueue queue; // last: it uses all of the above
 };
 
 } // namespace tavro

@@ -1,8 +1,8 @@
 #include "Audio/VideoAudioMuxer.h"
 
-#include "Core/Actor.h"
 #include "Core/Errors.h"
 #include "Core/Files.h"
+#include "Core/SerialQueue.h"
 
 #include <algorithm>
 #include <utility>
@@ -51,8 +51,9 @@ VideoAudioMuxer::VideoAudioMuxer(MediaLibrary& library_) : library(library_) {}
 
 QCoro::Task<> VideoAudioMuxer::mux(
     std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) {
-    auto done = runInBackground([&files = library, video = std::move(video), audio = std::move(audio),
-                                    out = std::move(out)] { muxNow(files, video, audio, out); });
+    SerialQueue queue(QStringLiteral("mux")); // reading and writing takes its time
+    auto done = queue.run([&files = library, video = std::move(video), audio = std::move(audio),
+                              out = std::move(out)] { muxNow(files, video, audio, out); });
     co_await done;
 }
 

@@ -87,7 +87,7 @@ struct ProgressListener {
 
 } // namespace
 
-/// Made on the caller's thread; everything else happens on the actor's, but for what the mutex guards.
+/// Made on the caller's thread; everything else happens on the queue's, but for what the mutex guards.
 class HTTPBackend::Service {
 public:
     Service(QUrl url, const QString& apiToken, std::chrono::milliseconds idleTime)
@@ -222,20 +222,20 @@ void HTTPBackend::Service::setListener(std::shared_ptr<ProgressListener> next) {
 
 HTTPBackend::HTTPBackend(QUrl baseURL, const QString& token, std::chrono::milliseconds timeout)
     : service(std::make_unique<Service>(std::move(baseURL), token, timeout))
-    , actor(QStringLiteral("tavro.backend")) {
-    actor.sync([this] { service->start(); });
+    , queue(QStringLiteral("tavro.backend")) {
+    queue.sync([this] { service->start(); });
 }
 
 HTTPBackend::~HTTPBackend() {
-    actor.sync([this] { service->cancel(); });
+    queue.sync([this] { service->cancel(); });
     service->waitUntilIdle();
-    actor.sync([this] { service->stop(); });
+    queue.sync([this] { service->stop(); });
 }
 
 template <class Operation>
-auto HTTPBackend::onActor(Operation operation) {
+auto HTTPBackend::onQueue(Operation operation) {
     using Task = std::invoke_result_t<Operation>;
-    return actor.run([service = service.get(), operation = std::move(operation)]() -> Task {
+    return queue.run([service = service.get(), operation = std::move(operation)]() -> Task {
         const Service::Running running(*service);
         auto task = operation();
         co_return co_await task;
@@ -243,7 +243,7 @@ auto HTTPBackend::onActor(Operation operation) {
 }
 
 QCoro::Task<std::optional<User>> HTTPBackend::currentUser() {
-    auto user = onActor([s = service.get()]() -> QCoro::Task<std::optional<User>> {
+    auto user = onQueue([s = service.get()]() -> QCoro::Task<std::optional<User>> {
         auto answer = s->request("GET", u"/api/app/me"_qs);
         co_return decodeJson<User>(co_await answer);
     });
@@ -251,7 +251,7 @@ QCoro::Task<std::optional<User>> HTTPBackend::currentUser() {
 }
 
 QCoro::Task<std::vector<Project>> HTTPBackend::listProjects() {
-    auto projects = onActor([s = service.get()]() -> QCoro::Task<std::vector<Project>> {
+    auto projects = onQueue([s = service.get()]() -> QCoro::Task<std::vector<Project>> {
         auto answer = s->request("GET", u"/api/app/projects"_qs);
         co_return decodeJson<std::vector<Project>>(co_await answer);
     });
@@ -259,7 +259,7 @@ QCoro::Task<std::vector<Project>> HTTPBackend::listProjects() {
 }
 
 QCoro::Task<std::vector<Scenario>> HTTPBackend::listScenarios(QString projectId) {
-    auto scenarios = onActor([s = service.get(), projectId]() -> QCoro::Task<std::vector<Scenario>> {
+    auto scenarios = onQueue([s = service.get(), projectId]() -> QCoro::Task<std::vector<Scenario>> {
         auto answer = s->request("GET", u"/api/app/projects/%1/scenarios"_qs.arg(projectId));
         co_return decodeJson<std::vector<Scenario>>(co_await answer);
     });
@@ -267,7 +267,7 @@ QCoro::Task<std::vector<Scenario>> HTTPBackend::listScenarios(QString projectId)
 }
 
 QCoro::Task<Scenario> HTTPBackend::createScenario(QString projectId, QString name, QString description) {
-    auto scenario = onActor([s = service.get(), projectId, name, description]() -> QCoro::Task<Scenario> {
+    auto scenario = onQueue([s = service.get(), projectId, name, description]() -> QCoro::Task<Scenario> {
         auto answer = s->request("POST", u"/api/app/projects/%1/scenarios"_qs.arg(projectId),
             encodeJson(NewScenario{name, description}));
         co_return decodeJson<Scenario>(co_await answer);
@@ -278,7 +278,7 @@ QCoro::Task<Scenario> HTTPBackend::createScenario(QString projectId, QString nam
 QCoro::Task<SessionHandle> HTTPBackend::createSession(
     QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) {
     const NewSession asked{scenarioId, appUrl, captureTarget.kind, captureTarget.label};
-    auto created = onActor([s = service.get(), asked]() -> QCoro::Task<QString> {
+    auto created = onQueue([s = service.get(), asked]() -> QCoro::Task<QString> {
         auto answer = s->request("POST", u"/api/app/sessions"_qs, encodeJson(asked));
         const auto session = decodeJson<CreateSessionResp>(co_await answer);
         s->openChannel(validURL(session.wsUrl));
@@ -290,7 +290,7 @@ QCoro::Task<SessionHandle> HTTPBackend::createSession(
 }
 
 QCoro::Task<> HTTPBackend::sendEvent(QString, LiveEvent event) {
-    auto sent = onActor([s = service.get(), event]() -> QCoro::Task<> {
+    auto sent = onQueue([s = service.get(), event]() -> QCoro::Task<> {
         auto written = s->sendEvent(event);
         co_await written;
     });
@@ -298,7 +298,7 @@ QCoro::Task<> HTTPBackend::sendEvent(QString, LiveEvent event) {
 }
 
 QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
-    auto key = onActor([s = service.get(), sessionId, file]() -> QCoro::Task<QString> {
+    auto key = onQueue([s = service.get(), sessionId, file]() -> QCoro::Task<QString> {
         const QString session = u"/api/app/sessions/"_qs + sessionId;
         auto answer =
             s->request("POST", session + u"/upload-url"_qs, encodeJson(UploadKind{u"video/mp4"_qs}));
@@ -314,7 +314,7 @@ QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem
 }
 
 QCoro::Task<> HTTPBackend::finishSession(QString, double durationSeconds) {
-    auto finished = onActor([s = service.get(), durationSeconds]() -> QCoro::Task<> {
+    auto finished = onQueue([s = service.get(), durationSeconds]() -> QCoro::Task<> {
         auto sent = s->sendEvent(event::Finished{durationSeconds});
         co_await sent;
         s->closeChannel();
@@ -323,7 +323,7 @@ QCoro::Task<> HTTPBackend::finishSession(QString, double durationSeconds) {
 }
 
 QCoro::Task<> HTTPBackend::deleteSession(QString sessionId) {
-    auto deleted = onActor([s = service.get(), sessionId]() -> QCoro::Task<> {
+    auto deleted = onQueue([s = service.get(), sessionId]() -> QCoro::Task<> {
         try {
             auto sent = s->sendEvent(event::Deleted());
             co_await sent;

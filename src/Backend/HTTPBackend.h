@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Backend/BackendClient.h"
-#include "Core/Actor.h"
+#include "Core/SerialQueue.h"
 
 #include <QUrl>
 
@@ -42,13 +42,13 @@ public:
     void setUploadProgress(UploadProgress progress) override;
 
 private:
-    class Service; // what runs on the actor's thread
+    class Service; // what runs on the queue
 
     template <class Operation>
-    auto onActor(Operation operation);
+    auto onQueue(Operation operation);
 
     std::unique_ptr<Service> service;
-    Actor actor; // last: gone before what runs on it
+    SerialQueue queue; // last: gone before what runs on it
 };
 
 } // namespace tavro

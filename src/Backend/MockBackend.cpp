@@ -24,23 +24,9 @@ MockBackend::MockBackend(std::filesystem::path rootDirectory)
     , projects{{u"prj_demo"_qs, u"Checkout Redesign"_qs, u"Sample project"_qs, u"Shop v2"_qs}}
     , scenarios{{u"scn_guest"_qs, u"prj_demo"_qs, u"Guest checkout flow"_qs, u"Buy as guest"_qs},
           {u"scn_login"_qs, u"prj_demo"_qs, u"Returning customer"_qs, u"Login + reorder"_qs}}
-    , actor(QStringLiteral("tavro.backend")) {
+    , queue(QStringLiteral("tavro.backend")) {
     std::error_code ignored;
     std::filesystem::create_directories(root, ignored);
-}
-
-// Runs the function on the actor's thread as one operation without suspension points.
-template <class Work>
-auto MockBackend::onActor(Work work) {
-    using T = std::invoke_result_t<Work>;
-    return actor.run([work = std::move(work)]() -> QCoro::Task<T> {
-        if constexpr (std::is_void_v<T>) {
-            work();
-            co_return;
-        } else {
-            co_return work();
-        }
-    });
 }
 
 std::filesystem::path MockBackend::sessionFolder(const QString& sessionId) const {
@@ -66,17 +52,17 @@ void MockBackend::persistEventLog(const QString& sessionId) {
 }
 
 QCoro::Task<std::optional<User>> MockBackend::currentUser() {
-    auto result = onActor([this] { return user; });
+    auto result = queue.run([this] { return user; });
     co_return co_await result;
 }
 
 QCoro::Task<std::vector<Project>> MockBackend::listProjects() {
-    auto result = onActor([this] { return projects; });
+    auto result = queue.run([this] { return projects; });
     co_return co_await result;
 }
 
 QCoro::Task<std::vector<Scenario>> MockBackend::listScenarios(QString projectId) {
-    auto result = onActor([this, projectId] {
+    auto result = queue.run([this, projectId] {
         std::vector<Scenario> ofProject;
         std::copy_if(scenarios.begin(), scenarios.end(), std::back_inserter(ofProject),
             [&](const Scenario& scenario) { return scenario.projectId == projectId; });
@@ -86,7 +72,7 @@ QCoro::Task<std::vector<Scenario>> MockBackend::listScenarios(QString projectId)
 }
 
 QCoro::Task<Scenario> MockBackend::createScenario(QString projectId, QString name, QString description) {
-    auto result = onActor([this, projectId, name, description] {
+    auto result = queue.run([this, projectId, name, description] {
         return scenarios.emplace_back(Scenario{freshId(), projectId, name, description});
     });
     co_return co_await result;
@@ -94,7 +80,7 @@ QCoro::Task<Scenario> MockBackend::createScenario(QString projectId, QString nam
 
 QCoro::Task<SessionHandle> MockBackend::createSession(
     QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) {
-    auto result = onActor([this, scenarioId, appUrl, captureTarget] {
+    auto result = queue.run([this, scenarioId, appUrl, captureTarget] {
         const Session session{
             freshId(), scenarioId, SessionStatus::active, appUrl, captureTarget, 0, std::nullopt};
         sessions.emplace(session.id, session);
@@ -107,7 +93,7 @@ QCoro::Task<SessionHandle> MockBackend::createSession(
 }
 
 QCoro::Task<> MockBackend::sendEvent(QString sessionId, LiveEvent event) {
-    auto done = onActor([this, sessionId, event] {
+    auto done = queue.run([this, sessionId, event] {
         existing(sessionId);
         events[sessionId].push_back(event);
         persistEventLog(sessionId);
@@ -116,7 +102,7 @@ QCoro::Task<> MockBackend::sendEvent(QString sessionId, LiveEvent event) {
 }
 
 QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
-    auto key = onActor([this, sessionId, file] {
+    auto key = queue.run([this, sessionId, file] {
         Session& session = existing(sessionId);
         session.status = SessionStatus::uploading;
         const auto video = sessionFolder(sessionId) / videoName;
@@ -130,7 +116,7 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
 }
 
 QCoro::Task<> MockBackend::finishSession(QString sessionId, double durationSeconds) {
-    auto done = onActor([this, sessionId, durationSeconds] {
+    auto done = queue.run([this, sessionId, durationSeconds] {
         Session& session = existing(sessionId);
         session.durationSeconds = durationSeconds;
         session.status = SessionStatus::finishing;
@@ -139,7 +125,7 @@ QCoro::Task<> MockBackend::finishSession(QString sessionId, double durationSecon
 }
 
 QCoro::Task<> MockBackend::deleteSession(QString sessionId) {
-    auto done = onActor([this, sessionId] {
+    auto done = queue.run([this, sessionId] {
         existing(sessionId);
         sessions.erase(sessionId);
         events.erase(sessionId);
@@ -150,7 +136,7 @@ QCoro::Task<> MockBackend::deleteSession(QString sessionId) {
 }
 
 QCoro::Task<std::optional<Session>> MockBackend::storedSession(QString sessionId) {
-    auto result = onActor([this, sessionId]() -> std::optional<Session> {
+    auto result = queue.run([this, sessionId]() -> std::optional<Session> {
         const auto found = sessions.find(sessionId);
         return found == sessions.end() ? std::nullopt : std::optional(found->second);
     });

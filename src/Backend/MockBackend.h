@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Backend/BackendClient.h"
-#include "Core/Actor.h"
+#include "Core/SerialQueue.h"
 
 #include <map>
 
@@ -31,8 +31,6 @@ public:
     std::filesystem::path sessionFolder(const QString& sessionId) const;
 
 private:
-    template <class Work>
-    auto onActor(Work work);
     Session& existing(const QString& sessionId); ///< throws notFound
     void persistEventLog(const QString& sessionId);
 
@@ -42,7 +40,7 @@ private:
     std::vector<Scenario> scenarios;
     std::map<QString, Session> sessions;
     std::map<QString, std::vector<LiveEvent>> events;
-    Actor actor; // last: all of the above is touched on its thread
+    SerialQueue queue; // last: all of the above is used on its thread
 };
 
 } // namespace tavro

@@ -1,64 +1,50 @@
 #include "Core/EventLoop.h"
 
-#include <QSocketNotifier>
+#include <QCoreApplication>
+#include <QEvent>
 
-#include <cerrno>
-#include <cstdint>
-#include <deque>
 #include <mutex>
-#include <sys/eventfd.h>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 
 namespace tavro {
 
-// The functions wait in a queue of our own, and a descriptor that counts them wakes the thread's event loop:
-// nothing of ours travels through the toolkit's event queue, whose locks the sanitizers cannot see.
-struct EventLoop::Queue {
-    std::mutex mutex;
-    std::deque<std::function<void()>> work;
-    bool open = true; // until the thread ends
-    const std::thread::id thread = std::this_thread::get_id();
-    const int counter = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE);
+namespace {
 
-    Queue() {
-        if (counter < 0)
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-    ~Queue() { ::close(counter); }
+class WorkEvent final : public QEvent {
+public:
+    explicit WorkEvent(EventLoop::Work function) : QEvent(User), work(std::move(function)) {}
 
-    void runOne() {
-        std::uint64_t one = 0;
-        if (::read(counter, &one, sizeof one) != sizeof one)
-            return;
-        std::function<void()> function;
-        {
-            const std::lock_guard lock(mutex);
-            function = std::move(work.front());
-            work.pop_front();
-        }
-        function(); // may run an event loop of its own, where the functions after it run
-    }
+    const EventLoop::Work work;
 };
 
-// The thread's end of the queue.
-struct EventLoop::Slot {
-    const std::shared_ptr<EventLoop> loop{new EventLoop};
-    QSocketNotifier notifier{loop->queue->counter, QSocketNotifier::Read};
+} // namespace
 
-    Slot() {
-        QObject::connect(&notifier, &QSocketNotifier::activated, &notifier,
-            [queue = loop->queue.get()] { queue->runOne(); });
+struct EventLoop::Queue {
+    std::mutex mutex;
+    QObject* receiver = nullptr; // null once the thread has ended
+    const std::thread::id thread = std::this_thread::get_id();
+};
+
+// Lives on the thread itself.
+struct EventLoop::Slot final : QObject {
+    const std::shared_ptr<EventLoop> loop{new EventLoop};
+
+    Slot() { setReceiver(this); }
+    ~Slot() override { setReceiver(nullptr); }
+
+    void setReceiver(QObject* receiver) const {
+        const std::lock_guard lock(loop->queue->mutex);
+        loop->queue->receiver = receiver;
     }
-    ~Slot() {
-        std::deque<std::function<void()>> dropped; // destroyed after the lock is gone: they may hold anything
-        {
-            const std::lock_guard lock(loop->queue->mutex);
-            loop->queue->open = false;
-            dropped.swap(loop->queue->work);
-        }
+
+    bool event(QEvent* event) override {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        // `post` held the mutex: what the other thread wrote before is visible from here on.
+        std::unique_lock(loop->queue->mutex).unlock();
+        static_cast<WorkEvent*>(event)->work();
+        return true;
     }
 };
 
@@ -71,13 +57,11 @@ std::shared_ptr<EventLoop> EventLoop::current() {
     return slot.loop;
 }
 
-void EventLoop::post(std::function<void()> work) {
+void EventLoop::post(Work work) {
+    auto event = std::make_unique<WorkEvent>(std::move(work)); // where it is dropped, outside the lock
     const std::lock_guard lock(queue->mutex);
-    if (!queue->open)
-        return;
-    queue->work.push_back(std::move(work));
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(queue->counter, &one, sizeof one);
+    if (queue->receiver)
+        QCoreApplication::postEvent(queue->receiver, event.release());
 }
 
 bool EventLoop::isCurrent() const {

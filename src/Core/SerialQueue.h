@@ -1,48 +1,90 @@
 #pragma once
 
-#include <QString>
+#include "Core/Promise.h"
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
+#include <QString>
+#include <QThread>
+#include <qcoro/qcorotask.h>
+
 #include <functional>
-#include <map>
-#include <mutex>
-#include <thread>
+#include <memory>
+#include <type_traits>
+#include <utility>
 
 namespace tavro {
 
-/// One worker thread that runs functions one at a time, in the order in which they were submitted.
-/// The destructor drops what is delayed, runs what is queued, and joins.
+namespace detail {
+
+template <class T>
+struct Outcome {
+    using type = T;
+    static constexpr bool isTask = false;
+};
+template <class T>
+struct Outcome<QCoro::Task<T>> {
+    using type = T;
+    static constexpr bool isTask = true;
+};
+
+/// Runs `operation()` and passes its outcome on. The frame of this coroutine keeps the operation, and what it
+/// captured, until the operation has finished.
+template <class T, class Operation>
+QCoro::Task<> fulfil(Promise<T> promise, Operation operation) {
+    try {
+        if constexpr (Outcome<std::invoke_result_t<Operation>>::isTask) {
+            auto task = operation();
+            if constexpr (std::is_void_v<T>) {
+                co_await task;
+                promise.resolve();
+            } else {
+                promise.resolve(co_await task);
+            }
+        } else if constexpr (std::is_void_v<T>) {
+            operation();
+            promise.resolve();
+        } else {
+            promise.resolve(operation());
+        }
+    } catch (...) {
+        promise.reject(std::current_exception());
+    }
+    co_return;
+}
+
+} // namespace detail
+
+/// A named thread with an event loop. Functions run on it one at a time, in the order of their submission;
+/// coroutines each until their next suspension. Timers and sockets work on it.
 class SerialQueue {
 public:
-    using Clock = std::chrono::steady_clock;
-    using Work = std::function<void()>;
+    using Work = EventLoop::Work;
 
-    /// `niceness`: added to the thread's scheduling niceness (0 to 19), for work that must not disturb
-    /// the user's programs.
-    explicit SerialQueue(QString label, int niceness = 0);
+    explicit SerialQueue(const QString& label);
+    /// Runs what was submitted before, then ends the loop and joins. A coroutine that is still suspended
+    /// never finishes: end what it waits for first.
     ~SerialQueue();
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
 
-    const QString& label() const { return name; }
-    bool isCurrent() const; ///< whether the caller runs on this queue
+    bool isCurrent() const { return loop->isCurrent(); } ///< whether the caller runs on this queue
 
-    void async(Work work);                      ///< returns at once
-    void sync(const Work& work);                ///< waits until `work` has run; never from the queue itself
-    void at(Clock::time_point when, Work work); ///< runs not before `when`
+    void async(Work work) { loop->post(std::move(work)); } ///< any thread; returns at once
+    /// Waits until `work` has run. Any thread but the queue's own.
+    void sync(const Work& work);
+
+    /// Runs `operation`, a function or a coroutine function without arguments. Await the result for its
+    /// value; the caller goes on on its own thread. Any thread.
+    template <class Operation>
+    auto run(Operation operation) {
+        using T = typename detail::Outcome<std::invoke_result_t<Operation>>::type;
+        Promise<T> promise;
+        async([promise, operation = std::move(operation)] { detail::fulfil<T>(promise, operation); });
+        return promise;
+    }
 
 private:
-    void run(int niceness);
-
-    const QString name;
-    std::mutex mutex;
-    std::condition_variable wake;
-    std::deque<Work> ready;
-    std::multimap<Clock::time_point, Work> delayed;
-    bool stopping = false;
-    std::thread thread; // last: it uses all of the above
+    QThread thread;
+    std::shared_ptr<EventLoop> loop;
 };
 
 } // namespace tavro

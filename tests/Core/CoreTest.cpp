@@ -1,7 +1,7 @@
-#include "Core/Actor.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
-#include "Core/RepeatingTimer.h"
+#include "Core/SerialQueue.h"
+#include "Core/Tasks.h"
 #include "Core/WorkerConfig.h"
 
 #include "support/TestSupport.h"
@@ -99,49 +99,63 @@ TEST(SerialQueue, runsInOrderAndBeforeItIsDestroyed) {
         SerialQueue queue(QStringLiteral("test"));
         for (int i = 0; i < 100; ++i)
             queue.async([&seen, i] { seen.push_back(i); });
-        queue.at(SerialQueue::Clock::now() + 1h, [&seen] { seen.push_back(-1); });
     }
     ASSERT_EQ(seen.size(), 100u);
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
 }
 
-TEST(RepeatingTimer, repeatsUntilDestroyed) {
-    SerialQueue queue(QStringLiteral("test"));
-    std::atomic<int> ticks = 0;
-    {
-        const RepeatingTimer timer(queue, 1ms, [&] { ++ticks; });
-        EXPECT_TRUE(waitUntil([&] { return ticks >= 5; }));
-    }
-    queue.sync([] {});
-    const int atEnd = ticks;
-    std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(ticks, atEnd);
-}
-
-QCoro::Task<int> doubled(Actor& actor, int value) {
-    auto operation = [&actor, value]() -> QCoro::Task<int> {
-        if (!actor.isCurrent())
-            throw std::logic_error("not on the actor's thread");
+QCoro::Task<int> doubled(SerialQueue& queue, int value) {
+    auto operation = [&queue, value]() -> QCoro::Task<int> {
+        if (!queue.isCurrent())
+            throw std::logic_error("not on the queue's thread");
         if (value < 0)
             throw PlatformError(QStringLiteral("Tavro.Test"), value);
         co_return 2 * value;
     };
-    auto result = actor.run(operation);
+    auto result = queue.run(operation);
     co_return co_await result;
 }
 
-TEST(Actor, runsThereAndComesBack) {
-    Actor actor(QStringLiteral("test actor"));
+TEST(SerialQueue, runsThereAndComesBack) {
+    SerialQueue queue(QStringLiteral("test"));
     const auto here = std::this_thread::get_id();
     std::thread::id resumed;
-    const int value = test::await([](Actor& there, std::thread::id& thread) -> QCoro::Task<int> {
+    const int value = test::await([](SerialQueue& there, std::thread::id& thread) -> QCoro::Task<int> {
         const int twice = co_await doubled(there, 21);
         thread = std::this_thread::get_id();
         co_return twice;
-    }(actor, resumed));
+    }(queue, resumed));
     EXPECT_EQ(value, 42);
     EXPECT_EQ(resumed, here);
-    EXPECT_EQ(test::errorOf([&] { test::await(doubled(actor, -3)); }).code, -3);
+    EXPECT_EQ(test::errorOf([&] { test::await(doubled(queue, -3)); }).code, -3);
+}
+
+TEST(EventLoop, dropsWhatComesAfterItsThread) {
+    const auto held = std::make_shared<int>();
+    std::shared_ptr<EventLoop> ended;
+    std::jthread([&] { ended = EventLoop::current(); }).join();
+    ended->post([held] { FAIL() << "ran on a thread that has ended"; });
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(Tasks, logsWhatNobodyCatches) {
+    const test::LogLines lines;
+    const auto held = std::make_shared<int>();
+    SerialQueue queue(QStringLiteral("test"));
+    startTask(QStringLiteral("at once"), []() -> QCoro::Task<> {
+        throw PlatformError(QStringLiteral("Tavro.Test"), 7, QStringLiteral("why"));
+        co_return;
+    });
+    startTask(QStringLiteral("later"), [&queue, held]() -> QCoro::Task<> {
+        const int negative = co_await doubled(queue, -*held - 1);
+        ADD_FAILURE() << negative;
+    });
+    EXPECT_TRUE(waitUntil([&] { return held.use_count() == 1; }));
+    const QStringList all = lines.all();
+    ASSERT_EQ(all.size(), 2) << qPrintable(all.join(u'\n'));
+    EXPECT_TRUE(all[0].startsWith(u"[ERROR] at once failed: ")) << qPrintable(all[0]);
+    EXPECT_TRUE(all[0].contains(u"why"));
+    EXPECT_TRUE(all[1].startsWith(u"[ERROR] later failed: ")) << qPrintable(all[1]);
 }
 
 TEST(Promise, takesTheFirstOutcomeFromAnyThread) {

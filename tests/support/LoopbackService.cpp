@@ -170,7 +170,7 @@ LoopbackService::LoopbackService() : LoopbackService(Options()) {}
 LoopbackService::LoopbackService(Options options) : state(std::make_unique<State>()) {
     state->options = std::move(options);
     std::exception_ptr failure;
-    state->actor.sync([&] {
+    state->queue.sync([&] {
         try {
             state->listen();
         } catch (...) {
@@ -184,7 +184,7 @@ LoopbackService::LoopbackService(Options options) : state(std::make_unique<State
 }
 
 LoopbackService::~LoopbackService() {
-    state->actor.sync([this] {
+    state->queue.sync([this] {
         const auto open = state->channels;
         qDeleteAll(open);
         state->webSockets.reset();
@@ -197,24 +197,24 @@ QUrl LoopbackService::baseURL() const {
 }
 
 void LoopbackService::setStoreURL(const QString& url) {
-    state->actor.sync([&] { state->storeURL = url; });
+    state->queue.sync([&] { state->storeURL = url; });
 }
 
 void LoopbackService::setLiveURL(const QString& url) {
-    state->actor.sync([&] { state->liveURL = url; });
+    state->queue.sync([&] { state->liveURL = url; });
 }
 
 void LoopbackService::misbehave(Misbehaviour rule) {
-    state->actor.sync([&] { state->rules.push_back(std::move(rule)); });
+    state->queue.sync([&] { state->rules.push_back(std::move(rule)); });
 }
 
 void LoopbackService::behave() {
-    state->actor.sync([&] { state->rules.clear(); });
+    state->queue.sync([&] { state->rules.clear(); });
 }
 
 std::vector<Received> LoopbackService::received() const {
     std::vector<Received> copy;
-    state->actor.sync([&] { copy = state->received; });
+    state->queue.sync([&] { copy = state->received; });
     return copy;
 }
 
@@ -248,32 +248,32 @@ QList<QByteArray> LoopbackService::channelLines() const {
 }
 
 void LoopbackService::forget() {
-    state->actor.sync([&] { state->received.clear(); });
+    state->queue.sync([&] { state->received.clear(); });
 }
 
 int LoopbackService::openChannels() const {
     int count = 0;
-    state->actor.sync([&] { count = static_cast<int>(state->channels.size()); });
+    state->queue.sync([&] { count = static_cast<int>(state->channels.size()); });
     return count;
 }
 
 void LoopbackService::sendText(const QString& text) {
-    state->actor.sync(
+    state->queue.sync(
         [&] { state->onChannels([&](QWebSocket& channel) { channel.sendTextMessage(text); }); });
 }
 
 void LoopbackService::ping(const QByteArray& payload) {
-    state->actor.sync([&] { state->onChannels([&](QWebSocket& channel) { channel.ping(payload); }); });
+    state->queue.sync([&] { state->onChannels([&](QWebSocket& channel) { channel.ping(payload); }); });
 }
 
 void LoopbackService::closeChannels(int code) {
-    state->actor.sync([&] {
+    state->queue.sync([&] {
         state->onChannels([&](QWebSocket& channel) { channel.close(QWebSocketProtocol::CloseCode(code)); });
     });
 }
 
 void LoopbackService::dropChannels() {
-    state->actor.sync([&] { state->onChannels([](QWebSocket& channel) { channel.abort(); }); });
+    state->queue.sync([&] { state->onChannels([](QWebSocket& channel) { channel.abort(); }); });
 }
 
 } // namespace tavro::test

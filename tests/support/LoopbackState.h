@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Actor.h"
+#include "Core/SerialQueue.h"
 #include "support/LoopbackService.h"
 
 #include <QFile>
@@ -38,7 +38,7 @@ struct LoopbackService::State {
     std::unique_ptr<QTcpServer> server;
     std::unique_ptr<QWebSocketServer> webSockets;
     QList<QWebSocket*> channels;
-    Actor actor{QStringLiteral("loopback")}; // last: gone before what runs on it
+    SerialQueue queue{QStringLiteral("loopback")}; // last: gone before what runs on it
 
     void listen();
     void openChannel(QWebSocket* socket);

@@ -8,10 +8,6 @@ namespace tavro {
 
 namespace {
 
-// The recorded program comes first, then the sound, which cannot wait for long, then the picture.
-constexpr int audioNiceness = 5;
-constexpr int videoNiceness = 10;
-
 class MediaFileWriterFactory final : public AssetWriterFactory {
 public:
     std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path& file, FileType type) override {
@@ -33,7 +29,7 @@ std::shared_ptr<VideoWriterInput> MediaFileWriter::addVideoInput(const VideoSett
     if (pipeline->hasTrack() || !isUsable(settings.width) || !isUsable(settings.height))
         return nullptr;
     auto encoder = std::make_shared<X264Encoder>(settings);
-    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.videowriter"), videoNiceness);
+    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.videowriter"));
     return std::make_shared<VideoTrackInput>(settings, pipeline, std::move(encoder));
 }
 
@@ -41,7 +37,7 @@ std::shared_ptr<AudioWriterInput> MediaFileWriter::addAudioInput(const AudioSett
     if (pipeline->hasTrack() || settings.sampleRate <= 0 || settings.channels != 1 || settings.bitRate <= 0)
         return nullptr;
     auto encoder = std::make_shared<AACEncoder>(settings);
-    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.aacencoder"), audioNiceness);
+    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.aacencoder"));
     return std::make_shared<AudioTrackInput>(settings, pipeline, std::move(encoder));
 }
 

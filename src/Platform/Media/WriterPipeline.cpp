@@ -5,6 +5,9 @@
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/TrackCopy.h"
 
+#include <QTimer>
+
+#include <algorithm>
 #include <utility>
 
 namespace tavro {
@@ -12,6 +15,7 @@ namespace tavro {
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 using Status = AssetWriter::Status;
 
 // A packet that no other follows for this long goes into the file by itself …
@@ -37,10 +41,9 @@ WriterPipeline::~WriterPipeline() {
     cancel();
 }
 
-void WriterPipeline::setTrack(
-    std::shared_ptr<TrackEncoder> trackEncoder, const QString& label, int niceness) {
+void WriterPipeline::setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label) {
     encoder = std::move(trackEncoder);
-    queue = std::make_unique<SerialQueue>(label, niceness);
+    queue = std::make_unique<SerialQueue>(label);
 }
 
 bool WriterPipeline::start() {
@@ -91,7 +94,7 @@ void WriterPipeline::open() {
 }
 
 void WriterPipeline::add(libav::Packet packet) {
-    const auto now = SerialQueue::Clock::now();
+    const auto now = Clock::now();
     const bool afterSilence = now - std::exchange(lastPacket, now) >= longestWait;
     fragments->add(std::move(packet));
     if (afterSilence) // more of it is likely, so there is nothing to wait for
@@ -102,12 +105,13 @@ void WriterPipeline::add(libav::Packet packet) {
 
 void WriterPipeline::watchForSilence() {
     watching = true;
-    queue->at(lastPacket + longestWait, [this] {
+    const auto left = std::max<Clock::duration>(lastPacket + longestWait - Clock::now(), 0s);
+    QTimer::singleShot(std::chrono::ceil<std::chrono::milliseconds>(left), [this] {
         watching = false;
         run([this] {
             if (!fragments->hasUnwritten())
                 return;
-            if (SerialQueue::Clock::now() < lastPacket + longestWait)
+            if (Clock::now() < lastPacket + longestWait)
                 watchForSilence();
             else
                 fragments->flush(standingDuration);

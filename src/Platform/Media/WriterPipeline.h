@@ -18,7 +18,7 @@ public:
     ~WriterPipeline();
 
     bool hasTrack() const { return encoder != nullptr; }
-    void setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label, int niceness);
+    void setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label);
 
     bool start();
     void startSession(MediaTime sourceTime) { zero = sourceTime; }
@@ -53,7 +53,7 @@ private:
     // On the queue:
     OutputFile file;
     std::optional<FragmentedWriter> fragments;
-    SerialQueue::Clock::time_point lastPacket;
+    std::chrono::steady_clock::time_point lastPacket;
     bool watching = false;
 
     std::shared_ptr<TrackEncoder> encoder;

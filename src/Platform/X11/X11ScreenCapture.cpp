@@ -1,7 +1,7 @@
 #include "Platform/X11/X11ScreenCapture.h"
 
-#include "Core/Actor.h"
 #include "Core/Errors.h"
+#include "Core/SerialQueue.h"
 #include "Platform/Screen/WriterRecordingOutput.h"
 #include "Platform/X11/X11Content.h"
 #include "Platform/X11/X11ScreenStream.h"
@@ -38,7 +38,8 @@ public:
         , display(std::move(server)) {}
 
     QCoro::Task<ShareableContent> shareableContent() override {
-        const auto content = runInBackground([server = display] { return readContent(server); });
+        SerialQueue queue(QStringLiteral("x11-content")); // the server may take its time
+        const auto content = queue.run([server = display] { return readContent(server); });
         co_return co_await content;
     }
 
