@@ -8,6 +8,7 @@
 #include "Core/EventLoop.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Core/Tasks.h"
 #include "Permissions/OnboardingWizard.h"
 #include "Session/RecordingSession.h"
 #include "UI/ControlBarModel.h"
@@ -17,6 +18,7 @@
 #include "UI/Theme.h"
 
 #include <QCoreApplication>
+#include <QScopeGuard>
 #include <QTimer>
 
 namespace tavro {
@@ -51,14 +53,9 @@ QString text(bool value) {
     return value ? QStringLiteral("true") : QStringLiteral("false");
 }
 
-QCoro::Task<> run(std::function<QCoro::Task<>()> task) { // whose captures live here until it is done
-    auto running = task();
-    co_await running;
-}
-
-/// Starts a task when the event loop runs next: it may do away with the view whose button asked for it.
-void start(std::function<QCoro::Task<>()> task) {
-    EventLoop::current()->post([task = std::move(task)] { run(task); });
+/// Starts a task once the event loop runs again: the task may delete the view whose button asked for it.
+void startLater(const QString& name, std::function<QCoro::Task<>()> task) {
+    EventLoop::current()->post([name, task = std::move(task)] { startTask(name, task); });
 }
 
 } // namespace
@@ -162,10 +159,10 @@ void AppDelegate::openLogs() {
 
 void AppDelegate::startOperation(std::function<QCoro::Task<>()> operation) {
     ++operationsUnderWay;
-    start([this, operation = std::move(operation)]() -> QCoro::Task<> {
+    startLater(QStringLiteral("session"), [this, operation = std::move(operation)]() -> QCoro::Task<> {
+        const auto ended = qScopeGuard([this] { operationEnded(); });
         auto running = operation();
         co_await running;
-        operationEnded();
     });
 }
 
@@ -218,7 +215,7 @@ void AppDelegate::connectPauseAndRestart() {
     const auto connect = [this](ControlBarModel::Callback& callback, Operation operation, bool paused) {
         const std::weak_ptr model = controlModel;
         callback = [this, operation, paused, model] {
-            start([this, operation, paused, model]() -> QCoro::Task<> {
+            startLater(QStringLiteral("bar"), [this, operation, paused, model]() -> QCoro::Task<> {
                 auto attempted = attempt(operation);
                 co_await attempted;
                 if (const auto shown = model.lock())

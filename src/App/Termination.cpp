@@ -1,10 +1,12 @@
 #include "App/Termination.h"
 
 #include "Core/EventLoop.h"
+#include "Core/Tasks.h"
 
 #include <QEvent>
 #include <QEventLoop>
 #include <QGuiApplication>
+#include <QScopeGuard>
 #include <QSessionManager>
 #include <QTimer>
 
@@ -34,13 +36,13 @@ void Termination::begin() {
             guard.giveUp();
         EventLoop::current()->post([this] { quit(); }); // after what goes on now that it is given up
     });
-    makeSafeAndQuit();
+    startTask(QStringLiteral("quit"), [this] { return makeSafeAndQuit(); });
 }
 
 QCoro::Task<> Termination::makeSafeAndQuit() {
+    const auto end = qScopeGuard([this] { quit(); });
     auto safe = guard.makeSafe();
     co_await safe;
-    quit();
 }
 
 void Termination::quit() {

@@ -1,6 +1,7 @@
 #include "Permissions/OnboardingModel.h"
 
 #include "Auth/AppSignIn.h"
+#include "Core/Tasks.h"
 
 #include <QGuiApplication>
 
@@ -37,17 +38,19 @@ void OnboardingModel::grantScreen() {
 }
 
 void OnboardingModel::grantMicrophone() {
-    showAfter(services.permissions.requestMicrophone());
+    showAfter([this] { return services.permissions.requestMicrophone(); });
 }
 
 void OnboardingModel::grantSpeech() {
-    showAfter(services.permissions.requestSpeech());
+    showAfter([this] { return services.permissions.requestSpeech(); });
 }
 
-QCoro::Task<> OnboardingModel::showAfter(QCoro::Task<Grant> request) {
-    const auto self = shared_from_this();
-    co_await request;
-    refreshPerms();
+void OnboardingModel::showAfter(std::function<QCoro::Task<Grant>()> request) {
+    startTask(QStringLiteral("onboarding"), [self = shared_from_this(), request]() -> QCoro::Task<> {
+        auto answer = request();
+        co_await answer;
+        self->refreshPerms();
+    });
 }
 
 void OnboardingModel::relaunch() {
@@ -59,7 +62,7 @@ void OnboardingModel::signInOrOut() {
         services.signIn.signOut();
         setAccount(false, std::nullopt);
     } else {
-        signIn();
+        startTask(QStringLiteral("signIn"), [this] { return signIn(); });
     }
 }
 

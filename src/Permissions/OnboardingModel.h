@@ -68,7 +68,7 @@ signals:
     void isCompleteChanged();
 
 private:
-    QCoro::Task<> showAfter(QCoro::Task<Grant> request);
+    void showAfter(std::function<QCoro::Task<Grant>()> request);
     QCoro::Task<> signIn();
     void refreshPerms();
     void setAccount(bool signedIn, std::optional<QString> email);

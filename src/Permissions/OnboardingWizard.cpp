@@ -1,5 +1,7 @@
 #include "Permissions/OnboardingWizard.h"
 
+#include "Core/Tasks.h"
+
 void qml_register_types_Tavro_Onboarding(); // generated
 
 namespace tavro {
@@ -28,12 +30,12 @@ void OnboardingWizard::present() {
     currentWindow->onClosed = [this] { currentWindow.reset(); };
     currentWindow->showOrdinary(QStringLiteral("Welcome to Tavro"));
     currentModel = model;
-    model->appear();
+    startTask(QStringLiteral("onboarding"), [model] { return model->appear(); });
 }
 
 void OnboardingWizard::refreshAccount() {
     if (const auto model = currentModel.lock())
-        model->appear();
+        startTask(QStringLiteral("onboarding"), [model] { return model->appear(); });
 }
 
 } // namespace tavro

@@ -1,6 +1,7 @@
 #include "UI/SessionSetupController.h"
 
 #include "Backend/BackendClient.h"
+#include "Core/Tasks.h"
 
 namespace tavro {
 
@@ -27,7 +28,7 @@ void SessionSetupController::show() {
         {{QStringLiteral("model"), QVariant::fromValue(model.get())}}, model));
     currentWindow->onClosed = [this] { currentWindow.reset(); };
     currentWindow->showOrdinary(QStringLiteral("Tavro — New Session"));
-    model->load();
+    startTask(QStringLiteral("setup"), [model] { return model->load(); });
 }
 
 } // namespace tavro

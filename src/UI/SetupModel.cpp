@@ -3,6 +3,7 @@
 #include "Backend/BackendClient.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
+#include "Core/Tasks.h"
 
 #include <QStringList>
 
@@ -114,7 +115,7 @@ QCoro::Task<> SetupModel::loadDisplays() {
 
 void SetupModel::selectProject(const QString& id) {
     setProjectId(id);
-    reloadScenarios();
+    startTask(QStringLiteral("setup"), [this] { return reloadScenarios(); });
 }
 
 QCoro::Task<> SetupModel::createScenario(QString name) {
@@ -153,7 +154,7 @@ std::optional<SetupResult> SetupModel::makeResult() const {
 
 void SetupModel::add() {
     if (canAdd()) // a screen reader presses buttons that are disabled, too
-        createScenario(newName);
+        startTask(QStringLiteral("setup"), [this] { return createScenario(newName); });
 }
 
 void SetupModel::start() {
