@@ -7,9 +7,9 @@ namespace tavro {
 
 /// Posts functions to the event loop of one thread, in order.
 ///
-/// The functions travel as ordinary Qt events. QMetaObject::invokeMethod does the same, but ThreadSanitizer
-/// does not see the locks inside Qt and reports every function that it carries as a race. Here a mutex of
-/// ours orders the memory of the two threads. A QFuture has the same defect, see Promise.
+/// The functions travel as ordinary Qt events. QMetaObject::invokeMethod would do, but ThreadSanitizer sees
+/// no lock inside Qt and reports each function so carried as a race (tried with Qt 6.4). Here a mutex of ours
+/// orders the memory of the two threads.
 class EventLoop {
 public:
     using Work = std::function<void()>;

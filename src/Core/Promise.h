@@ -13,9 +13,12 @@
 
 namespace tavro {
 
-/// A value that will come, once, from any thread; `co_await` it from a coroutine on a thread with an event
-/// loop, which goes on there. Copies share the one value. The first of `resolve` and `reject` counts, later
-/// ones are dropped. At most one coroutine awaits it.
+/// A value that comes later, once, from any thread. A coroutine that awaits it goes on on its own thread,
+/// which has an event loop. Copies share the value. The first of `resolve` and `reject` counts, later ones
+/// are dropped. At most one coroutine awaits it.
+///
+/// QPromise and QFuture, awaited through QCoro, were tried: they hand an exception over inside Qt, which
+/// ThreadSanitizer reports as a race, they keep a second outcome, and each wait takes a QObject.
 template <class T>
 class Promise {
     using Stored = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
