@@ -243,36 +243,32 @@ auto HTTPBackend::onQueue(Operation operation) {
 }
 
 QCoro::Task<std::optional<User>> HTTPBackend::currentUser() {
-    auto user = onQueue([s = service.get()]() -> QCoro::Task<std::optional<User>> {
+    return onQueue([s = service.get()]() -> QCoro::Task<std::optional<User>> {
         auto answer = s->request("GET", u"/api/app/me"_qs);
         co_return decodeJson<User>(co_await answer);
     });
-    co_return co_await user;
 }
 
 QCoro::Task<std::vector<Project>> HTTPBackend::listProjects() {
-    auto projects = onQueue([s = service.get()]() -> QCoro::Task<std::vector<Project>> {
+    return onQueue([s = service.get()]() -> QCoro::Task<std::vector<Project>> {
         auto answer = s->request("GET", u"/api/app/projects"_qs);
         co_return decodeJson<std::vector<Project>>(co_await answer);
     });
-    co_return co_await projects;
 }
 
 QCoro::Task<std::vector<Scenario>> HTTPBackend::listScenarios(QString projectId) {
-    auto scenarios = onQueue([s = service.get(), projectId]() -> QCoro::Task<std::vector<Scenario>> {
+    return onQueue([s = service.get(), projectId]() -> QCoro::Task<std::vector<Scenario>> {
         auto answer = s->request("GET", u"/api/app/projects/%1/scenarios"_qs.arg(projectId));
         co_return decodeJson<std::vector<Scenario>>(co_await answer);
     });
-    co_return co_await scenarios;
 }
 
 QCoro::Task<Scenario> HTTPBackend::createScenario(QString projectId, QString name, QString description) {
-    auto scenario = onQueue([s = service.get(), projectId, name, description]() -> QCoro::Task<Scenario> {
+    return onQueue([s = service.get(), projectId, name, description]() -> QCoro::Task<Scenario> {
         auto answer = s->request("POST", u"/api/app/projects/%1/scenarios"_qs.arg(projectId),
             encodeJson(NewScenario{name, description}));
         co_return decodeJson<Scenario>(co_await answer);
     });
-    co_return co_await scenario;
 }
 
 QCoro::Task<SessionHandle> HTTPBackend::createSession(
@@ -290,15 +286,14 @@ QCoro::Task<SessionHandle> HTTPBackend::createSession(
 }
 
 QCoro::Task<> HTTPBackend::sendEvent(QString, LiveEvent event) {
-    auto sent = onQueue([s = service.get(), event]() -> QCoro::Task<> {
+    return onQueue([s = service.get(), event]() -> QCoro::Task<> {
         auto written = s->sendEvent(event);
         co_await written;
     });
-    co_await sent;
 }
 
 QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
-    auto key = onQueue([s = service.get(), sessionId, file]() -> QCoro::Task<QString> {
+    return onQueue([s = service.get(), sessionId, file]() -> QCoro::Task<QString> {
         const QString session = u"/api/app/sessions/"_qs + sessionId;
         auto answer =
             s->request("POST", session + u"/upload-url"_qs, encodeJson(UploadKind{u"video/mp4"_qs}));
@@ -310,20 +305,18 @@ QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem
         co_await noted;
         co_return presign.key;
     });
-    co_return co_await key;
 }
 
 QCoro::Task<> HTTPBackend::finishSession(QString, double durationSeconds) {
-    auto finished = onQueue([s = service.get(), durationSeconds]() -> QCoro::Task<> {
+    return onQueue([s = service.get(), durationSeconds]() -> QCoro::Task<> {
         auto sent = s->sendEvent(event::Finished{durationSeconds});
         co_await sent;
         s->closeChannel();
     });
-    co_await finished;
 }
 
 QCoro::Task<> HTTPBackend::deleteSession(QString sessionId) {
-    auto deleted = onQueue([s = service.get(), sessionId]() -> QCoro::Task<> {
+    return onQueue([s = service.get(), sessionId]() -> QCoro::Task<> {
         try {
             auto sent = s->sendEvent(event::Deleted());
             co_await sent;
@@ -333,7 +326,6 @@ QCoro::Task<> HTTPBackend::deleteSession(QString sessionId) {
         auto answer = s->request("DELETE", u"/api/app/sessions/"_qs + sessionId);
         co_await answer;
     });
-    co_await deleted;
 }
 
 void HTTPBackend::setUploadProgress(UploadProgress progress) {

@@ -52,35 +52,31 @@ void MockBackend::persistEventLog(const QString& sessionId) {
 }
 
 QCoro::Task<std::optional<User>> MockBackend::currentUser() {
-    auto result = queue.run([this] { return user; });
-    co_return co_await result;
+    return queue.run([this] { return user; });
 }
 
 QCoro::Task<std::vector<Project>> MockBackend::listProjects() {
-    auto result = queue.run([this] { return projects; });
-    co_return co_await result;
+    return queue.run([this] { return projects; });
 }
 
 QCoro::Task<std::vector<Scenario>> MockBackend::listScenarios(QString projectId) {
-    auto result = queue.run([this, projectId] {
+    return queue.run([this, projectId] {
         std::vector<Scenario> ofProject;
         std::copy_if(scenarios.begin(), scenarios.end(), std::back_inserter(ofProject),
             [&](const Scenario& scenario) { return scenario.projectId == projectId; });
         return ofProject;
     });
-    co_return co_await result;
 }
 
 QCoro::Task<Scenario> MockBackend::createScenario(QString projectId, QString name, QString description) {
-    auto result = queue.run([this, projectId, name, description] {
+    return queue.run([this, projectId, name, description] {
         return scenarios.emplace_back(Scenario{freshId(), projectId, name, description});
     });
-    co_return co_await result;
 }
 
 QCoro::Task<SessionHandle> MockBackend::createSession(
     QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) {
-    auto result = queue.run([this, scenarioId, appUrl, captureTarget] {
+    return queue.run([this, scenarioId, appUrl, captureTarget] {
         const Session session{
             freshId(), scenarioId, SessionStatus::active, appUrl, captureTarget, 0, std::nullopt};
         sessions.emplace(session.id, session);
@@ -89,20 +85,18 @@ QCoro::Task<SessionHandle> MockBackend::createSession(
         std::filesystem::create_directories(sessionFolder(session.id), ignored);
         return SessionHandle{session};
     });
-    co_return co_await result;
 }
 
 QCoro::Task<> MockBackend::sendEvent(QString sessionId, LiveEvent event) {
-    auto done = queue.run([this, sessionId, event] {
+    return queue.run([this, sessionId, event] {
         existing(sessionId);
         events[sessionId].push_back(event);
         persistEventLog(sessionId);
     });
-    co_await done;
 }
 
 QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
-    auto key = queue.run([this, sessionId, file] {
+    return queue.run([this, sessionId, file] {
         Session& session = existing(sessionId);
         session.status = SessionStatus::uploading;
         const auto video = sessionFolder(sessionId) / videoName;
@@ -112,35 +106,31 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
         session.status = SessionStatus::uploaded;
         return *session.videoKey;
     });
-    co_return co_await key;
 }
 
 QCoro::Task<> MockBackend::finishSession(QString sessionId, double durationSeconds) {
-    auto done = queue.run([this, sessionId, durationSeconds] {
+    return queue.run([this, sessionId, durationSeconds] {
         Session& session = existing(sessionId);
         session.durationSeconds = durationSeconds;
         session.status = SessionStatus::finishing;
     });
-    co_await done;
 }
 
 QCoro::Task<> MockBackend::deleteSession(QString sessionId) {
-    auto done = queue.run([this, sessionId] {
+    return queue.run([this, sessionId] {
         existing(sessionId);
         sessions.erase(sessionId);
         events.erase(sessionId);
         std::error_code ignored;
         std::filesystem::remove_all(sessionFolder(sessionId), ignored);
     });
-    co_await done;
 }
 
 QCoro::Task<std::optional<Session>> MockBackend::storedSession(QString sessionId) {
-    auto result = queue.run([this, sessionId]() -> std::optional<Session> {
+    return queue.run([this, sessionId]() -> std::optional<Session> {
         const auto found = sessions.find(sessionId);
         return found == sessions.end() ? std::nullopt : std::optional(found->second);
     });
-    co_return co_await result;
 }
 
 } // namespace tavro

@@ -72,14 +72,13 @@ public:
     /// Waits until `work` has run. Any thread but the queue's own.
     void sync(const Work& work);
 
-    /// Runs `operation`, a function or a coroutine function without arguments. Await the result for its
-    /// value; the caller goes on on its own thread. Any thread.
-    template <class Operation>
-    auto run(Operation operation) {
-        using T = typename detail::Outcome<std::invoke_result_t<Operation>>::type;
-        Promise<T> promise;
+    /// Runs `operation`, a function or a coroutine function without arguments, and has its outcome. Submits
+    /// it at once. The caller has an event loop and goes on on its own thread.
+    template <class Operation, class T = typename detail::Outcome<std::invoke_result_t<Operation>>::type>
+    QCoro::Task<T> run(Operation operation) {
+        const Promise<T> promise;
         async([promise, operation = std::move(operation)] { detail::fulfil<T>(promise, operation); });
-        return promise;
+        co_return co_await promise;
     }
 
 private:
