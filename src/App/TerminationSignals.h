@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QSocketNotifier>
+#include "Core/Waker.h"
 
-#include <array>
+#include <QSocketNotifier>
 
 namespace tavro {
 
@@ -15,7 +15,7 @@ public:
     TerminationSignals& operator=(const TerminationSignals&) = delete;
 
 private:
-    std::array<int, 2> sockets;
+    Waker waker;
     QSocketNotifier notifier;
 };
 

@@ -10,15 +10,11 @@ namespace tavro {
 class AuthError final : public Error {
 public:
     enum class Case { failed };
-    explicit AuthError(Case which) : value(which) {}
-    Case which() const { return value; }
-    QString domain() const override;
-    int code() const override { return static_cast<int>(value); }
-    QString text() const override; ///< the case's name
-    bool operator==(const AuthError& other) const { return value == other.value; }
-
-private:
-    Case value;
+    explicit AuthError(Case which)
+        : Error(QStringLiteral("Tavro.AuthError"), static_cast<int>(which), Named{QStringLiteral("failed")}) {
+    }
+    Case which() const { return static_cast<Case>(code()); }
+    bool operator==(const AuthError& other) const { return which() == other.which(); }
 };
 
 } // namespace tavro

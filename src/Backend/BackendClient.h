@@ -19,15 +19,12 @@ namespace tavro {
 class BackendError final : public Error {
 public:
     enum class Case { notFound, notAuthenticated };
-    explicit BackendError(Case which) : value(which) {}
-    Case which() const { return value; }
-    QString domain() const override;
-    int code() const override { return static_cast<int>(value); }
-    QString text() const override; ///< the case's name
-    bool operator==(const BackendError& other) const { return value == other.value; }
-
-private:
-    Case value;
+    explicit BackendError(Case which)
+        : Error(QStringLiteral("Tavro.BackendError"), static_cast<int>(which),
+              Named{which == Case::notFound ? QStringLiteral("notFound")
+                                            : QStringLiteral("notAuthenticated")}) {}
+    Case which() const { return static_cast<Case>(code()); }
+    bool operator==(const BackendError& other) const { return which() == other.which(); }
 };
 
 struct SessionHandle {

@@ -33,15 +33,9 @@ namespace tavro {
 class JsonError final : public Error {
 public:
     enum class Case { malformed, missingKey, wrongType, unknownName, notFinite };
-    JsonError(Case which, QString message) : value(which), text_(std::move(message)) {}
-    Case which() const { return value; }
-    QString domain() const override { return QStringLiteral("Tavro.JSON"); }
-    int code() const override { return static_cast<int>(value); }
-    QString message() const override { return text_; }
-
-private:
-    Case value;
-    QString text_;
+    JsonError(Case which, QString message)
+        : Error(QStringLiteral("Tavro.JSON"), static_cast<int>(which), std::move(message)) {}
+    Case which() const { return static_cast<Case>(code()); }
 };
 
 namespace json {

@@ -5,23 +5,19 @@
 
 namespace tavro {
 
-QString Error::text() const {
-    const QString own = message();
-    return QStringLiteral("Error Domain=%1 Code=%2%3")
-        .arg(domain())
-        .arg(code())
-        .arg(own.isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(own));
-}
-
-const char* Error::what() const noexcept {
-    whatText = text().toUtf8();
-    return whatText.constData();
-}
-
-PlatformError::PlatformError(QString domain, int code, QString message)
+Error::Error(QString domain, int code, QString message)
     : errorDomain(std::move(domain))
     , errorCode(code)
-    , errorMessage(std::move(message)) {}
+    , errorMessage(std::move(message))
+    , logText(QStringLiteral("Error Domain=%1 Code=%2").arg(errorDomain).arg(errorCode).toUtf8()) {
+    if (!errorMessage.isEmpty())
+        logText += " \"" + errorMessage.toUtf8() + '"';
+}
+
+Error::Error(QString domain, int code, const Named& named)
+    : errorDomain(std::move(domain))
+    , errorCode(code)
+    , logText(named.name.toUtf8()) {}
 
 namespace {
 

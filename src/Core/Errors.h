@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <exception>
+#include <utility>
 
 namespace tavro {
 
@@ -11,30 +12,35 @@ namespace tavro {
 /// Failures travel as exceptions, unchanged, from where they arise to whoever handles them.
 class Error : public std::exception {
 public:
-    virtual QString domain() const = 0;
-    virtual int code() const = 0;
-    /// Text for people; empty when the error has none of its own.
-    virtual QString message() const { return {}; }
-    /// The error as it reads inside a log line, e.g. "notFound".
-    virtual QString text() const;
-    const char* what() const noexcept override;
+    const QString& domain() const { return errorDomain; }
+    int code() const { return errorCode; }
+    const QString& message() const { return errorMessage; } ///< for people; may be empty
+    QString text() const {
+        return QString::fromUtf8(logText);
+    } ///< as it reads in a log line, e.g. "notFound"
+    const char* what() const noexcept override { return logText.constData(); }
 
-private:
-    mutable QByteArray whatText;
-};
-
-/// A failure of the platform layer or of a library below it. `message` keeps the library's own words.
-class PlatformError final : public Error {
-public:
-    PlatformError(QString domain, int code, QString message = {});
-    QString domain() const override { return errorDomain; }
-    int code() const override { return errorCode; }
-    QString message() const override { return errorMessage; }
+protected:
+    /// An error that reads like "Error Domain=D Code=1 "why"" in the log.
+    Error(QString domain, int code, QString message);
+    /// A named case. It has no text for people, and reads as `name` in the log.
+    struct Named {
+        QString name;
+    };
+    Error(QString domain, int code, const Named& named);
 
 private:
     QString errorDomain;
     int errorCode;
     QString errorMessage;
+    QByteArray logText;
+};
+
+/// A failure of the platform layer or of a library below it. The message keeps the library's own words.
+class PlatformError final : public Error {
+public:
+    PlatformError(QString domain, int code, QString message = {})
+        : Error(std::move(domain), code, std::move(message)) {}
 };
 
 /// What any caught exception says of itself, whether it is an `Error` or not.

@@ -4,7 +4,8 @@
 
 namespace tavro {
 
-/// Wakes a thread that waits for descriptors. Throws std::system_error when it gets none.
+/// Wakes a thread that waits for descriptors, or an event loop through a QSocketNotifier. Throws
+/// std::system_error when the system has no descriptor left.
 class Waker {
 public:
     Waker();
@@ -12,7 +13,7 @@ public:
     Waker(const Waker&) = delete;
     Waker& operator=(const Waker&) = delete;
 
-    void wake();  ///< any thread
+    void wake();  ///< any thread, any signal handler
     void clear(); ///< the waiting thread, once awake
     int descriptor() const { return fd; }
 

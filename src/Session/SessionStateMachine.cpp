@@ -54,13 +54,11 @@ QString name(SessionAction action) {
     return QLatin1String(actionNames.at(static_cast<std::size_t>(action)));
 }
 
-QString SessionStateMachine::TransitionError::domain() const {
-    return QStringLiteral("Tavro.SessionStateMachine.TransitionError");
-}
-
-QString SessionStateMachine::TransitionError::text() const {
-    return QStringLiteral("invalid(from: %1, action: %2)").arg(name(fromPhase), name(refusedAction));
-}
+SessionStateMachine::TransitionError::TransitionError(SessionPhase phase, SessionAction refused)
+    : Error(QStringLiteral("Tavro.SessionStateMachine.TransitionError"), 0,
+          Named{QStringLiteral("invalid(from: %1, action: %2)").arg(name(phase), name(refused))})
+    , fromPhase(phase)
+    , refusedAction(refused) {}
 
 void SessionStateMachine::apply(SessionAction action) {
     const auto* allowed = std::ranges::find_if(

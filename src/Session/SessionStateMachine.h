@@ -30,14 +30,9 @@ public:
     /// An action that does not fit the phase: `invalid(from:action:)`.
     class TransitionError final : public Error {
     public:
-        TransitionError(SessionPhase phase, SessionAction refused)
-            : fromPhase(phase)
-            , refusedAction(refused) {}
+        TransitionError(SessionPhase phase, SessionAction refused);
         SessionPhase from() const { return fromPhase; }
         SessionAction action() const { return refusedAction; }
-        QString domain() const override;
-        int code() const override { return 0; }
-        QString text() const override;
         bool operator==(const TransitionError& other) const {
             return fromPhase == other.fromPhase && refusedAction == other.refusedAction;
         }
