@@ -4,28 +4,38 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <algorithm>
+#include <utility>
+
 namespace tavro {
 
 namespace {
 
-std::optional<QString> percentDecoded(const QString& text) {
+std::optional<QString> decoded(QByteArrayView bytes) {
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QByteArray bytes = QByteArray::fromPercentEncoding(text.toUtf8());
-    QString decoded = utf8(bytes);
-    return utf8.hasError() ? std::nullopt : std::optional(std::move(decoded));
+    QString text = utf8(bytes);
+    return utf8.hasError() ? std::nullopt : std::optional(std::move(text));
+}
+
+std::optional<QString> percentDecoded(const QString& text) {
+    return decoded(QByteArray::fromPercentEncoding(text.toUtf8()));
 }
 
 } // namespace
 
+std::optional<QString> LocalCallbackServer::extractCode(QByteArrayView received) {
+    const QString text = decoded(received).value_or(QString());
+    // Whole lines only: a line cut short could hold a code cut short.
+    return extractCode(text.first(std::max<qsizetype>(0, text.lastIndexOf(QStringLiteral("\r\n")))));
+}
+
 std::optional<QString> LocalCallbackServer::extractCode(const QString& request) {
     const QStringList lines = request.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
-    if (lines.isEmpty())
-        return std::nullopt;
-    const QStringList words = lines.first().split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QStringList words = lines.value(0).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     if (words.size() < 2)
         return std::nullopt;
     const QUrl url(QStringLiteral("http://localhost") + words[1], QUrl::StrictMode);
-    if (!url.isValid() || !url.hasQuery())
+    if (!url.isValid())
         return std::nullopt;
     // Not QUrlQuery: it cannot tell an item without a value from one with an empty value.
     for (const QString& item : url.query(QUrl::FullyEncoded).split(QLatin1Char('&'))) {

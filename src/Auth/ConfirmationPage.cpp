@@ -1,10 +1,9 @@
-#include "Auth/ConfirmationPage.h"
+#include "Auth/LocalCallbackServer.h"
 
 namespace tavro {
 
-namespace {
-
-constexpr char page[] = R"html(<!DOCTYPE html>
+QByteArray LocalCallbackServer::response() {
+    static constexpr char page[] = R"html(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
@@ -25,12 +24,8 @@ p { font-size: 14px; line-height: 1.6; color: #A99E90; }
 <body>
 <main class="card">
 <svg class="mark" width="40" height="40" viewBox="0 0 64 64" aria-hidden="true">
-<g fill="none" stroke="#E9DFC9" stroke-width="5" stroke-linecap="round" stroke-linejoin="round">
-<path d="M14 26V14H26"/>
-<path d="M38 14H50V26"/>
-<path d="M50 38V50H38"/>
-<path d="M26 50H14V38"/>
-</g>
+<path d="M14 26V14H26M38 14H50V26M50 38V50H38M26 50H14V38"
+  fill="none" stroke="#E9DFC9" stroke-width="5" stroke-linecap="round" stroke-linejoin="round"/>
 <circle cx="32" cy="32" r="7" fill="#C66B47"/>
 </svg>
 <h1>You're signed in</h1>
@@ -39,10 +34,6 @@ p { font-size: 14px; line-height: 1.6; color: #A99E90; }
 </body>
 </html>
 )html";
-
-} // namespace
-
-QByteArray confirmationResponse() {
     const QByteArray body(page, sizeof page - 1);
     return "HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: " +
            QByteArray::number(body.size()) + "\r\n\r\n" + body;

@@ -1,10 +1,20 @@
 #include "Auth/LocalCallbackServer.h"
 
 #include "Auth/AuthError.h"
-#include "Auth/CallbackListener.h"
+#include "Core/SerialQueue.h"
 #include "Core/Log.h"
+#include "Core/Waker.h"
 
+#include <QSocketNotifier>
+#include <QTcpServer>
+#include <QTimer>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace tavro {
@@ -13,34 +23,119 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr std::size_t mostConnections = 64;
+constexpr std::size_t longestReceive = 4096;
+// What a client may still be sending when it has its answer; a browser is done, or ends, long before.
+constexpr ssize_t longestDrain = 1 << 20;
+constexpr std::chrono::milliseconds drainTime = 2s;
 constexpr int attempts = 300;
 constexpr auto pause = 10ms;
+constexpr auto pauseAfterFailure = 100ms; // accepting fails while descriptors are short
 
-LoopbackSockets openSockets() {
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        LoopbackSockets sockets = LoopbackSockets::open();
-        if (sockets.port != 0)
-            return sockets;
-        std::this_thread::sleep_for(pause);
+// Hands over each accepted descriptor as it is: QTcpSocket cannot answer a client that has ended its side.
+class Listener : public QTcpServer {
+public:
+    explicit Listener(std::function<void(int accepted)> handler) : serve(std::move(handler)) {
+        connect(this, &QTcpServer::acceptError, this, [this](QAbstractSocket::SocketError error) {
+            if (error != QAbstractSocket::UnsupportedSocketOperationError)
+                return QTimer::singleShot(pauseAfterFailure, this, &QTcpServer::resumeAccepting);
+            Log::error(QStringLiteral("callback server: listener failed: ") + errorString());
+            close();
+        });
     }
-    return {};
-}
+
+private:
+    void incomingConnection(qintptr descriptor) override { serve(static_cast<int>(descriptor)); }
+
+    const std::function<void(int accepted)> serve;
+};
 
 } // namespace
+
+// One client: one receive, one answer, and it is over.
+class LocalCallbackServer::Connection {
+public:
+    Connection(int accepted, std::chrono::milliseconds limit, CodeHandler handler)
+        : socket(accepted)
+        , onCode(std::move(handler))
+        , readable(accepted, QSocketNotifier::Read) {
+        QObject::connect(&readable, &QSocketNotifier::activated, &readable, [this] { receive(); });
+        QObject::connect(&timer, &QTimer::timeout, &timer, [this] { end(); });
+        timer.start(limit);
+    }
+    ~Connection() { end(); }
+
+    // Negative when it is over.
+    std::chrono::milliseconds remainingTime() const { return timer.remainingTimeAsDuration(); }
+
+private:
+    // A socket closed over unread data resets the connection, and the browser may lose the page with it: what
+    // the client still has to say after its answer is read and thrown away until it ends, too.
+    void receive() {
+        std::array<char, longestReceive> buffer;
+        const ssize_t size = ::recv(socket, buffer.data(), buffer.size(), MSG_DONTWAIT);
+        if (size < 0 && (errno == EAGAIN || errno == EINTR))
+            return;
+        if (!isAnswered)
+            return answer(QByteArrayView(buffer.data(), std::max<ssize_t>(size, 0)));
+        drained += size;
+        if (size <= 0 || drained > longestDrain)
+            end();
+    }
+
+    void answer(QByteArrayView request) {
+        if (const auto code = extractCode(request))
+            onCode(*code);
+        const QByteArray page = response();
+        const auto size = static_cast<std::size_t>(page.size());
+        // An empty send buffer takes the whole page at once.
+        if (::send(socket, page.constData(), size, MSG_NOSIGNAL | MSG_DONTWAIT) != page.size())
+            return end();
+        ::shutdown(socket, SHUT_WR);
+        isAnswered = true;
+        timer.start(std::min(remainingTime(), drainTime));
+    }
+
+    void end() {
+        timer.stop();
+        readable.setEnabled(false);
+        if (socket >= 0)
+            ::close(std::exchange(socket, -1));
+    }
+
+    int socket;
+    const CodeHandler onCode;
+    QSocketNotifier readable;
+    QTimer timer;
+    bool isAnswered = false;
+    ssize_t drained = 0;
+};
 
 LocalCallbackServer::LocalCallbackServer(std::chrono::milliseconds connectionLimit)
     : limit(connectionLimit) {}
 
-LocalCallbackServer::~LocalCallbackServer() = default;
+LocalCallbackServer::~LocalCallbackServer() {
+    if (thread)
+        thread->sync([this] {
+            listeners.clear();
+            connections.clear();
+        });
+}
 
 int LocalCallbackServer::start(CodeHandler onCode) {
     stop();
     int port = 0;
     try {
-        LoopbackSockets sockets = openSockets();
-        port = sockets.port;
-        if (port != 0)
-            listener = std::make_unique<CallbackListener>(std::move(sockets), std::move(onCode), limit);
+        if (!thread) {
+            // Qt aborts the process when a new event loop gets no descriptors. It takes two, the ports two.
+            const std::array<Waker, 4> obtainable;
+            thread = std::make_unique<SerialQueue>(QStringLiteral("callback-server"));
+        }
+        for (int attempt = 0; attempt < attempts && port == 0; ++attempt) {
+            if (attempt > 0)
+                std::this_thread::sleep_for(pause);
+            port = listen(onCode);
+        }
     } catch (...) {
         Log::error(QStringLiteral("callback server: NWListener init failed: ") + describeCurrentError().text);
         throw;
@@ -54,11 +149,43 @@ int LocalCallbackServer::start(CodeHandler onCode) {
     return port;
 }
 
+// Returns 0 when the two families have no free port in common, for now.
+int LocalCallbackServer::listen(const CodeHandler& onCode) {
+    quint16 port = 0;
+    std::optional<PlatformError> failure;
+    thread->sync([&] {
+        const auto accept = [this, onCode](int accepted) { serve(accepted, onCode); };
+        auto ipv4 = std::make_unique<Listener>(accept);
+        auto ipv6 = std::make_unique<Listener>(accept);
+        if (!ipv4->listen(QHostAddress::LocalHost)) {
+            failure.emplace(QStringLiteral("QAbstractSocket"), ipv4->serverError(), ipv4->errorString());
+            return;
+        }
+        // Browsers take "localhost" to mean either family. Not every system has the second.
+        if (!ipv6->listen(QHostAddress::LocalHostIPv6, ipv4->serverPort()) &&
+            ipv6->serverError() == QAbstractSocket::AddressInUseError)
+            return;
+        port = ipv4->serverPort();
+        listeners.push_back(std::move(ipv4));
+        listeners.push_back(std::move(ipv6));
+    });
+    if (failure)
+        throw PlatformError(*failure);
+    return port;
+}
+
 void LocalCallbackServer::stop() {
-    if (!listener)
-        return;
-    listener->close();
-    stopped = std::move(listener);
+    if (thread)
+        thread->sync([this] { listeners.clear(); });
+}
+
+// When too many are there, one that is over makes room, or else the one that would have to go next anyway, so
+// that idle clients keep nobody out.
+void LocalCallbackServer::serve(int accepted, const CodeHandler& onCode) {
+    if (connections.size() >= mostConnections)
+        connections.erase(std::min_element(connections.begin(), connections.end(),
+            [](const auto& a, const auto& b) { return a->remainingTime() < b->remainingTime(); }));
+    connections.push_back(std::make_unique<Connection>(accepted, limit, onCode));
 }
 
 } // namespace tavro
