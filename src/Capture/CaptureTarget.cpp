@@ -9,11 +9,6 @@
 namespace tavro::CaptureCatalog {
 namespace {
 
-QString bracketed(const QStringList& ids) {
-    return ids.isEmpty() ? QStringLiteral("[]")
-                         : QStringLiteral("[\"%1\"]").arg(ids.join(QStringLiteral("\", \"")));
-}
-
 std::optional<ContentFilter> windowFilter(const ShareableContent& content, const QString& identifier) {
     for (const ShareableWindow& window : content.windows)
         if (QString::number(window.windowID) == identifier)
@@ -37,6 +32,11 @@ std::optional<ContentFilter> displayFilter(
 }
 
 } // namespace
+
+QString bracketed(const QStringList& ids) {
+    return ids.isEmpty() ? QStringLiteral("[]")
+                         : QStringLiteral("[\"%1\"]").arg(ids.join(QStringLiteral("\", \"")));
+}
 
 QCoro::Task<std::vector<CaptureOption>> displays(ScreenCaptureService& screen) {
     auto query = screen.shareableContent();

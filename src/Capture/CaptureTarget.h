@@ -28,6 +28,9 @@ QCoro::Task<std::vector<CaptureOption>> displays(ScreenCaptureService& screen);
 /// there.
 QCoro::Task<std::optional<ContentFilter>> filter(ScreenCaptureService& screen, CaptureTargetMeta target);
 
+/// A list of ids as it stands in the log, e.g. `["1", "2"]`.
+QString bracketed(const QStringList& ids);
+
 } // namespace CaptureCatalog
 
 } // namespace tavro

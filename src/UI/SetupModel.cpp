@@ -28,10 +28,10 @@ QVariantList items(const Records& records, Text text) {
 }
 
 QString targetIdentifiers(const std::vector<CaptureOption>& options) {
-    QStringList quoted;
+    QStringList identifiers;
     for (const CaptureOption& option : options)
-        quoted << QLatin1Char('"') + option.meta.identifier + QLatin1Char('"');
-    return QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']');
+        identifiers << option.meta.identifier;
+    return CaptureCatalog::bracketed(identifiers);
 }
 
 } // namespace
