@@ -1,35 +1,25 @@
 #include "Platform/Desktop/XEmbedTray.h"
 
-#include <QByteArray>
-#include <QGuiApplication>
-#include <xcb/xcb.h>
+#include "Platform/Xcb/GuiConnection.h"
 
-#include <cstdlib>
-#include <memory>
 #include <span>
 
 namespace tavro {
 namespace {
-
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-template <class Reply>
-using ReplyPtr = std::unique_ptr<Reply, Free>;
 
 constexpr std::size_t colorComponents = 3; // red, green, blue of the ordinary symbol come first
 constexpr std::uint32_t brightest = 0xffff;
 
 } // namespace
 
-XEmbedTray::XEmbedTray(std::function<void()> handler) : appeared(std::move(handler)) {
-    if (const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
-        connection = x11->connection();
+XEmbedTray::XEmbedTray(std::function<void()> handler)
+    : appeared(std::move(handler))
+    , connection(gui::connection()) {
     if (!connection)
         return;
-    selection = atom("_NET_SYSTEM_TRAY_S0");
-    manager = atom("MANAGER");
-    colors = atom("_NET_SYSTEM_TRAY_COLORS");
+    selection = gui::atom(connection, "_NET_SYSTEM_TRAY_S0");
+    manager = gui::atom(connection, "MANAGER");
+    colors = gui::atom(connection, "_NET_SYSTEM_TRAY_COLORS");
     qGuiApp->installNativeEventFilter(this);
 }
 
@@ -45,7 +35,7 @@ std::optional<bool> XEmbedTray::wantsLightSymbols() const {
         return std::nullopt;
     const auto cookie =
         xcb_get_property(connection, 0, window, colors, XCB_ATOM_CARDINAL, 0, colorComponents);
-    const ReplyPtr<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection, cookie, nullptr));
+    const XcbHandle<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection, cookie, nullptr));
     if (!reply || reply->format != 32 || reply->value_len < colorComponents)
         return std::nullopt;
     const std::span rgb(
@@ -67,19 +57,7 @@ bool XEmbedTray::nativeEventFilter(const QByteArray& type, void* message, qintpt
 }
 
 std::uint32_t XEmbedTray::owner() const {
-    if (!connection)
-        return XCB_WINDOW_NONE;
-    const auto cookie = xcb_get_selection_owner(connection, selection);
-    const ReplyPtr<xcb_get_selection_owner_reply_t> reply(
-        xcb_get_selection_owner_reply(connection, cookie, nullptr));
-    return reply ? reply->owner : 0;
-}
-
-std::uint32_t XEmbedTray::atom(const QByteArray& name) const {
-    const auto cookie =
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData());
-    const ReplyPtr<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : 0;
+    return connection ? gui::selectionOwner(connection, selection) : xcb_window_t{XCB_WINDOW_NONE};
 }
 
 } // namespace tavro

@@ -23,10 +23,9 @@ public:
 
 private:
     std::uint32_t owner() const;
-    std::uint32_t atom(const QByteArray& name) const;
 
     const std::function<void()> appeared;
-    xcb_connection_t* connection = nullptr; // Qt's
+    xcb_connection_t* const connection; // Qt's; null on other displays
     std::uint32_t selection = 0, manager = 0, colors = 0;
 };
 

@@ -1,42 +1,23 @@
 #include "Platform/Windowing/DesktopWindowing.h"
 
-#include <QGuiApplication>
+#include "Platform/Xcb/GuiConnection.h"
+
 #include <QPainterPath>
 #include <QRegion>
 #include <QTransform>
 #include <QWindow>
 #include <xcb/shape.h>
-#include <xcb/xcb.h>
 
-#include <array>
-#include <cstdlib>
-#include <memory>
-#include <string>
 #include <vector>
 
 namespace tavro {
 
 namespace {
 
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
+using gui::atom;
+using gui::connection;
 
-/// Null when the program is not on an X server.
-xcb_connection_t* connection() {
-    const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* x, const std::string& name) {
-    const auto request = xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.data());
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, request, nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-}
-
-void setProperty(xcb_connection_t* x, xcb_window_t window, const std::string& name, xcb_atom_t type,
+void setProperty(xcb_connection_t* x, xcb_window_t window, const QByteArray& name, xcb_atom_t type,
     const std::vector<std::uint32_t>& values) {
     xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, name), type, 32,
         static_cast<std::uint32_t>(values.size()), values.data());
@@ -66,9 +47,7 @@ bool DesktopWindowing::isComposited() const {
     if (!x)
         return true;
     // The compositor of a screen owns this selection; Qt has windows on the first screen only.
-    const auto request = xcb_get_selection_owner(x, atom(x, "_NET_WM_CM_S0"));
-    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(x, request, nullptr));
-    return reply && reply->owner != XCB_WINDOW_NONE;
+    return gui::selectionOwner(x, atom(x, "_NET_WM_CM_S0")) != XCB_WINDOW_NONE;
 }
 
 bool DesktopWindowing::placesWindows() const {

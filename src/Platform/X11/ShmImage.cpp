@@ -30,7 +30,7 @@ ShmImage::ShmImage(X11Connection& x, std::size_t bytes) : connection(x), length(
     memory = static_cast<std::uint8_t*>(mapped);
     id = xcb_generate_id(connection);
     const auto attached = xcb_shm_attach_fd_checked(connection, id, file, 0); // takes the descriptor
-    const X11Reply<xcb_generic_error_t> error(xcb_request_check(connection, attached));
+    const XcbHandle<xcb_generic_error_t> error(xcb_request_check(connection, attached));
     if (error || connection.isBroken()) {
         ::munmap(memory, length);
         throw noSharedMemory(QStringLiteral("the server refused it"));

@@ -89,7 +89,7 @@ private:
     void takeNoteOfEvents() {
         const bool waiting = grabber.mayHaveChanged();
         bool news = false;
-        while (const X11Event event{xcb_poll_for_event(connection)})
+        while (const XcbHandle<xcb_generic_event_t> event{xcb_poll_for_event(connection)})
             news = grabber.handle(*event) || news;
         if (news) {
             const auto time = Clock::now();

@@ -1,22 +1,16 @@
 #pragma once
 
+#include "Platform/Xcb/XcbHandles.h"
+
 #include <QByteArray>
 #include <QString>
 
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <xcb/xcb.h>
 
 namespace tavro {
-
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-using X11Event = std::unique_ptr<xcb_generic_event_t, FreeMemory>;
-template <class Reply>
-using X11Reply = std::unique_ptr<Reply, FreeMemory>;
 
 /// A connection to an X server with the extensions that a capture needs. One thread at a time.
 class X11Connection {
@@ -47,8 +41,8 @@ public:
     /// the connection broke, or it was given up. Example: `reply(xcb_query_tree_reply, xcb_query_tree(c,
     /// w))`.
     template <class Reply, class Cookie>
-    X11Reply<Reply> reply(Reply* (*)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) {
-        return X11Reply<Reply>(static_cast<Reply*>(waitForReply(cookie.sequence)));
+    XcbHandle<Reply> reply(Reply* (*)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) {
+        return XcbHandle<Reply>(static_cast<Reply*>(waitForReply(cookie.sequence)));
     }
 
 private:

@@ -6,7 +6,7 @@
 namespace tavro {
 namespace {
 
-using PropertyReply = X11Reply<xcb_get_property_reply_t>;
+using PropertyReply = XcbHandle<xcb_get_property_reply_t>;
 
 std::vector<xcb_window_t> managedWindows(X11Connection& x) {
     const xcb_atom_t list = x.atom("_NET_CLIENT_LIST");
