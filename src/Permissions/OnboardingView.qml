@@ -127,7 +127,6 @@ FocusScope {
             anchors.right: parent.right
             text: "Done"
             enabled: view.model.isComplete
-            opacity: enabled ? 1 : 0.5
             onClicked: view.model.done()
         }
     }

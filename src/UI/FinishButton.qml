@@ -1,20 +1,12 @@
 import QtQuick
-import QtQuick.Templates as T
 import Tavro.UI
 
 // Ends the recording.
-T.Button {
+PillButton {
     id: control
 
     text: "Finish"
-    leftPadding: 14
-    rightPadding: 14
-    topPadding: 7
-    bottomPadding: 7
-    implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
-    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
-    Accessible.name: text
-    Accessible.onPressAction: clicked()
+    surface.color: Theme.c.sage
 
     contentItem: Row {
         spacing: 6
@@ -24,20 +16,14 @@ T.Button {
             width: Theme.scaled(12)
             height: Theme.scaled(12)
             name: "checkmark"
-            color: Theme.c.paper
+            color: control.textColor
         }
         Text {
             anchors.verticalCenter: parent.verticalCenter
             text: control.text
-            font: Theme.bodySemiBold
-            color: Theme.c.paper
+            font: control.font
+            color: control.textColor
             Accessible.ignored: true
         }
-    }
-    background: Rectangle {
-        radius: height / 2
-        color: Theme.c.sage
-
-        FocusRing { around: control }
     }
 }

@@ -86,7 +86,6 @@ FocusScope {
                     anchors.verticalCenter: parent.verticalCenter
                     text: "Add"
                     enabled: form.model.canAdd
-                    opacity: enabled ? 1 : 0.5
                     onClicked: form.model.add()
                 }
             }
@@ -156,7 +155,6 @@ FocusScope {
                 anchors.verticalCenter: parent.verticalCenter
                 text: "Start"
                 enabled: form.model.canStart
-                opacity: enabled ? 1 : 0.5
                 onClicked: form.model.start()
             }
         }

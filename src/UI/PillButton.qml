@@ -1,0 +1,35 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tavro.UI
+
+// What the buttons with a text share: the ends are round, and the size is that of what they hold.
+T.Button {
+    id: control
+
+    property color textColor: Theme.c.paper
+    readonly property alias surface: surface
+
+    horizontalPadding: 14
+    verticalPadding: 7
+    implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
+    implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
+    font: Theme.bodySemiBold
+    Accessible.name: text
+    Accessible.onPressAction: clicked()
+
+    contentItem: Text {
+        text: control.text
+        font: control.font
+        color: control.textColor
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        Accessible.ignored: true
+    }
+    background: Rectangle {
+        id: surface
+
+        radius: height / 2
+
+        FocusRing { around: control }
+    }
+}
