@@ -15,7 +15,7 @@
 #include "UI/RecordingControlPanel.h"
 #include "UI/SessionSetupController.h"
 #include "UI/StatusBarController.h"
-#include "UI/Theme.h"
+#include "UI/Palette.h"
 
 #include <QCoreApplication>
 #include <QScopeGuard>
@@ -195,7 +195,7 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
         co_return;
     }
     showControlPanel();
-    statusBar->setTint(Theme::record());
+    statusBar->setTint(Palette().record);
     Log::info(QStringLiteral("beginSession: control panel shown, recording active"));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "UI/Palette.h"
 #include "UI/Theme.h"
 
 #include <QFont>
@@ -8,39 +9,13 @@
 
 namespace tavro {
 
-/// The palette as `Theme.c` in QML.
-class QmlPalette {
-    Q_GADGET
-    QML_VALUE_TYPE(tavroPalette)
-    Q_PROPERTY(QColor sage READ sage CONSTANT)
-    Q_PROPERTY(QColor clay READ clay CONSTANT)
-    Q_PROPERTY(QColor sand READ sand CONSTANT)
-    Q_PROPERTY(QColor paper READ paper CONSTANT)
-    Q_PROPERTY(QColor bark READ bark CONSTANT)
-    Q_PROPERTY(QColor card READ card CONSTANT)
-    Q_PROPERTY(QColor border READ border CONSTANT)
-    Q_PROPERTY(QColor muted READ muted CONSTANT)
-    Q_PROPERTY(QColor record READ record CONSTANT)
-
-public:
-    QColor sage() const { return Theme::sage(); }
-    QColor clay() const { return Theme::clay(); }
-    QColor sand() const { return Theme::sand(); }
-    QColor paper() const { return Theme::paper(); }
-    QColor bark() const { return Theme::bark(); }
-    QColor card() const { return Theme::card(); }
-    QColor border() const { return Theme::border(); }
-    QColor muted() const { return Theme::muted(); }
-    QColor record() const { return Theme::record(); }
-};
-
 /// The theme as the QML singleton `Theme`. Text is as large as the desktop wants it: the sizes given are for
 /// an ordinary text size, and `scaled()` takes a length that has to grow with the text along.
 class QmlTheme : public QObject {
     Q_OBJECT
     QML_NAMED_ELEMENT(Theme)
     QML_SINGLETON
-    Q_PROPERTY(tavro::QmlPalette c READ c CONSTANT)
+    Q_PROPERTY(tavro::Palette c READ c CONSTANT)
     Q_PROPERTY(double rMd READ rMd CONSTANT)
     Q_PROPERTY(QFont title READ title CONSTANT)
     Q_PROPERTY(QFont heading READ heading CONSTANT)
@@ -52,7 +27,7 @@ class QmlTheme : public QObject {
     Q_PROPERTY(QFont section READ section CONSTANT)
 
 public:
-    QmlPalette c() const { return {}; }
+    Palette c() const { return {}; }
     double rMd() const { return Theme::rMd; }
 
     QFont title() const;        ///< Fraunces 30, semibold

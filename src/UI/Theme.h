@@ -1,23 +1,11 @@
 #pragma once
 
-#include <QColor>
-
 #include <filesystem>
 #include <vector>
 
-/// What all windows look alike by: one warm, dark palette (sRGB, opaque), a corner radius and three
-/// typefaces. Main thread. Views written in QML see the same as `Theme`, see QmlTheme.h.
+/// What all windows look alike by, beside the colours (see Palette.h): a corner radius and three typefaces.
+/// Main thread. Views written in QML see the same as `Theme`, see QmlTheme.h.
 namespace tavro::Theme {
-
-const QColor& sage();   ///< Finish button, level fill, granted icons, section titles
-const QColor& clay();   ///< primary buttons, pressed control symbol
-const QColor& sand();   ///< secondary text and symbols
-const QColor& paper();  ///< primary text, text on filled buttons
-const QColor& bark();   ///< window and bar backgrounds
-const QColor& card();   ///< cards, circular controls
-const QColor& border(); ///< outlines, level-meter track
-const QColor& muted();  ///< notes, ungranted icons
-const QColor& record(); ///< recording dot
 
 inline constexpr double rMd = 10; ///< corner radius of cards, points
 

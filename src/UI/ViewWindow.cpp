@@ -1,6 +1,6 @@
 #include "UI/ViewWindow.h"
 
-#include "UI/Theme.h"
+#include "UI/Palette.h"
 
 #include <QGuiApplication>
 #include <QQmlEngine>
@@ -43,7 +43,7 @@ QString text(const QList<QQmlError>& errors) {
 ViewWindow::ViewWindow(const QString& view, const QVariantMap& properties, std::shared_ptr<void> keptGiven)
     : detail::ViewSupport{sharedEngine(), std::move(keptGiven)}
     , QQuickView(qmlEngine.get(), nullptr) {
-    setColor(Theme::bark());
+    setColor(Palette().bark);
     setResizeMode(QQuickView::SizeRootObjectToView);
     setInitialProperties(properties);
     setSource(QUrl(QStringLiteral("qrc:/qml/Tavro/") + view));
