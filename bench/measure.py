@@ -2,9 +2,9 @@
 """Measures tavro-take against other recorders on the same screens, in the same run.
 
 CPU is percent of one core: the recorder's own, plus what the X server spends beyond what it spends on the same
-screen unrecorded. "held" counts the painted frames that are in the file, of those painted between its first and
-its last; "SSIM" compares frames of the file with the pictures painted. The ratios are against ffmpeg's x11grab
-at the same preset and CRF; a bar is what we hold ourselves to.
+screen unrecorded. "PSS MB" is the recorder's memory, as its proportional set size. "held" counts the painted frames
+that are in the file, of those painted between its first and its last; "SSIM" compares frames of the file with the
+pictures painted. The ratios are against ffmpeg's x11grab at the same preset and CRF; a bar is what we hold ourselves to.
 """
 
 import argparse
@@ -40,7 +40,7 @@ def measure(recorder, scene, server_base, folder):
     recorder.start(folder, WARM_UP + WINDOW + TAIL)
     time.sleep(WARM_UP)
     own, server = usage.percent_over(WINDOW, [recorder.process.pid], [server_pid()])
-    memory = usage.resident_mb(recorder.process.pid)
+    memory = usage.memory_mb(recorder.process.pid)
     if recorder.name == "ssr":
         time.sleep(TAIL)
     file = recorder.stop()
@@ -65,13 +65,13 @@ def run_scene(scene, chosen):
     with usage.Programs([PAINTER, *arguments]):
         (server_base,) = usage.percent_over(4, [server_pid()])
         print(f"\n{scene}: X server alone {server_base:.1f} %")
-        print(f"  {'':8}{'CPU %':>8}{'own %':>8}{'MB':>7}{'held':>9}{'frames':>8}{'kbit/s':>9}{'SSIM':>9}")
+        print(f"  {'':8}{'CPU %':>8}{'own %':>8}{'PSS MB':>8}{'held':>9}{'frames':>8}{'kbit/s':>9}{'SSIM':>9}")
         for recorder in chosen:
             with tempfile.TemporaryDirectory(prefix="tavro-bench-") as folder:
                 r = results[recorder.name] = measure(recorder, scene, server_base, pathlib.Path(folder))
             order = "" if r["order"] else "  out of order!"
             print(
-                f"  {recorder.name:8}{r['cpu']:8.2f}{r['own']:8.2f}{r['memory']:7.0f}{r['held']:9.2%}"
+                f"  {recorder.name:8}{r['cpu']:8.2f}{r['own']:8.2f}{r['memory']:8.0f}{r['held']:9.2%}"
                 f"{r['frames']:8}{r['kbps']:9.0f}{r['ssim']:9.5f}{order}",
                 flush=True,
             )

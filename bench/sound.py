@@ -63,11 +63,11 @@ def measure_cost(server, _):
 
 
 def memory_over(process, seconds):
-    """Resident MB at minute 1, or half-way through a shorter take, and shortly before the end."""
+    """MB (PSS) at minute 1, or half-way through a shorter take, and shortly before the end."""
     marks, sizes, start = [min(60.0, seconds / 2), seconds - 2], [], time.monotonic()
     for mark in marks:
         time.sleep(max(0.0, start + mark - time.monotonic()))
-        sizes.append(usage.resident_mb(process.pid))
+        sizes.append(usage.memory_mb(process.pid))
     return marks[0] / 60, *sizes
 
 
@@ -85,7 +85,7 @@ def measure_synchrony(server, minutes):
     print(f"  {found['pairs']} of {found['flashes']} flashes with a beep, {found['least']} to {found['most']} ms apart")
     kept = usage.verdict("apart at the start", abs(found["begin"]), START_BAR, "ms")
     kept &= usage.verdict("moved until the end", abs(found["moved"]), MOVED_BAR, "ms")
-    print(f"  memory {early:.1f} MB at minute {mark:g}, {late:.1f} MB at the end")
+    print(f"  memory (PSS) {early:.1f} MB at minute {mark:g}, {late:.1f} MB at the end")
     return usage.verdict("memory's growth, ratio", late / early, MEMORY_BAR, "") and kept
 
 

@@ -21,11 +21,12 @@ def percent_over(seconds, *groups):
     return [100 * (b - a) / elapsed for a, b in zip(before, after)]
 
 
-def resident_mb(pid):
-    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
-        if line.startswith("VmRSS:"):
+def memory_mb(pid):
+    """What the process costs the machine: its own memory and its share of what it has in common with others (PSS)."""
+    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines():
+        if line.startswith("Pss:"):
             return int(line.split()[1]) / 1024
-    raise RuntimeError("no VmRSS")
+    raise RuntimeError("no Pss")
 
 
 def wait_for(condition, what, process, seconds=30):
