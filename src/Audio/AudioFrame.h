@@ -1,16 +1,16 @@
 #pragma once
 
-#include <cstdint>
+#include "Platform/TakeFormat.h"
+
 #include <functional>
 #include <vector>
 
 namespace tavro {
 
-/// What travels between the stages of the sound pipeline: mono samples of 16 bits, 16 000 a second, any
-/// number.
-using AudioFrame = std::vector<std::int16_t>;
+/// What travels between the stages of the sound pipeline: any number of mono samples of the take.
+using AudioFrame = std::vector<TakeFormat::Sample>;
 using AudioFrameHandler = std::function<void(AudioFrame frame)>;
 
-inline constexpr double audioFrameRate = 16'000; ///< Hz
+inline constexpr double audioFrameRate = TakeFormat::sampleRate; ///< Hz
 
 } // namespace tavro

@@ -8,8 +8,7 @@
 namespace tavro {
 
 namespace {
-constexpr int sampleRate = 16'000;
-constexpr AudioSettings encoderSettings{sampleRate, 1, 64'000};
+constexpr AudioSettings encoderSettings{TakeFormat::sampleRate, 1, TakeFormat::audioBitRate};
 } // namespace
 
 MixedAudioWriter::MixedAudioWriter(AssetWriterFactory& factory_)
@@ -21,7 +20,7 @@ void MixedAudioWriter::start(const std::filesystem::path& url) {
     auto writer = factory.makeAssetWriter(url, FileType::appleM4A);
     auto input = writer->addAudioInput(encoderSettings);
     writer->startWriting();
-    writer->startSession({0, sampleRate});
+    writer->startSession({0, TakeFormat::sampleRate});
     queue.sync([&] {
         writerInput = std::move(input);
         assetWriter.swap(writer); // a file left open is given up with `writer`, off the queue
@@ -38,7 +37,7 @@ void MixedAudioWriter::appendFrame(AudioFrame frame) {
 void MixedAudioWriter::write(const AudioFrame& frame) {
     if (!sessionStarted || !writerInput || !writerInput->isReadyForMoreMediaData())
         return;
-    writerInput->append(frame, {sampleCount, sampleRate});
+    writerInput->append(frame, {sampleCount, TakeFormat::sampleRate});
     sampleCount += static_cast<std::int64_t>(frame.size());
 }
 

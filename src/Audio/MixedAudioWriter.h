@@ -12,7 +12,7 @@
 
 namespace tavro {
 
-/// Stores mixed audio frames as AAC. The n-th sample written lies at n/16000 s of
+/// Stores mixed audio frames as AAC. The n-th sample written lies at n / `TakeFormat::sampleRate` s of
 /// the file: a frame that is dropped closes up the time line. One file at a time; reused for every take.
 class MixedAudioWriter {
 public:

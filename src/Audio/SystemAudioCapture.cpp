@@ -3,6 +3,7 @@
 #include "Audio/PCMConverter.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
+#include "Platform/TakeFormat.h"
 
 #include <QUuid>
 
@@ -14,7 +15,6 @@ namespace tavro {
 namespace {
 
 constexpr SystemVersion firstWithTaps{14, 2};
-constexpr double deviceRate = 48'000;
 
 PlatformError failure(int code, const QString& text) {
     return PlatformError(QStringLiteral("Tavro.Audio"), code, text);
@@ -33,7 +33,8 @@ PCMBufferPtr planes(const AudioIOBuffer& buffer) {
     const auto* samples = static_cast<const float*>(buffer.data);
     auto result = std::make_shared<PCMBuffer>();
     result->frameLength = static_cast<std::uint32_t>(buffer.byteSize / bytesPerFrame);
-    result->format = {AudioFormat::Sample::float32, deviceRate, std::min(channels, 2U), false};
+    result->format = {
+        AudioFormat::Sample::float32, TakeFormat::computerSoundRate, std::min(channels, 2U), false};
     for (std::uint32_t c = 0; c < result->format.channelCount; ++c) {
         std::vector<float>& plane = result->floatChannels.emplace_back(result->frameLength);
         for (std::size_t i = 0; i < plane.size(); ++i)

@@ -5,6 +5,7 @@
 #include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Platform/TakeFormat.h"
 
 #include <system_error>
 #include <utility>
@@ -14,8 +15,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr StreamConfiguration streamConfiguration{
-    .width = 1920, .height = 1080, .minimumFrameInterval = 1'000'000us / 60, .queueDepth = 6};
+constexpr StreamConfiguration streamConfiguration{.width = TakeFormat::width,
+    .height = TakeFormat::height,
+    .minimumFrameInterval = 1'000'000us / TakeFormat::framesPerSecond,
+    .queueDepth = 6};
 
 // The time between two pictures must be one that the file format can tell, in microseconds some 35 minutes.
 constexpr auto longestHold = 10min;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/TakeFormat.h"
 #include "Platform/VideoFrame.h"
 
 #include <qcoro/qcorotask.h>
@@ -40,8 +41,8 @@ public:
 
 class AudioWriterInput : public AssetWriterInput {
 public:
-    /// `samples`: mono, signed 16 bits, at the input's sample rate; `time` of the first of them. Copied.
-    virtual bool append(std::span<const std::int16_t> samples, MediaTime time) = 0;
+    /// `samples`: mono, at the input's sample rate; `time` of the first of them. Copied.
+    virtual bool append(std::span<const TakeFormat::Sample> samples, MediaTime time) = 0;
 };
 
 struct VideoSettings { ///< H.264

@@ -1,6 +1,7 @@
 #include "Platform/Media/FragmentedWriter.h"
 
 #include "Platform/Media/LibavError.h"
+#include "Platform/TakeFormat.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -12,11 +13,7 @@ namespace tavro {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr AVRational microsecondBase{1, std::micro::den};
-// What a killed process loses at most of a busy take, with room for the frames on their way.
-constexpr std::chrono::microseconds targetFragmentLength = 400ms;
 
 } // namespace
 
@@ -24,7 +21,7 @@ FragmentedWriter::FragmentedWriter(OutputFile& file_, FileType type, const Track
     : file(file_)
     , timeBase(track.timeBase)
     , lastDuration(inTrackTime(track.lastDuration))
-    , fragmentLength(inTrackTime(targetFragmentLength))
+    , fragmentLength(inTrackTime(TakeFormat::fragmentLength))
     , muxer(libav::makeMuxer(file_, type)) {
     stream = libav::addTrack(*muxer, *track.parameters, timeBase);
     // The index waits for the first packet, which says where the track begins.

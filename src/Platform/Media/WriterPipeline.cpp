@@ -4,6 +4,7 @@
 #include "Core/Paths.h"
 #include "Platform/Media/LibavError.h"
 #include "Platform/Media/TrackCopy.h"
+#include "Platform/TakeFormat.h"
 
 #include <QTimer>
 
@@ -18,10 +19,8 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Status = AssetWriter::Status;
 
-// A packet that no other follows for this long goes into the file by itself …
+// A packet that no other follows for this long goes into the file by itself, as a picture of a still screen.
 constexpr auto longestWait = 300ms;
-// … as a picture that stands as long as a still screen's do.
-constexpr std::chrono::microseconds standingDuration = 1s;
 
 // From fragments to one whole.
 void rewrite(const std::filesystem::path& path, FileType type, std::chrono::microseconds length) {
@@ -98,7 +97,7 @@ void WriterPipeline::add(libav::Packet packet) {
     const bool afterSilence = now - std::exchange(lastPacket, now) >= longestWait;
     fragments->add(std::move(packet));
     if (afterSilence) // more of it is likely, so there is nothing to wait for
-        fragments->flush(standingDuration);
+        fragments->flush(TakeFormat::stillFrameInterval);
     else if (!watching)
         watchForSilence();
 }
@@ -114,7 +113,7 @@ void WriterPipeline::watchForSilence() {
             if (Clock::now() < lastPacket + longestWait)
                 watchForSilence();
             else
-                fragments->flush(standingDuration);
+                fragments->flush(TakeFormat::stillFrameInterval);
         });
     });
 }

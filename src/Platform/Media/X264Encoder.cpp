@@ -1,6 +1,7 @@
 #include "Platform/Media/X264Encoder.h"
 
 #include "Platform/Media/LibavError.h"
+#include "Platform/TakeFormat.h"
 
 #include <algorithm>
 #include <array>
@@ -22,10 +23,6 @@ using std::chrono::microseconds;
 using namespace std::chrono_literals;
 
 constexpr AVRational timeBase{1, std::micro::den};
-constexpr int mostFramesPerSecond = 60;
-// Key frames stand at most 5 s apart, and a still screen gives a frame only once a second.
-constexpr microseconds keyFrameInterval = 5s;
-constexpr microseconds longestFrameInterval = 1s;
 
 void setColours(x264_param_t& parameters) {
     constexpr int bt709 = 1; // as H.264 numbers primaries, transfer and matrix
@@ -35,21 +32,15 @@ void setColours(x264_param_t& parameters) {
     parameters.vui.b_fullrange = 0;
 }
 
-// Where little changes, key frames are most of what the file holds: more would buy nothing that anybody sees,
-// and what stands would be coded again with every frame finer than the key frame.
-constexpr int quantizer = 16, fastQuantizer = 17, keyFrameQuantizer = 17, stillQuantizer = 20;
 // Still is where less than one block in so many changes.
 constexpr int stillKeyFramePart = 2, stillFramePart = 16;
-// Frames that follow each other faster than this are seen for a shorter time than others and cost more a
-// second.
+// Frames that follow each other faster than this are fast.
 constexpr microseconds fastInterval = 25ms;
 
-// A film over all of the screen would make a file nobody wants to upload. Beyond this many bytes a second,
-// measured over about half a second, coarser quantizers take back two thirds of the excess.
-constexpr double unrestrainedRate = 2e6;
+// Of the bytes a second beyond the unrestrained rate, measured over about half a second, coarser quantizers
+// take back two thirds.
 constexpr double rateMemory = 0.5; // seconds
 constexpr double quantizersPerHalving = 6, restraint = 4;
-constexpr int mostRestraint = 16;
 
 // A distance of quantizers as the ratio of step sizes, which double every six.
 float factor(int quantizers) {
@@ -58,7 +49,7 @@ float factor(int quantizers) {
 
 x264_param_t makeParameters(const VideoSettings& settings) {
     x264_param_t parameters;
-    x264_param_default_preset(&parameters, "superfast", "zerolatency");
+    x264_param_default_preset(&parameters, TakeFormat::videoPreset, "zerolatency");
     parameters.i_width = settings.width;
     parameters.i_height = settings.height;
     parameters.i_csp = X264_CSP_I420;
@@ -67,7 +58,7 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     // Frames keep their own times, but the encoder is not to measure how long one stands: for that it would
     // hold it back until the next.
     parameters.b_vfr_input = 0;
-    parameters.i_fps_num = mostFramesPerSecond;
+    parameters.i_fps_num = TakeFormat::framesPerSecond;
     parameters.i_fps_den = 1;
     parameters.i_timebase_num = timeBase.num;
     parameters.i_timebase_den = timeBase.den;
@@ -79,9 +70,10 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     // coefficients lose the small differences that scrolled text leaves, more with each frame; and only a
     // restrained film has block edges worth filtering.
     parameters.rc.i_rc_method = X264_RC_CQP;
-    parameters.rc.i_qp_constant = quantizer;
+    parameters.rc.i_qp_constant = TakeFormat::quantizer;
     parameters.rc.f_ip_factor = 1;
-    parameters.rc.f_pb_factor = factor(mostRestraint + 1); // only a limit: there are no frames of that kind
+    parameters.rc.f_pb_factor =
+        factor(TakeFormat::mostRestraint + 1); // only a limit: there are no frames of that kind
     parameters.rc.i_aq_mode = X264_AQ_NONE;
     parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
     parameters.analyse.b_transform_8x8 = 0;
@@ -175,29 +167,32 @@ TrackDescription X264Encoder::open() {
     described.color_range = AVCOL_RANGE_MPEG;
     setExtradata(described, headers(encoder.get()));
     track.timeBase = timeBase;
-    track.lastDuration = microseconds(1s) / mostFramesPerSecond;
+    track.lastDuration = microseconds(1s) / TakeFormat::framesPerSecond;
     return track;
 }
 
 // The next frame may come as late as a still screen's does, so one that comes sooner than that before the end
 // of the interval is the last that can be sure to keep it.
 bool X264Encoder::isKeyFrameDue(microseconds time) const {
-    return !lastKeyFrame || time - *lastKeyFrame > keyFrameInterval - longestFrameInterval;
+    return !lastKeyFrame ||
+           time - *lastKeyFrame > TakeFormat::keyFrameInterval - TakeFormat::stillFrameInterval;
 }
 
 int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
     const auto most = blocks.size() / (isKeyFrame ? stillKeyFramePart : stillFramePart);
     if (!lastKeyFrame || blocks.count(0) < most)
-        return stillQuantizer;
+        return TakeFormat::stillQuantizer;
     if (isKeyFrame)
-        return keyFrameQuantizer;
-    return (time - lastFrame < fastInterval ? fastQuantizer : quantizer) + restrained();
+        return TakeFormat::keyFrameQuantizer;
+    return (time - lastFrame < fastInterval ? TakeFormat::fastQuantizer : TakeFormat::quantizer) +
+           restrained();
 }
 
 int X264Encoder::restrained() const {
-    if (freeRate <= unrestrainedRate)
+    if (freeRate <= TakeFormat::unrestrainedRate)
         return 0;
-    return std::min(static_cast<int>(restraint * std::log2(freeRate / unrestrainedRate)), mostRestraint);
+    return std::min(static_cast<int>(restraint * std::log2(freeRate / TakeFormat::unrestrainedRate)),
+        TakeFormat::mostRestraint);
 }
 
 // What the frame would have taken without restraint.

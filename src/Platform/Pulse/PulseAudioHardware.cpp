@@ -1,6 +1,7 @@
 #include "PulseAudioHardware.h"
 
 #include "Core/SerialQueue.h"
+#include "Platform/TakeFormat.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +11,7 @@ namespace tavro::pulse {
 namespace {
 
 constexpr std::size_t channels = 2;
-constexpr std::uint32_t rate = 48'000;
+constexpr std::uint32_t rate = TakeFormat::computerSoundRate;
 constexpr std::size_t callbackFrames = 960; // 20 ms
 
 // One I/O callback: a copy of the frames goes with it, so nothing is shared with the client's thread.

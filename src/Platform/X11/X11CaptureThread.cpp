@@ -4,6 +4,7 @@
 #include "Core/Log.h"
 #include "Platform/Screen/Canvas.h"
 #include "Platform/Screen/FramePacer.h"
+#include "Platform/TakeFormat.h"
 #include "Platform/X11/X11Grabber.h"
 
 #include <algorithm>
@@ -17,7 +18,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-constexpr auto repeatInterval = 1s;
 // The server may let others in while somebody draws: what belongs together is there a moment after it began.
 constexpr auto settleTime = 2ms;
 constexpr auto lastAnswerWithin = 500ms; // of a server, once the capture is to stop
@@ -111,7 +111,7 @@ private:
     bool isTimeToGrab() {
         return !isBroken && grabber.mayHaveChanged() && grabTime() <= Clock::now() && canSend();
     }
-    bool isTimeToRepeat() { return Clock::now() >= lastSent + repeatInterval && canSend(); }
+    bool isTimeToRepeat() { return Clock::now() >= lastSent + TakeFormat::stillFrameInterval && canSend(); }
 
     void takeFrame() {
         const bool repeat = isTimeToRepeat();
@@ -152,7 +152,7 @@ private:
     }
 
     void wait() {
-        auto until = lastSent + repeatInterval;
+        auto until = lastSent + TakeFormat::stillFrameInterval;
         if (!isBroken && grabber.mayHaveChanged())
             until = std::min(until, grabTime());
         // Without room or a canvas whoever makes some wakes us.
