@@ -35,7 +35,8 @@ TrackDescription AACEncoder::open() {
     return track;
 }
 
-void AACEncoder::encode(std::span<const std::int16_t> samples, std::int64_t position, const Output& output) {
+void AACEncoder::encode(const TrackContent& content, const Output& output) {
+    const auto& [samples, position] = std::get<TrackSamples>(content);
     const std::int64_t next = encoded + static_cast<std::int64_t>(waiting.size());
     for (std::int64_t gap = position - next; gap > 0; gap -= codec->frame_size) {
         waiting.insert(
@@ -45,7 +46,7 @@ void AACEncoder::encode(std::span<const std::int16_t> samples, std::int64_t posi
     const auto known =
         std::clamp<std::int64_t>(next - position, 0, static_cast<std::int64_t>(samples.size()));
     std::transform(samples.begin() + known, samples.end(), std::back_inserter(waiting),
-        [](std::int16_t sample) { return static_cast<float>(sample) / 32768.0F; });
+        [](TakeFormat::Sample sample) { return static_cast<float>(sample) / 32768.0F; });
     encodeWholeFrames(output);
 }
 

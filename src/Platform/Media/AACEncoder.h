@@ -14,9 +14,7 @@ public:
     explicit AACEncoder(const AudioSettings& settings);
 
     TrackDescription open() override;
-    /// The next samples of the stream, the first of which is `position` samples from its start. Where samples
-    /// are missing before it there is silence; those that are there already are left out.
-    void encode(std::span<const std::int16_t> samples, std::int64_t position, const Output& output);
+    void encode(const TrackContent& content, const Output& output) override;
     void drain(const Output& output) override;
 
 private:

@@ -9,37 +9,23 @@ namespace {
 constexpr std::chrono::seconds longestBacklog{60};
 } // namespace
 
-AudioTrackInput::AudioTrackInput(const AudioSettings& settings_, std::shared_ptr<WriterPipeline> pipeline_,
-    std::shared_ptr<AACEncoder> encoder_)
+AudioTrackInput::AudioTrackInput(const AudioSettings& settings_, std::shared_ptr<WriterPipeline> pipeline_)
     : settings(settings_)
-    , pipeline(std::move(pipeline_))
-    , encoder(std::move(encoder_)) {}
+    , pipeline(std::move(pipeline_)) {}
 
 bool AudioTrackInput::isReadyForMoreMediaData() const {
-    return !finished && pipeline->sessionStart() && *waiting < longestBacklog.count() * settings.sampleRate &&
-           pipeline->isWriting();
+    return !finished && pipeline->takes(longestBacklog.count() * settings.sampleRate);
 }
 
-bool AudioTrackInput::append(std::span<const std::int16_t> samples, MediaTime time) {
+bool AudioTrackInput::append(std::span<const TakeFormat::Sample> samples, MediaTime time) {
     if (!isReadyForMoreMediaData())
         return false;
-    const auto position = samplePosition(time);
+    const auto position = pipeline->position(time, settings.sampleRate);
     if (position < 0)
         return false;
-    *waiting += static_cast<std::int64_t>(samples.size());
-    pipeline->submit([copy = std::vector<std::int16_t>(samples.begin(), samples.end()), position,
-                         encoder = encoder, waiting = waiting](const TrackEncoder::Output& output) {
-        *waiting -= static_cast<std::int64_t>(copy.size());
-        encoder->encode(copy, position, output);
-    });
+    pipeline->submit(
+        TrackSamples{{samples.begin(), samples.end()}, position}, static_cast<std::int64_t>(samples.size()));
     return true;
-}
-
-std::int64_t AudioTrackInput::samplePosition(MediaTime time) const {
-    const MediaTime start = *pipeline->sessionStart();
-    const AVRational samples{1, settings.sampleRate};
-    return av_rescale_q(time.value, {1, time.timescale}, samples) -
-           av_rescale_q(start.value, {1, start.timescale}, samples);
 }
 
 } // namespace tavro

@@ -1,8 +1,10 @@
 #include "Platform/Media/MediaFileWriter.h"
 
+#include "Platform/Media/AACEncoder.h"
 #include "Platform/Media/AudioTrackInput.h"
 #include "Platform/Media/Media.h"
 #include "Platform/Media/VideoTrackInput.h"
+#include "Platform/Media/X264Encoder.h"
 
 namespace tavro {
 
@@ -28,17 +30,17 @@ std::shared_ptr<VideoWriterInput> MediaFileWriter::addVideoInput(const VideoSett
     const auto isUsable = [](int size) { return size > 0 && size % 2 == 0; };
     if (pipeline->hasTrack() || !isUsable(settings.width) || !isUsable(settings.height))
         return nullptr;
-    auto encoder = std::make_shared<X264Encoder>(settings);
-    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.videowriter"));
-    return std::make_shared<VideoTrackInput>(settings, pipeline, std::move(encoder));
+    pipeline->setTrack(
+        std::make_unique<X264Encoder>(settings), QStringLiteral("com.quembridge.tavro.videowriter"));
+    return std::make_shared<VideoTrackInput>(settings, pipeline);
 }
 
 std::shared_ptr<AudioWriterInput> MediaFileWriter::addAudioInput(const AudioSettings& settings) {
     if (pipeline->hasTrack() || settings.sampleRate <= 0 || settings.channels != 1 || settings.bitRate <= 0)
         return nullptr;
-    auto encoder = std::make_shared<AACEncoder>(settings);
-    pipeline->setTrack(encoder, QStringLiteral("com.quembridge.tavro.aacencoder"));
-    return std::make_shared<AudioTrackInput>(settings, pipeline, std::move(encoder));
+    pipeline->setTrack(
+        std::make_unique<AACEncoder>(settings), QStringLiteral("com.quembridge.tavro.aacencoder"));
+    return std::make_shared<AudioTrackInput>(settings, pipeline);
 }
 
 bool MediaFileWriter::startWriting() {

@@ -9,16 +9,14 @@ namespace {
 constexpr int mostFramesWaiting = 4;
 } // namespace
 
-VideoTrackInput::VideoTrackInput(const VideoSettings& settings_, std::shared_ptr<WriterPipeline> pipeline_,
-    std::shared_ptr<X264Encoder> encoder_)
+VideoTrackInput::VideoTrackInput(const VideoSettings& settings_, std::shared_ptr<WriterPipeline> pipeline_)
     : settings(settings_)
-    , pipeline(std::move(pipeline_))
-    , encoder(std::move(encoder_)) {
+    , pipeline(std::move(pipeline_)) {
     damage.addAll();
 }
 
 bool VideoTrackInput::isReadyForMoreMediaData() const {
-    return !finished && pipeline->sessionStart() && *waiting < mostFramesWaiting && pipeline->isWriting();
+    return !finished && pipeline->takes(mostFramesWaiting);
 }
 
 bool VideoTrackInput::append(const VideoFramePtr& frame) {
@@ -34,7 +32,7 @@ bool VideoTrackInput::append(const VideoFramePtr& frame) {
 
 void VideoTrackInput::markAsFinished() {
     // The picture at the end gives the file its length: it finds room even where the encoder is behind.
-    if (refused && !finished && pipeline->sessionStart() && pipeline->isWriting())
+    if (refused && !finished && pipeline->takes(mostFramesWaiting + 1))
         submit(VideoFramePtr(refused));
     refused.reset();
     finished = true;
@@ -42,16 +40,11 @@ void VideoTrackInput::markAsFinished() {
 
 bool VideoTrackInput::submit(const VideoFramePtr& frame) {
     refused.reset();
-    const auto time = fileTime(*frame);
-    if (time.count() < 0 || (lastTime && time <= *lastTime))
+    const auto time = pipeline->position({frame->presentationTime.count(), std::micro::den}, std::micro::den);
+    if (time < 0 || (lastTime && time <= *lastTime))
         return false;
     lastTime = time;
-    ++*waiting;
-    pipeline->submit([frame, time, changed = std::exchange(damage, {}), encoder = encoder, waiting = waiting](
-                         const TrackEncoder::Output& output) {
-        --*waiting;
-        output(encoder->encode(*frame, time, changed));
-    });
+    pipeline->submit(TrackPicture{frame, time, std::exchange(damage, {})}, 1);
     return true;
 }
 
@@ -61,12 +54,6 @@ void VideoTrackInput::collectDamage(const VideoFrame& frame) {
     else
         damage.addAll();
     lastSequence = frame.sequence;
-}
-
-std::chrono::microseconds VideoTrackInput::fileTime(const VideoFrame& frame) const {
-    const MediaTime start = *pipeline->sessionStart();
-    return frame.presentationTime -
-           std::chrono::microseconds(av_rescale_q(start.value, {1, start.timescale}, {1, std::micro::den}));
 }
 
 } // namespace tavro

@@ -40,7 +40,7 @@ WriterPipeline::~WriterPipeline() {
     cancel();
 }
 
-void WriterPipeline::setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label) {
+void WriterPipeline::setTrack(std::unique_ptr<TrackEncoder> trackEncoder, const QString& label) {
     encoder = std::move(trackEncoder);
     queue = std::make_unique<SerialQueue>(label);
 }
@@ -56,9 +56,16 @@ bool WriterPipeline::start() {
     return true;
 }
 
-void WriterPipeline::submit(std::function<void(const TrackEncoder::Output&)> encode) {
-    queue->async([this, encode = std::move(encode)] {
-        run([&] { encode([this](libav::Packet packet) { add(std::move(packet)); }); });
+std::int64_t WriterPipeline::position(MediaTime time, int perSecond) const {
+    const auto units = [&](MediaTime t) { return av_rescale_q(t.value, {1, t.timescale}, {1, perSecond}); };
+    return units(time) - units(*zero);
+}
+
+void WriterPipeline::submit(TrackContent content, std::int64_t size) {
+    waiting += size;
+    queue->async([this, content = std::move(content), size] {
+        waiting -= size;
+        run([&] { encoder->encode(content, output); });
     });
 }
 
@@ -119,7 +126,7 @@ void WriterPipeline::watchForSilence() {
 }
 
 void WriterPipeline::complete() {
-    encoder->drain([this](libav::Packet packet) { add(std::move(packet)); });
+    encoder->drain(output);
     const auto length = fragments->finish();
     try {
         rewrite(file.path(), type, length);

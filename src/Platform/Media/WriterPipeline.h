@@ -4,6 +4,7 @@
 #include "Core/SerialQueue.h"
 #include "Platform/Media/FragmentedWriter.h"
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 
@@ -18,12 +19,10 @@ public:
     ~WriterPipeline();
 
     bool hasTrack() const { return encoder != nullptr; }
-    void setTrack(std::shared_ptr<TrackEncoder> trackEncoder, const QString& label);
+    void setTrack(std::unique_ptr<TrackEncoder> trackEncoder, const QString& label);
 
     bool start();
     void startSession(MediaTime sourceTime) { zero = sourceTime; }
-    /// What lies at the file's time zero, once the session has started.
-    std::optional<MediaTime> sessionStart() const { return zero; }
     void finish(const Promise<void>& done); ///< any state; `done` follows whatever happens
     void cancel();
 
@@ -31,8 +30,13 @@ public:
     std::exception_ptr error() const;   ///< any thread
 
     bool isWriting() const { return status() == AssetWriter::Status::writing; } ///< any thread
-    /// Runs `encode` on the queue, with where its packets go.
-    void submit(std::function<void(const TrackEncoder::Output&)> encode);
+    /// Whether there is a session and the encoder is behind by less than `mostWaiting` of what its input
+    /// counts.
+    bool takes(std::int64_t mostWaiting) const { return zero && waiting < mostWaiting && isWriting(); }
+    /// Where `time` lies in the session that was started, `perSecond` units a second.
+    std::int64_t position(MediaTime time, int perSecond) const;
+    /// Has the encoder make packets of `content`, which counts as `size` until it does.
+    void submit(TrackContent content, std::int64_t size);
 
 private:
     void run(const std::function<void()>& work);
@@ -45,10 +49,11 @@ private:
     QString name() const;
 
     const FileType type;
-    std::optional<MediaTime> zero;
+    std::optional<MediaTime> zero; // what lies at the file's time zero, once the session has started
     mutable std::mutex mutex;
     AssetWriter::Status currentStatus = AssetWriter::Status::unknown;
     std::exception_ptr currentError;
+    std::atomic<std::int64_t> waiting = 0; // in the queue, as the input counts it
 
     // On the queue:
     OutputFile file;
@@ -56,7 +61,8 @@ private:
     std::chrono::steady_clock::time_point lastPacket;
     bool watching = false;
 
-    std::shared_ptr<TrackEncoder> encoder;
+    std::unique_ptr<TrackEncoder> encoder;
+    const TrackEncoder::Output output = [this](libav::Packet packet) { add(std::move(packet)); };
     std::unique_ptr<SerialQueue> queue; // last: it uses all of the above
 };
 

@@ -202,7 +202,9 @@ void X264Encoder::noteSize(int bytes, microseconds interval) {
     freeRate += (rate - freeRate) * (1 - std::exp(-seconds / rateMemory));
 }
 
-libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, const Damage& damage) {
+void X264Encoder::encode(const TrackContent& content, const Output& output) {
+    const auto& [frame, position, damage] = std::get<TrackPicture>(content);
+    const microseconds time(position);
     blocks.set(damage, 0, X264_MBINFO_CONSTANT);
 
     x264_picture_t picture;
@@ -214,8 +216,8 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
     picture.img.i_csp = X264_CSP_I420;
     picture.img.i_plane = 3;
     for (int plane = 0; plane < 3; ++plane) {
-        picture.img.plane[plane] = const_cast<std::uint8_t*>(frame.planes[plane]); // only read
-        picture.img.i_stride[plane] = frame.strides[plane];
+        picture.img.plane[plane] = const_cast<std::uint8_t*>(frame->planes[plane]); // only read
+        picture.img.i_stride[plane] = frame->strides[plane];
     }
     picture.prop.mb_info = blocks.data();
 
@@ -239,7 +241,7 @@ libav::Packet X264Encoder::encode(const VideoFrame& frame, microseconds time, co
         packet->flags |= AV_PKT_FLAG_KEY;
         lastKeyFrame = time;
     }
-    return packet;
+    output(std::move(packet));
 }
 
 } // namespace tavro

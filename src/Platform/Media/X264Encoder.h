@@ -2,7 +2,6 @@
 
 #include "Core/Errors.h"
 #include "Platform/AssetWriter.h"
-#include "Platform/Media/Damage.h"
 #include "Platform/Media/SmallPages.h"
 #include "Platform/Media/TrackEncoder.h"
 
@@ -24,8 +23,7 @@ public:
     explicit X264Encoder(const VideoSettings& settings);
 
     TrackDescription open() override;
-    /// `time` on the file's time line, later than that of the frame before; `damage` since that frame.
-    libav::Packet encode(const VideoFrame& frame, std::chrono::microseconds time, const Damage& damage);
+    void encode(const TrackContent& content, const Output& output) override;
     void drain(const Output&) override {} // nothing is ever held back
 
 private:
