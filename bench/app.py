@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What the whole program takes: the time to its tray icon, memory in the tray, and memory and CPU while it records with
-the bar shown, with narration and without: a still screen, then one that moves all over. Memory is what the program costs
-the machine: its proportional set size (PSS). A bar is what we hold ourselves to.
+the bar shown, with narration and without: a still screen, then one that moves all over. Memory is what the program
+costs the machine: its proportional set size (PSS). A bar is what we hold ourselves to.
 
     app.py [tray] [quiet] [narrated]      in the tray, a take without narration, a take with it; default: all
 
@@ -100,6 +100,6 @@ def main():
 if __name__ == "__main__":
     if "TAVRO_DESKTOP" not in os.environ:
         desktop = recorders.ROOT / "tools/desktop/desktop.py"
-        command = [desktop, "--with", SERVICES, "--", "/usr/bin/python3", pathlib.Path(__file__).resolve(), *sys.argv[1:]]
-        sys.exit(subprocess.run(command, check=False).returncode)
+        command = [desktop, "--with", SERVICES, "--", "/usr/bin/python3", pathlib.Path(__file__).resolve()]
+        sys.exit(subprocess.run([*command, *sys.argv[1:]], check=False).returncode)
     sys.exit(0 if main() else 1)

@@ -39,7 +39,8 @@ def lacking(delay):
         lasted = time.monotonic() - start
         recorder.process.communicate()
         (file,) = home.glob("cache/Tavro-recordings/*.mp4*")
-        subprocess.run(["ffmpeg", "-v", "error", "-xerror", "-i", file, "-f", "rawvideo", "-y", "/dev/null"], check=True)
+        command = ["ffmpeg", "-v", "error", "-xerror", "-i", file, "-f", "rawvideo", "-y", "/dev/null"]
+        subprocess.run(command, check=True)
         return lasted - video.duration(file)
 
 

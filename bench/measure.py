@@ -4,7 +4,8 @@
 CPU is percent of one core: the recorder's own, plus what the X server spends beyond what it spends on the same
 screen unrecorded. "PSS MB" is the recorder's memory, as its proportional set size. "held" counts the painted frames
 that are in the file, of those painted between its first and its last; "SSIM" compares frames of the file with the
-pictures painted. The ratios are against ffmpeg's x11grab at the same preset and CRF; a bar is what we hold ourselves to.
+pictures painted. The ratios are against ffmpeg's x11grab at the same preset and CRF; a bar is what we hold ourselves
+to.
 """
 
 import argparse

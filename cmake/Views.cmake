@@ -8,7 +8,7 @@ function(add_views target uri)
   string(REPLACE "." "/" folder ${uri})
   set_target_properties(${target} PROPERTIES AUTOMOC ON)
   target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}) # for the generated registration of types
-  qt_add_qml_module(${target} URI ${uri} VERSION 1.0 NO_PLUGIN RESOURCE_PREFIX /qml
+  qt_add_qml_module(${target} URI ${uri} VERSION 1.0 NO_PLUGIN RESOURCE_PREFIX /qml DEPENDENCIES QtQuick
     OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${folder} QML_FILES ${V_QML_FILES})
 
   # Generated code is not held to our warnings.

@@ -1,9 +1,10 @@
 import QtQuick
+import QtQuick.Templates as T
 import Tavro.UI
 
-// Shows where the keyboard is: a ring just outside its parent.
+// Shows that the keyboard is at a control: a ring just outside its parent.
 Rectangle {
-    property Item around: parent
+    required property T.Control around
 
     anchors.fill: parent
     anchors.margins: -3

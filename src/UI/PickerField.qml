@@ -35,7 +35,7 @@ T.ComboBox {
     }
     onActivated: picked(currentValue)
     onSelectedIdChanged: showSelected()
-    onModelChanged: Qt.callLater(showSelected)
+    onModelChanged: Qt.callLater(showSelected) // qmllint disable
 
     contentItem: Text {
         text: picker.displayText
@@ -69,7 +69,7 @@ T.ComboBox {
         implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
         text: modelData.text
         font: Theme.body
-        highlighted: picker.highlightedIndex === index
+        highlighted: picker.highlightedIndex === index // qmllint disable unqualified
         Accessible.name: text
         Accessible.onPressAction: clicked()
 
@@ -96,7 +96,7 @@ T.ComboBox {
         contentItem: ListView {
             clip: true
             implicitHeight: contentHeight
-            model: picker.popup.visible ? picker.delegateModel : null
+            model: picker.popup.visible ? picker.delegateModel : null // qmllint disable
             currentIndex: picker.highlightedIndex
             boundsBehavior: Flickable.StopAtBounds
         }

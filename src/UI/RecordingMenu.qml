@@ -33,12 +33,14 @@ Item {
             Repeater {
                 model: root.menu.items
 
+                // qmllint disable unqualified
                 T.Button {
                     id: item
 
                     required property int index
                     required property string modelData
                     readonly property bool current: index === root.menu.current
+                    readonly property color ink: Qt.lighter(Theme.c.record, 1.25)
 
                     width: Math.max(Theme.scaled(132), contentItem.implicitWidth + 24)
                     height: Theme.scaled(30)
@@ -64,19 +66,18 @@ Item {
                             width: Theme.scaled(14)
                             height: Theme.scaled(14)
                             name: root.menu.symbols[item.index]
-                            color: label.color
+                            color: item.ink
                         }
                         Text {
-                            id: label
-
                             anchors.verticalCenter: parent.verticalCenter
                             text: item.text
                             font: Theme.bodyMedium
-                            color: Qt.lighter(Theme.c.record, 1.25)
+                            color: item.ink
                             Accessible.ignored: true
                         }
                     }
                 }
+                // qmllint enable unqualified
             }
         }
     }

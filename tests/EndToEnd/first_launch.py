@@ -24,7 +24,8 @@ def from_the_wizard_to_the_review_page(scene):
         wizard.press("Grant")
         wait_for(lambda: granted() == count, f"{count} grants")
     wizard.get("Done").click()  # as long as nobody is signed in it does nothing
-    check(wizard.is_open() and len([l for l in program.log() if "backend:" in l]) == 1, "Done worked too early")
+    backends = [line for line in program.log() if "backend:" in line]
+    check(wizard.is_open() and len(backends) == 1, "Done worked too early")
 
     wizard.press("Sign in with browser")
     wizard.get("Signed in as tester@example.org")
@@ -61,11 +62,14 @@ def from_the_wizard_to_the_review_page(scene):
     bar.wait_closed()
     wait_for(lambda: program.tray.color() != harness.RECORD_COLOR, "the tint to go")
     harness.log_has_in_order(
-        program, "session.finish: mux succeeded → ses_1-muxed.mp4", f"finishSession: opened review {service.url}/sessions/ses_1/review"
+        program,
+        "session.finish: mux succeeded → ses_1-muxed.mp4",
+        f"finishSession: opened review {service.url}/sessions/ses_1/review",
     )
 
     equal(service.events(), ["paused", "resumed", "finished"], "the events at the service")
-    created = next(e for e in service.received() if e["line"].startswith("POST /api/app/sessions") and e["target"] == "/api/app/sessions")
+    sessions = [e for e in service.received() if e["line"].startswith("POST /api/app/sessions")]
+    created = next(e for e in sessions if e["target"] == "/api/app/sessions")
     check("https://shop.example.org/" in created["body"], "the application's address: " + created["body"])
     (upload,) = service.uploads()
     video = scene.recordings / "ses_1-muxed.mp4"
@@ -108,4 +112,6 @@ def developer_mode_wins_over_a_token(scene):
     )
 
 
-harness.main([from_the_wizard_to_the_review_page, nothing_missing_builds_the_backend_twice, developer_mode_wins_over_a_token])
+harness.main(
+    [from_the_wizard_to_the_review_page, nothing_missing_builds_the_backend_twice, developer_mode_wins_over_a_token]
+)

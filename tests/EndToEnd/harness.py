@@ -105,7 +105,8 @@ class Scene:
 
 
 def token():
-    found = subprocess.run(["secret-tool", "lookup", *driver.KEYRING_ITEM], stdout=subprocess.PIPE, text=True, check=False)
+    command = ["secret-tool", "lookup", *driver.KEYRING_ITEM]
+    found = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
     return found.stdout
 
 
@@ -125,7 +126,10 @@ def browser():
 def probe(video):
     """A video as the standard tool sees it; fails when it cannot be played to its end."""
     problems = subprocess.run(
-        ["ffmpeg", "-v", "error", "-i", video, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-f", "null", "-"], stderr=subprocess.PIPE, text=True, check=False
+        ["ffmpeg", "-v", "error", "-i", video, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-f", "null", "-"],
+        stderr=subprocess.PIPE,
+        text=True,
+        check=False,
     )
     equal(problems.stderr, "", f"what the decoder says of {video}")
     shown = driver.run("ffprobe", "-v", "error", "-show_streams", "-show_format", "-of", "json", str(video))

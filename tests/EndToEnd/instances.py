@@ -75,7 +75,8 @@ def is_on_the_bus(program):
 def actions_do_what_the_menu_does(scene):
     program = scene.start()
     wait_for(owner, "the name on the bus")
-    ask = lambda name: application().ActivateAction(name, dbus.Array([], signature="v"), dbus.Dictionary({}, signature="sv"))
+    nothing, no_data = dbus.Array([], signature="v"), dbus.Dictionary({}, signature="sv")
+    ask = lambda name: application().ActivateAction(name, nothing, no_data)
     ask("new-session")
     program.setup.wait_open().press("Cancel")
     program.setup.wait_closed()

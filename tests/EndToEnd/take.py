@@ -16,8 +16,8 @@ from harness import Failure, Service, check, equal
 
 TAKE, PAINTER, SERVICE = sys.argv[1:4]
 LENGTH_TOLERANCE = 0.1  # seconds
-# The session's clock starts once everything runs, the file with its first picture before that: at once on a machine with
-# nothing else to do, later on one that is busy building.
+# The session's clock starts once everything runs, the file with its first picture before that: at once on a machine
+# with nothing else to do, later on one that is busy building.
 LONGEST_LEAD = 1.0
 
 
@@ -87,7 +87,9 @@ def check_video(video, seconds, sound=False):
     equal(sorted(streams), ["audio", "video"] if sound else ["video"], "streams")
     picture = streams["video"]
     equal((picture["codec_name"], picture["width"], picture["height"]), ("h264", 1920, 1080), "picture")
-    check(-LENGTH_TOLERANCE <= length - seconds <= LENGTH_TOLERANCE + LONGEST_LEAD, f"the file is {length} s long, the take was {seconds} s")
+    lead = length - seconds
+    right = -LENGTH_TOLERANCE <= lead <= LENGTH_TOLERANCE + LONGEST_LEAD
+    check(right, f"the file is {length} s long, the take was {seconds} s")
     names = boxes(video)
     check(names.index("moov") < names.index("mdat") and "moof" not in names, f"boxes {names}")
     decode = ["ffprobe", "-v", "error", "-count_frames", "-show_entries", "stream=nb_read_frames", str(video)]

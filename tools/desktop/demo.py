@@ -28,7 +28,9 @@ def perform(program_file):
     driver.set_default("tavro.devMode", "true")
 
     painter_file = pathlib.Path(program_file).with_name("tavro-painter")
-    painter = subprocess.Popen([painter_file, "motion", "--rate", "30", "--behind"], stdout=subprocess.DEVNULL) if painter_file.exists() else None
+    painter = None
+    if painter_file.exists():
+        painter = subprocess.Popen([painter_file, "motion", "--rate", "30", "--behind"], stdout=subprocess.DEVNULL)
     program = driver.Program(program_file)
     try:
         program.wizard.wait_open()

@@ -119,7 +119,8 @@ class Window:
         if application is None:
             return []
         children = [application.get_child_at_index(i) for i in range(application.get_child_count())]
-        return [child for child in children if child is not None and child.get_name() == self.title and is_showing(child)]
+        mine = [child for child in children if child is not None and child.get_name() == self.title]
+        return [child for child in mine if is_showing(child)]
 
     def is_open(self):
         try:
@@ -156,7 +157,8 @@ class Window:
         return [control.accessible.get_name() for control in self.controls()]
 
     def dump(self):
-        return "\n".join(f"{each} {'' if each.is_enabled() else '(disabled)'} {each.text()!r}" for each in self.controls())
+        states = [(each, "" if each.is_enabled() else "(disabled)") for each in self.controls()]
+        return "\n".join(f"{each} {state} {each.text()!r}" for each, state in states)
 
 
 # -- the program
@@ -193,7 +195,8 @@ class Program:
             return file.read().decode().splitlines()
 
     def wait_log(self, text, seconds=PATIENCE):
-        return wait_for(lambda: next((line for line in self.log() if text in line), None), f"log line “{text}”", seconds)
+        found = lambda: next((line for line in self.log() if text in line), None)
+        return wait_for(found, f"log line “{text}”", seconds)
 
     def wait_end(self, seconds=PATIENCE):
         return self.process.wait(seconds)
@@ -263,7 +266,8 @@ class Tray:
         return [{"id": int(number), **{str(k): v for k, v in properties.items()}} for number, properties, _ in children]
 
     def choose(self, label):
-        entry = wait_for(lambda: next((e for e in self.items() if e.get("label") == label), None), f"“{label}” in the menu")
+        found = lambda: next((e for e in self.items() if e.get("label") == label), None)
+        entry = wait_for(found, f"“{label}” in the menu")
         self.menu().Event(entry["id"], "clicked", "", dbus.UInt32(0))
 
 

@@ -23,7 +23,8 @@ def run(*command):
 
 
 def sound(path):
-    raw = run("ffmpeg", "-v", "error", "-i", str(path), "-map", "0:a:0", "-ar", str(RATE), "-ac", "1", "-f", "s16le", "-")
+    form = ["-ar", str(RATE), "-ac", "1", "-f", "s16le"]
+    raw = run("ffmpeg", "-v", "error", "-i", str(path), "-map", "0:a:0", *form, "-")
     return numpy.frombuffer(raw, numpy.int16) / 32768
 
 
