@@ -28,12 +28,12 @@ protected:
         server = std::make_unique<LocalCallbackServer>(limit);
         port = server->start([this](const QString& code) {
             const std::lock_guard lock(mutex);
-            received.append(code);
+            received.push_back(code);
         });
     }
-    QStringList codes() {
+    QStringList codes() { // a list of its own: one that Qt shares would be written to by the server's thread
         const std::lock_guard lock(mutex);
-        return received;
+        return {received.begin(), received.end()};
     }
     std::optional<QByteArray> ask(
         const QByteArray& request, CallbackClient::Family family = CallbackClient::Family::ipv4) {
@@ -46,7 +46,7 @@ protected:
 
 private:
     std::mutex mutex;
-    QStringList received;
+    std::vector<QString> received;
 
 protected:
     std::unique_ptr<LocalCallbackServer> server; // last: its thread uses the above
