@@ -77,7 +77,7 @@ AppDelegate::~AppDelegate() {
     desktop.secrets->setLateHandler({});
 }
 
-void AppDelegate::applicationDidFinishLaunching() {
+QCoro::Task<> AppDelegate::applicationDidFinishLaunching() {
     desktop.secrets->setLateHandler(
         [this, main = EventLoop::current()] { main->post([this] { lookForTheTokenAgain(); }); });
     buildBackend();
@@ -91,11 +91,11 @@ void AppDelegate::applicationDidFinishLaunching() {
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
     wizard = std::make_unique<OnboardingWizard>(
         OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
-    wizard->presentIfNeeded();
-    Log::info(QStringLiteral("Tavro launched"));
-
     tellWhatWasNeverUploaded();
     tellWhenThereIsNoTray();
+    auto presenting = wizard->presentIfNeeded();
+    co_await presenting;
+    Log::info(QStringLiteral("Tavro launched"));
 }
 
 void AppDelegate::buildBackend() {

@@ -38,7 +38,7 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    void applicationDidFinishLaunching();
+    QCoro::Task<> applicationDidFinishLaunching();
     /// The user started the program although it runs. While a take does, they look for its bar, which gets
     /// the keyboard: a new session could not begin, and its window would only get into the picture.
     void startedAgain();

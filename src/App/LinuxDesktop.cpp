@@ -9,16 +9,16 @@ QString screenObstacle() {
     return obstacleToX11Capture();
 }
 
-// A connection of its own: what is asked here must not disturb a take, and none is kept in between.
-bool microphoneExists() {
-    PulseSound sound;
-    return sound.audioEngine().inputFormat().sampleRate > 0;
+QCoro::Task<bool> isUsable(QCoro::Task<AudioFormat> asking) {
+    const AudioFormat input = co_await asking;
+    co_return input.sampleRate > 0;
 }
 
 } // namespace
 
 DesktopPrivacy::Probes LinuxDesktop::privacyProbes() {
-    return {.screenObstacle = &screenObstacle, .microphoneExists = &microphoneExists};
+    return {.screenObstacle = &screenObstacle,
+        .microphoneExists = [this] { return isUsable(sound.audioEngine().inputFormat()); }};
 }
 
 std::unique_ptr<ScreenCaptureService> LinuxDesktop::makeScreenCapture(AssetWriterFactory& writers) {

@@ -31,7 +31,7 @@ struct LinuxDesktop {
     const SystemVersion systemVersion;
 
 private:
-    static DesktopPrivacy::Probes privacyProbes();
+    DesktopPrivacy::Probes privacyProbes();
     static std::unique_ptr<ScreenCaptureService> makeScreenCapture(AssetWriterFactory& writers);
 };
 

@@ -1,6 +1,5 @@
 #include "Audio/MicCapture.h"
 
-#include "Audio/PCMConverter.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
 
@@ -16,21 +15,6 @@ constexpr int usedChannels = 2;
 
 } // namespace
 
-// One for each take: a converter that had served another would begin this one with the last samples of that.
-struct MicCapture::Feed {
-    PCMConverter converter;
-    const AudioFrameHandler onFrame;
-
-    void take(const PCMBufferPtr& buffer) {
-        const PCMBufferPtr mono = downmixToMono(buffer, usedChannels);
-        if (!mono)
-            return;
-        AudioFrame frame = converter.convert(mono);
-        if (!frame.empty() && onFrame)
-            onFrame(std::move(frame));
-    }
-};
-
 MicCapture::MicCapture(AudioEngine& input, AudioConverterFactory& factory)
     : engine(input)
     , converters(factory) {}
@@ -39,21 +23,25 @@ MicCapture::~MicCapture() {
     stop();
 }
 
-void MicCapture::start() {
+QCoro::Task<AudioClock::time_point> MicCapture::start() {
     if (running)
-        return;
-    const AudioFormat format = engine.inputFormat();
+        co_return AudioClock::time_point(origin);
+    starting = std::make_shared<int>();
+    const std::weak_ptr wanted = starting;
+    auto asking = engine.inputFormat();
+    const AudioFormat format = co_await asking;
+    throwIfStopped(wanted);
     if (!(format.sampleRate > 0) || format.channelCount == 0)
         throw PlatformError(QStringLiteral("Tavro.Audio"), 1, QStringLiteral("No usable microphone input"));
 
-    auto feed = std::make_shared<Feed>(PCMConverter(converters), onFrame);
+    auto feed = makeFeed(converters);
     engine.installTap(tapFrames, format, [weak = std::weak_ptr(feed)](const PCMBufferPtr& buffer) {
         if (const auto present = weak.lock())
-            present->take(buffer);
+            present->take(downmixToMono(buffer, usedChannels));
     });
     try {
         engine.prepare();
-        engine.start();
+        origin = engine.start();
     } catch (...) {
         engine.removeTap(); // there can be only one, and the next start brings its own
         throw;
@@ -63,9 +51,11 @@ void MicCapture::start() {
                   .arg(format.channelCount)
                   .arg(static_cast<qint64>(format.sampleRate))
                   .arg(std::min<std::uint32_t>(format.channelCount, usedChannels)));
+    co_return AudioClock::time_point(origin);
 }
 
 void MicCapture::stop() {
+    starting.reset();
     if (!running)
         return;
     engine.removeTap();

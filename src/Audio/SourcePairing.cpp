@@ -4,61 +4,70 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace tavro {
 
 namespace {
 
-// A source whose line stands still for longer than this has broken its promise; the other goes on without it,
-// and what comes too late is left out, so that the two stay together.
-constexpr auto patience = static_cast<std::size_t>(audioFrameRate);
+constexpr auto patience = static_cast<std::size_t>(audioFrameRate); // a second
 
 } // namespace
 
-SourcePairing::SourcePairing(Handler receiver) : handler(std::move(receiver)) {}
+SourcePairing::SourcePairing(std::size_t sources, Handler receiver)
+    : handler(std::move(receiver))
+    , lines(sources) {}
 
 void SourcePairing::add(Source source, const AudioFrame& frame) {
     std::unique_lock lock(mutex);
     if (closed)
         return;
-    Line& receiver = line(source);
-    const std::size_t late = std::min(receiver.replaced, frame.size());
-    receiver.replaced -= late;
-    receiver.samples.insert(
-        receiver.samples.end(), frame.begin() + static_cast<std::ptrdiff_t>(late), frame.end());
+    lines[source].append(frame);
     handOver(lock);
 }
 
 void SourcePairing::begin(Source source, std::chrono::nanoseconds sinceTakeBegan) {
     std::unique_lock lock(mutex);
-    Line& begun = line(source);
-    begun.known = begun.present = true;
-    const auto lead = std::llround(std::chrono::duration<double>(sinceTakeBegan).count() * audioFrameRate);
-    begun.samples.insert(begun.samples.begin(), static_cast<std::size_t>(std::max(lead, 0LL)), 0);
+    if (closed)
+        return;
+    const auto origin = static_cast<std::size_t>(
+        std::max(std::llround(std::chrono::duration<double>(sinceTakeBegan).count() * audioFrameRate), 0LL));
+    Line& line = lines[source];
+    line.state = Line::State::present;
+    line.replaced = handed - std::min(origin, handed);
+    const AudioFrame early = std::exchange(line.samples, AudioFrame(origin - std::min(origin, handed)));
+    line.append(early);
     handOver(lock);
 }
 
 void SourcePairing::leaveOut(Source source) {
     std::unique_lock lock(mutex);
-    line(source) = {.known = true, .present = false, .samples = {}, .replaced = 0};
+    if (closed)
+        return;
+    lines[source] = {.state = Line::State::leftOut, .samples = {}, .replaced = 0};
     handOver(lock);
 }
 
 void SourcePairing::close() {
     std::unique_lock lock(mutex);
     closed = true;
-    const std::size_t length = std::max(lines[0].samples.size(), lines[1].samples.size());
-    for (Line& each : lines)
-        if (each.present)
-            each.samples.resize(length, 0);
+    std::size_t longest = 0;
+    for (Line& line : lines) {
+        if (line.state == Line::State::awaited)
+            line = {.state = Line::State::leftOut, .samples = {}, .replaced = 0};
+        longest = std::max(longest, line.samples.size());
+    }
+    for (Line& line : lines)
+        if (line.state == Line::State::present)
+            line.samples.resize(longest, 0);
     handOver(lock);
     idle.wait(lock, [this] { return !handing; });
 }
 
 // One thread at a time, so that the order is kept without a call under the lock.
 void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
-    if (handing || !lines[0].known || !lines[1].known)
+    if (handing)
         return;
     handing = true;
     const auto end = qScopeGuard([&] { // also when the handler throws: `close` waits for this
@@ -67,36 +76,48 @@ void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
         handing = false;
         idle.notify_all();
     });
-    for (Pair pair = takePair(); !pair.isEmpty(); pair = takePair()) {
+    while (const std::size_t length = readyLength()) {
+        std::vector<AudioFrame> frames;
+        for (Line& line : lines)
+            frames.push_back(line.takeFront(length));
+        handed += length;
         lock.unlock();
-        handler(std::move(pair.microphone), std::move(pair.system));
+        handler(std::move(frames));
         lock.lock();
     }
 }
 
-SourcePairing::Pair SourcePairing::takePair() {
-    const std::size_t length = pairLength();
-    return {takeFront(lines[0], length), takeFront(lines[1], length)};
-}
-
-AudioFrame SourcePairing::takeFront(Line& from, std::size_t count) const {
-    const std::size_t there = std::min(count, from.samples.size());
-    const auto end = from.samples.begin() + static_cast<std::ptrdiff_t>(there);
-    AudioFrame front(from.samples.begin(), end);
-    from.samples.erase(from.samples.begin(), end);
-    if (from.present) { // and has fallen behind for too long, where it has less
-        front.resize(count, 0);
-        from.replaced += count - there;
+std::size_t SourcePairing::readyLength() const {
+    std::size_t shortest = std::numeric_limits<std::size_t>::max(), longest = 0;
+    for (const Line& line : lines) {
+        if (line.state == Line::State::leftOut)
+            continue;
+        const std::size_t there = line.state == Line::State::present ? line.samples.size() : 0;
+        shortest = std::min(shortest, there);
+        longest = std::max(longest, there);
     }
-    return front;
+    if (longest == 0)
+        return 0;
+    return std::max(shortest, longest > patience ? longest - patience : 0);
 }
 
-std::size_t SourcePairing::pairLength() const {
-    const auto [shorter, longer] =
-        std::minmax({lines[0].samples.size(), lines[1].samples.size()}); // values, not references
-    if (!lines[0].present || !lines[1].present)
-        return longer;
-    return std::max(shorter, longer > patience ? longer - patience : 0);
+void SourcePairing::Line::append(const AudioFrame& frame) {
+    const std::size_t late = std::min(replaced, frame.size());
+    replaced -= late;
+    samples.insert(samples.end(), frame.begin() + static_cast<std::ptrdiff_t>(late), frame.end());
+}
+
+AudioFrame SourcePairing::Line::takeFront(std::size_t count) {
+    if (state == State::leftOut)
+        return {};
+    if (state == State::awaited)
+        return AudioFrame(count); // `begin` knows how much was handed over without it
+    const auto end = samples.begin() + static_cast<std::ptrdiff_t>(std::min(count, samples.size()));
+    AudioFrame front(samples.begin(), end);
+    samples.erase(samples.begin(), end);
+    replaced += count - front.size();
+    front.resize(count, 0);
+    return front;
 }
 
 } // namespace tavro

@@ -2,73 +2,70 @@
 
 #include "Audio/AudioFrame.h"
 
-#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 namespace tavro {
 
-/// Hands the two sources' samples to the mixer in pairs: what microphone and computer sound of the same
-/// moments.
+/// Hands the samples of a take's sources to the mixer in step: together what was heard at the same moments.
 ///
 /// The mixer aligns by order of arrival alone, and a tick that finds one source empty lets the other's
 /// backlog out by itself; what belongs to it then comes later, also by itself, and the file has become longer
 /// by that much. The microphone arrives in blocks of 85 ms, and no thread can promise to bring the other's
-/// samples before every single tick, so a take of minutes would gain seconds. In pairs both buffers of the
-/// mixer are always equally long, each tick empties both, and the file is exactly as long as the time.
+/// samples before every single tick, so a take of minutes would gain seconds. In step the mixer's buffers are
+/// always equally long, each tick empties them, and the file is exactly as long as the time.
 ///
-/// Each source's line is the wall clock's from where it began (see `AudioEngine`), so the n-th samples of
-/// both belong together once the time between the take's beginning and a source's has been put in front of it
+/// Each source's line is the wall clock's from its origin (see `AudioEngine`), so the n-th samples of all
+/// belong together once the time between the take's beginning and a line's origin has been put in front of it
 /// as silence.
+///
+/// A source that has not begun yet, or has stopped to deliver, is waited for for a second. Then the others go
+/// on with silence in its place, and what it brings for that time is left out.
 ///
 /// Made for one take. Any thread.
 class SourcePairing {
 public:
-    enum class Source { microphone, system };
-    /// Both equally long, or one of them empty where there is only one source. Called on the thread that
-    /// brought the samples, one call at a time.
-    using Handler = std::function<void(AudioFrame microphone, AudioFrame system)>;
+    using Source = std::size_t; ///< counted from 0
+    /// A frame of each source, all equally long; an empty one for a source that is left out. Called on the
+    /// thread that brought the samples, one call at a time.
+    using Handler = std::function<void(std::vector<AudioFrame> frames)>;
 
-    explicit SourcePairing(Handler handler);
+    SourcePairing(std::size_t sources, Handler handler);
 
-    /// Samples of a source, in order. Those that come before `begin` wait for it; those after `close` are
-    /// dropped.
+    /// Samples of a source, in order. Those that come before `begin` wait for it.
     void add(Source source, const AudioFrame& frame);
 
-    // Once for each source; nothing is handed over before both are known.
-    void begin(Source source, std::chrono::nanoseconds sinceTakeBegan);
+    // One of the two, once for each source.
+    void begin(Source source, std::chrono::nanoseconds sinceTakeBegan); ///< where its line's origin is
     void leaveOut(Source source);
 
-    /// Hands over what is left: the end of the longer source, with silence beside it. Waits for a call under
-    /// way.
+    /// Hands over what is left: the end of the longest source, with silence beside it. Waits for a call under
+    /// way. All calls after it do nothing.
     void close();
 
 private:
     struct Line {
-        bool known = false;
-        bool present = false;
+        enum class State { awaited, present, leftOut };
+        State state = State::awaited;
         AudioFrame samples;
         std::size_t replaced = 0; // samples that did not come in time: silence went in their place
-    };
-    struct Pair {
-        AudioFrame microphone;
-        AudioFrame system;
-        bool isEmpty() const { return microphone.empty() && system.empty(); }
+
+        void append(const AudioFrame& frame);
+        AudioFrame takeFront(std::size_t count);
     };
 
-    Line& line(Source source) { return lines[source == Source::microphone ? 0 : 1]; }
     void handOver(std::unique_lock<std::mutex>& lock);
-    Pair takePair();
-    AudioFrame takeFront(Line& from, std::size_t count) const;
-    std::size_t pairLength() const;
+    std::size_t readyLength() const;
 
     const Handler handler;
     std::mutex mutex;
     std::condition_variable idle;
-    std::array<Line, 2> lines;
-    bool handing = false; // a thread is handing over; what others add meanwhile it takes along
+    std::vector<Line> lines;
+    std::size_t handed = 0; // samples of the take
+    bool handing = false;   // a thread is handing over; what others add meanwhile it takes along
     bool closed = false;
 };
 

@@ -1,6 +1,5 @@
 #include "Audio/SystemAudioCapture.h"
 
-#include "Audio/PCMConverter.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
 #include "Platform/TakeFormat.h"
@@ -45,21 +44,6 @@ PCMBufferPtr planes(const AudioIOBuffer& buffer) {
 
 } // namespace
 
-// One for each take, like the microphone's.
-struct SystemAudioCapture::Feed {
-    PCMConverter converter;
-    const AudioFrameHandler onFrame;
-
-    void handleInputBufferList(const AudioIOBuffer& buffer) {
-        const PCMBufferPtr stereo = planes(buffer);
-        if (!stereo)
-            return;
-        AudioFrame frame = converter.convert(stereo);
-        if (!frame.empty() && onFrame)
-            onFrame(std::move(frame));
-    }
-};
-
 SystemAudioCapture::SystemAudioCapture(
     AudioHardware& devices, AudioConverterFactory& factory, SystemVersion version)
     : hardware(devices)
@@ -71,12 +55,17 @@ SystemAudioCapture::~SystemAudioCapture() {
     stop();
 }
 
-void SystemAudioCapture::start() {
+QCoro::Task<AudioClock::time_point> SystemAudioCapture::start() {
     if (running)
-        return;
+        co_return AudioClock::time_point(origin);
     if (system < firstWithTaps)
         throw failure(2, QStringLiteral("System audio capture requires macOS 14.2 or later"));
-    auto feed = std::make_shared<Feed>(PCMConverter(converters), onFrame);
+    starting = std::make_shared<int>();
+    const std::weak_ptr wanted = starting;
+    auto finding = hardware.findOutput();
+    co_await finding;
+    throwIfStopped(wanted);
+    auto feed = makeFeed(converters);
     const QString tapUUID = uuidText();
     try {
         createTap(tapUUID);
@@ -89,6 +78,7 @@ void SystemAudioCapture::start() {
     }
     running = std::move(feed);
     Log::info(QStringLiteral("System audio capture started"));
+    co_return AudioClock::time_point(origin);
 }
 
 void SystemAudioCapture::createTap(const QString& uuid) {
@@ -122,7 +112,7 @@ void SystemAudioCapture::createProcedure(const std::shared_ptr<Feed>& feed) {
     const auto callback = [weak = std::weak_ptr(feed)](std::span<const AudioIOBuffer> buffers) {
         const auto present = weak.lock();
         if (present && !buffers.empty())
-            present->handleInputBufferList(buffers.front());
+            present->take(planes(buffers.front()));
     };
     AudioIOProcID created = 0;
     const AudioStatus status = hardware.createIOProc(aggregateDeviceID, sampleQueue, callback, created);
@@ -134,13 +124,15 @@ void SystemAudioCapture::createProcedure(const std::shared_ptr<Feed>& feed) {
 }
 
 void SystemAudioCapture::startDevice() {
-    if (const AudioStatus status = hardware.startDevice(aggregateDeviceID, ioProcID); status != audioNoError)
+    if (const AudioStatus status = hardware.startDevice(aggregateDeviceID, ioProcID, origin);
+        status != audioNoError)
         throw failure(
             status, QStringLiteral("Failed to start IOProc for system-audio aggregate device (OSStatus %1)")
                         .arg(status));
 }
 
 void SystemAudioCapture::stop() {
+    starting.reset();
     if (!running)
         return;
     hardware.stopDevice(aggregateDeviceID, ioProcID);

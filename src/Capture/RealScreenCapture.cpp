@@ -9,16 +9,26 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr SystemVersion firstWithSystemAudio{14, 2};
 constexpr auto levelInterval = 50ms;
+
+// Goes on until the source runs or fails; a take that has ended by then has closed its pairing, which takes
+// no more.
+QCoro::Task<> pairWhenItRuns(std::shared_ptr<SourcePairing> pairing, SourcePairing::Source source,
+    QCoro::Task<AudioClock::time_point> starting, AudioClock::time_point takeBegan) {
+    try {
+        const AudioClock::time_point origin = co_await starting;
+        pairing->begin(source, origin - takeBegan);
+    } catch (...) { // the take goes on with what is left
+        pairing->leaveOut(source);
+    }
+}
 
 } // namespace
 
 RealScreenCapture::RealScreenCapture(ScreenCaptureService& screen, AssetWriterFactory& writers,
     AudioEngine& engine, AudioHardware& hardware, AudioConverterFactory& converters, SystemVersion version,
     ScreenRecorder::ScreenGrant grant)
-    : system(version)
-    , recorder(screen, writers, version, std::move(grant))
+    : recorder(screen, writers, version, std::move(grant))
     , mic(engine, converters)
     , systemAudio(hardware, converters, version)
     , audioWriter(std::make_shared<MixedAudioWriter>(writers)) {
@@ -52,11 +62,11 @@ QCoro::Task<> RealScreenCapture::startTake(std::filesystem::path outputURL) {
 }
 
 // The take begins with its first picture: that is the time zero of the video file, and so it has to be the
-// sound's. The sources start after it, each a little later than the other, and their lines begin when they
-// do; the time in between goes in front of each as silence (`SourcePairing::begin`), whereby the sound file
+// sound's. The sources start after it, each in its own time; what lies between the first picture and the
+// origin of a source's line goes in front of it as silence (`SourcePairing::begin`), whereby the sound file
 // begins with the take too and the two files can be laid side by side as they are.
 void RealScreenCapture::startAudioPipeline(const std::filesystem::path& videoURL) {
-    const Clock::time_point takeBegan = recorder.beginning().value_or(Clock::now());
+    const auto takeBegan = recorder.beginning().value_or(AudioClock::now());
     std::filesystem::path audioURL = videoURL;
     audioURL.replace_extension("m4a");
     try {
@@ -67,47 +77,27 @@ void RealScreenCapture::startAudioPipeline(const std::filesystem::path& videoURL
     audioFileURL = audioURL;
     wire();
     mixer.start();
-    startSource(mic, SourcePairing::Source::microphone, takeBegan);
-    if (system >= firstWithSystemAudio)
-        startSource(systemAudio, SourcePairing::Source::system, takeBegan);
-    else
-        pairing->leaveOut(SourcePairing::Source::system);
+    for (SourcePairing::Source source = 0; source < sources.size(); ++source)
+        pairWhenItRuns(pairing, source, sources[source]->start(), takeBegan);
     levelTimer.start();
 }
 
-// Source -> pairing -> mixer -> writer. The pairing is the take's own and closed with it: what a callback of
-// an earlier take still brings ends there, and as the pairing hands over both sources in equal lengths, the
-// mixer keeps no remainder either. So each take begins with its own sound.
+// Source -> pairing -> mixer -> writer. The pairing is the take's own and closed with it: what a callback or
+// a start of an earlier take still brings ends there, and as the pairing hands over its sources in equal
+// lengths, the mixer keeps no remainder either. So each take begins with its own sound.
 void RealScreenCapture::wire() {
-    using Source = SourcePairing::Source;
-    pairing = std::make_shared<SourcePairing>([this](AudioFrame microphone, AudioFrame computer) {
-        mixer.feed(std::move(microphone), std::move(computer));
-    });
-    level = std::make_shared<AudioLevel>();
-    const auto handToPairing = [weak = std::weak_ptr(pairing)](Source source) {
-        return [weak, source](const AudioFrame& frame) {
+    pairing = std::make_shared<SourcePairing>(sources.size(),
+        [this](std::vector<AudioFrame> frames) { mixer.feed(std::move(frames[0]), std::move(frames[1])); });
+    for (SourcePairing::Source source = 0; source < sources.size(); ++source)
+        sources[source]->setOnFrame([weak = std::weak_ptr(pairing), source](const AudioFrame& frame) {
             if (const auto present = weak.lock())
                 present->add(source, frame);
-        };
-    };
-    mic.setOnFrame(handToPairing(Source::microphone));
-    systemAudio.setOnFrame(handToPairing(Source::system));
+        });
+    level = std::make_shared<AudioLevel>();
     mixer.setOnFrame([writer = audioWriter, meter = level](AudioFrame frame) {
         meter->add(frame);
         writer->appendFrame(std::move(frame));
     });
-}
-
-template <class Capture>
-void RealScreenCapture::startSource(
-    Capture& capture, SourcePairing::Source source, Clock::time_point takeBegan) {
-    try {
-        capture.start();
-    } catch (...) { // the take goes on with what is left
-        pairing->leaveOut(source);
-        return;
-    }
-    pairing->begin(source, Clock::now() - takeBegan);
 }
 
 QCoro::Task<std::filesystem::path> RealScreenCapture::stop() {
@@ -149,8 +139,8 @@ QCoro::Task<> RealScreenCapture::discard() {
 // In this order: the sources stop, what they have delivered is mixed, and only then is the file finished.
 void RealScreenCapture::stopAudioPipeline() {
     levelTimer.stop();
-    mic.stop();
-    systemAudio.stop();
+    for (AudioSource* source : sources)
+        source->stop();
     if (const auto ended = std::exchange(pairing, nullptr))
         ended->close();
     mixer.stop();

@@ -11,7 +11,7 @@
 
 #include <QTimer>
 
-#include <chrono>
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -19,7 +19,8 @@
 namespace tavro {
 
 /// Records a take: the picture, and beside it, in a file of the same name with the extension m4a, microphone
-/// and computer sound in one track. Joining the two is left to the muxer. Reused for every take. Main thread.
+/// and computer sound in one track. Joining the two is left to the muxer. A take begins with its picture; its
+/// sources of sound come in when they run. Reused for every take. Main thread.
 class RealScreenCapture final : public CaptureController {
 public:
     using LevelHandler = std::function<void(double level)>;
@@ -52,17 +53,12 @@ public:
     std::function<double()> elapsedProvider; ///< recorded seconds; stored for who asks
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     QCoro::Task<> startTake(std::filesystem::path outputURL);
     void startAudioPipeline(const std::filesystem::path& videoURL);
     void wire();
-    template <class Capture>
-    void startSource(Capture& capture, SourcePairing::Source source, Clock::time_point takeBegan);
     void stopAudioPipeline();
     void removeAbandoned();
 
-    const SystemVersion system;
     ScreenRecorder recorder;
     std::optional<CaptureTargetMeta> target;
     bool includeMic = false;
@@ -70,6 +66,7 @@ private:
     std::shared_ptr<SourcePairing> pairing; // of the take
     MicCapture mic;
     SystemAudioCapture systemAudio;
+    const std::array<AudioSource*, 2> sources{&mic, &systemAudio}; // as the mixer takes them
     const std::shared_ptr<MixedAudioWriter> audioWriter;
     std::optional<std::filesystem::path> audioFileURL;
     std::optional<std::filesystem::path> abandonedAudio; // of a take that a restart threw away

@@ -13,13 +13,20 @@ OnboardingModel::OnboardingModel(OnboardingServices servicesGiven)
     connect(this, &OnboardingModel::permsChanged, this, &OnboardingModel::isCompleteChanged);
     connect(this, &OnboardingModel::accountChanged, this, &OnboardingModel::isCompleteChanged);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state == Qt::ApplicationActive)
-            refreshPerms();
+        if (state != Qt::ApplicationActive)
+            return;
+        services.permissions.refresh();
+        refreshPerms();
     });
 }
 
 QCoro::Task<> OnboardingModel::appear() {
     const auto self = shared_from_this();
+    services.permissions.onChange([weak = weak_from_this()] {
+        if (const auto model = weak.lock())
+            model->refreshPerms();
+    });
+    services.permissions.refresh();
     setAccount(services.isSignedIn(), storedEmail());
     auto refreshing = services.signIn.refreshEmail();
     co_await refreshing;

@@ -49,7 +49,8 @@ public:
     QString accountText() const;
     bool isComplete() const { return permissionSet.allGranted() && isSignedIn; }
 
-    /// Reads who is signed in, then completes the address from the backend.
+    /// Asks for the grants anew, and follows them from now on. Reads who is signed in, then completes the
+    /// address from the backend.
     QCoro::Task<> appear();
 
     std::function<void()> onDone = [] {};

@@ -10,7 +10,9 @@ OnboardingWizard::OnboardingWizard(OnboardingServices servicesGiven, std::functi
     : services(std::move(servicesGiven))
     , onComplete(std::move(complete)) {}
 
-void OnboardingWizard::presentIfNeeded() {
+QCoro::Task<> OnboardingWizard::presentIfNeeded() {
+    auto refreshing = services.permissions.refresh();
+    co_await refreshing;
     if (services.permissions.current().allGranted() && services.isSignedIn())
         onComplete();
     else

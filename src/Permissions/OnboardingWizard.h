@@ -12,8 +12,9 @@ class OnboardingWizard {
 public:
     OnboardingWizard(OnboardingServices services, std::function<void()> onComplete);
 
-    /// Calls `onComplete` at once when nothing is missing; otherwise shows the window.
-    void presentIfNeeded();
+    /// Asks for the grants anew, for a second at most. Then calls `onComplete` when nothing is missing;
+    /// otherwise shows the window. Outlived by the wizard.
+    QCoro::Task<> presentIfNeeded();
     /// Shows a new window, in place of one that is open. Done closes it and calls `onComplete`; its close
     /// button calls nothing.
     void present();

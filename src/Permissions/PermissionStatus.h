@@ -25,7 +25,7 @@ struct PermissionSet {
     bool allGranted() const { return *this == PermissionSet{Grant::granted, Grant::granted, Grant::granted}; }
 };
 
-/// What the user lets this program record. Nothing is cached: each answer is the moment's.
+/// What the user lets this program record.
 class Permissions {
 public:
     /// What a relaunch needs of the running program.
@@ -38,8 +38,12 @@ public:
     /// All that is given outlives the object.
     Permissions(PrivacyServices& services, Workspace& workspace, Application application);
 
-    PermissionSet current() const; ///< any thread; asks the sound server, which may take its time
+    PermissionSet current() const; ///< at once; the microphone as it was when it was last asked for
     Grant screen() const;
+    /// Asks for the microphone anew. Completes when `current` is up to date, or after a second.
+    QCoro::Task<> refresh() { return services.refreshMicrophone(); }
+    /// `handler` is called when `current` has changed by a refresh. There is one handler.
+    void onChange(std::function<void()> handler) { services.onMicrophoneChange(std::move(handler)); }
     /// Never `unknown`. The caller goes on on its own thread.
     QCoro::Task<Grant> requestMicrophone();
     QCoro::Task<Grant> requestSpeech();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <qcoro/qcorotask.h>
+
 #include <functional>
 
 namespace tavro {
@@ -7,7 +9,7 @@ namespace tavro {
 /// How the user and the system answered a request for a private resource.
 enum class AuthorizationStatus { notDetermined, restricted, denied, authorized };
 
-/// The desktop's say on what this program may record. Queries: any thread, no prompts. Requests: main thread.
+/// The desktop's say on what this program may record. Main thread. Queries answer at once, without prompts.
 class PrivacyServices {
 public:
     virtual ~PrivacyServices() = default;
@@ -17,7 +19,11 @@ public:
     /// Asks for the screen, or tells the user what stands in the way. Returns at once with what holds now.
     virtual bool requestScreenCaptureAccess() = 0;
 
-    virtual AuthorizationStatus microphoneAuthorization() = 0;
+    virtual AuthorizationStatus microphoneAuthorization() = 0; ///< by the last answer to `refreshMicrophone`
+    /// Asks the system anew. Completes with its answer, or after a second without one.
+    virtual QCoro::Task<> refreshMicrophone() = 0;
+    /// `handler` is called when the answer has changed, however late it comes. There is one handler.
+    virtual void onMicrophoneChange(std::function<void()> handler) = 0;
     /// `handler` is called once, on any thread, perhaps before this returns.
     virtual void requestMicrophoneAccess(std::function<void(bool granted)> handler) = 0;
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <qcoro/qcorotask.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -34,22 +36,28 @@ struct PCMBuffer {
 
 using PCMBufferPtr = std::shared_ptr<const PCMBuffer>;
 
+/// A line of sound tells the moment of its first sample by this.
+using AudioClock = std::chrono::steady_clock;
+
 /// The default input device, read through one tap. It follows the default when the user or the system changes
 /// it, and comes back by itself when the sound server or the device does; meanwhile, and from one tap buffer
-/// to the next, the tap's time line stays the wall clock's: what is missing arrives as silence.
+/// to the next, the tap's time line stays the wall clock's: what is missing arrives as silence. Main thread;
+/// no call but the question waits for the sound server.
 class AudioEngine {
 public:
     /// Called on the engine's own thread.
     using Tap = std::function<void(const PCMBufferPtr&)>;
 
     virtual ~AudioEngine() = default;
-    /// The default source's own rate and channels; 0 and 0 when there is no usable input.
-    virtual AudioFormat inputFormat() = 0;
+    /// Asks for the default source's own rate and channels; 0 and 0 when there is no usable input.
+    virtual QCoro::Task<AudioFormat> inputFormat() = 0;
     virtual void installTap(std::uint32_t bufferSize, const AudioFormat& format, Tap tap) = 0;
-    /// No call of the tap begins, or is under way, after this has returned.
+    /// No call of the tap begins, or is under way, after this has returned: it waits for the engine's thread.
     virtual void removeTap() = 0;
     virtual void prepare() = 0;
-    virtual void start() = 0; ///< throws PlatformError
+    /// After the tap. Returns when the first sample was, or will be, at the device. Throws the PlatformError
+    /// by which the last question was refused; a server that does not answer is silent until it does.
+    virtual AudioClock::time_point start() = 0;
     virtual void stop() = 0;
 };
 
@@ -101,13 +109,16 @@ struct AudioIOBuffer {
     const void* data = nullptr;
 };
 
-/// What the computer plays, as a tap read through a device. Every call tells its outcome. Main thread. The
-/// device follows the default output and outlives the sound server like the input of `AudioEngine` does.
+/// What the computer plays, as a tap read through a device. Every call tells its outcome, and none but the
+/// question waits for the sound server. Main thread. The device follows the default output and outlives the
+/// sound server like the input of `AudioEngine` does.
 class AudioHardware {
 public:
     using IOProc = std::function<void(std::span<const AudioIOBuffer>)>;
 
     virtual ~AudioHardware() = default;
+    /// Asks for the default output; `createProcessTap` tells what came of it.
+    virtual QCoro::Task<> findOutput() = 0;
     virtual AudioStatus createProcessTap(const TapDescription& description, AudioObjectID& tap) = 0;
     virtual AudioStatus destroyProcessTap(AudioObjectID tap) = 0;
     virtual AudioStatus createAggregateDevice(
@@ -117,7 +128,10 @@ public:
     virtual AudioStatus createIOProc(
         AudioObjectID device, SerialQueue& queue, IOProc callback, AudioIOProcID& proc) = 0;
     virtual AudioStatus destroyIOProc(AudioObjectID device, AudioIOProcID proc) = 0;
-    virtual AudioStatus startDevice(AudioObjectID device, AudioIOProcID proc) = 0;
+    /// `origin`: when the first sample was, or will be, at the device.
+    virtual AudioStatus startDevice(
+        AudioObjectID device, AudioIOProcID proc, AudioClock::time_point& origin) = 0;
+    /// No call of the callback is handed to its queue after this has returned.
     virtual AudioStatus stopDevice(AudioObjectID device, AudioIOProcID proc) = 0;
 };
 

@@ -19,6 +19,7 @@ namespace tavro {
 namespace {
 
 using namespace std::chrono_literals;
+using test::await;
 using test::waitUntil;
 
 PCMBufferPtr floats(std::vector<std::vector<float>> planes, double rate = 48'000) {
@@ -127,8 +128,8 @@ TEST(MicCapture, recordsBetweenStartAndStop) {
     m.engine.format.channelCount = 6;
     m.engine.format.sampleRate = 44'100.7;
     const test::LogLines lines;
-    m.mic.start();
-    m.mic.start();
+    await(m.mic.start());
+    await(m.mic.start());
     m.engine.deliver(0.5F, 4096);
     EXPECT_GT(m.heard, 0u);
     m.mic.stop();
@@ -152,7 +153,7 @@ TEST(MicCapture, saysThatThereIsNoInput) {
             AudioFormat{AudioFormat::Sample::float32, 0, 2, false}}) {
         Microphone m;
         m.engine.format = unusable;
-        const auto error = test::errorOf([&] { m.mic.start(); });
+        const auto error = test::errorOf([&] { await(m.mic.start()); });
         EXPECT_EQ(error.domain, u"Tavro.Audio");
         EXPECT_EQ(error.code, 1);
         EXPECT_EQ(error.localizedDescription, u"No usable microphone input");
@@ -166,15 +167,71 @@ TEST(MicCapture, leavesNoTapBehindAFailedStart) {
     m.engine.startError =
         std::make_exception_ptr(PlatformError(QStringLiteral("PulseAudio"), 6, QStringLiteral("why")));
     const test::LogLines lines;
-    const auto error = test::errorOf([&] { m.mic.start(); });
+    const auto error = test::errorOf([&] { await(m.mic.start()); });
     EXPECT_EQ(error.domain, u"PulseAudio");
     EXPECT_EQ(error.code, 6);
     EXPECT_FALSE(m.mic.isRunning());
     EXPECT_FALSE(m.engine.hasTap());
     EXPECT_TRUE(lines.all().isEmpty());
     m.engine.startError = nullptr;
-    m.mic.start();
+    await(m.mic.start());
     EXPECT_TRUE(m.mic.isRunning());
+}
+
+TEST(MicCapture, tellsTheOriginOfItsLine) {
+    Microphone m;
+    m.engine.sinceOrigin = 5s;
+    const auto origin = await(m.mic.start());
+    EXPECT_LT(origin, AudioClock::now() - 4s);
+    EXPECT_EQ(await(m.mic.start()), origin) << "of the line that runs";
+}
+
+// The error of a start, or nothing where it succeeded.
+QString failureOf(QCoro::Task<AudioClock::time_point> starting) {
+    try {
+        await(std::move(starting));
+    } catch (const PlatformError& error) {
+        return error.message();
+    }
+    return {};
+}
+
+const QString stoppedBefore = QStringLiteral("Stopped before it ran");
+
+TEST(MicCapture, stopsWhileItWaits) {
+    Microphone m;
+    const auto answer = m.engine.silence.emplace();
+    const test::LogLines lines;
+    auto stopped = m.mic.start();
+    m.mic.stop();
+    EXPECT_FALSE(m.mic.isRunning());
+    auto next = m.mic.start(); // which is answered at once
+    EXPECT_EQ(failureOf(std::move(next)), QString());
+    answer.resolve();
+    EXPECT_EQ(failureOf(std::move(stopped)), stoppedBefore);
+    EXPECT_TRUE(m.mic.isRunning()) << "the late answer was another start's";
+    EXPECT_EQ(m.engine.calls.count(QStringLiteral("start")), 1);
+    m.mic.stop();
+    EXPECT_EQ(lines.all().count(QStringLiteral("[INFO] Mic capture stopped")), 1);
+}
+
+TEST(AudioSource, mayGoWhileItWaits) {
+    FakeAudioEngine engine;
+    FakeAudioHardware hardware;
+    FakeAudioConverterFactory converters;
+    const auto format = engine.silence.emplace();
+    const auto output = hardware.silence.emplace();
+    auto mic = std::make_unique<MicCapture>(engine, converters);
+    auto system = std::make_unique<SystemAudioCapture>(hardware, converters, SystemVersion{14, 2});
+    auto micStarts = mic->start(), systemStarts = system->start();
+    mic.reset();
+    system.reset();
+    format.resolve();
+    output.resolve();
+    EXPECT_EQ(failureOf(std::move(micStarts)), stoppedBefore);
+    EXPECT_EQ(failureOf(std::move(systemStarts)), stoppedBefore);
+    EXPECT_TRUE(engine.calls.isEmpty());
+    EXPECT_TRUE(hardware.calls.isEmpty());
 }
 
 struct System {
@@ -190,8 +247,8 @@ struct System {
 TEST(SystemAudioCapture, makesAndReleasesInOrder) {
     System s;
     const test::LogLines lines;
-    s.capture.start();
-    s.capture.start();
+    await(s.capture.start());
+    await(s.capture.start());
     s.capture.stop();
     s.capture.stop();
     EXPECT_EQ(s.hardware.calls.join(u' '),
@@ -219,6 +276,19 @@ TEST(SystemAudioCapture, makesAndReleasesInOrder) {
     EXPECT_TRUE(device.isPrivate && device.tapAutoStart);
 }
 
+TEST(SystemAudioCapture, stopsWhileItWaits) {
+    System s;
+    const auto answer = s.hardware.silence.emplace();
+    auto stopped = s.capture.start();
+    s.capture.stop();
+    EXPECT_EQ(failureOf(s.capture.start()), QString());
+    answer.resolve();
+    EXPECT_EQ(failureOf(std::move(stopped)), stoppedBefore);
+    EXPECT_EQ(s.hardware.alive(), 3);
+    s.capture.stop();
+    EXPECT_EQ(s.hardware.alive(), 0);
+}
+
 TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
     const struct {
         QString step, text, calls;
@@ -244,7 +314,7 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
     for (const auto& c : cases) {
         System s;
         s.hardware.failures[c.step] = -50;
-        const auto error = test::errorOf([&] { s.capture.start(); });
+        const auto error = test::errorOf([&] { await(s.capture.start()); });
         EXPECT_EQ(error.domain, u"Tavro.Audio");
         EXPECT_EQ(error.code, -50);
         EXPECT_EQ(error.localizedDescription, c.text);
@@ -252,7 +322,7 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
         EXPECT_EQ(s.hardware.alive(), 0);
         EXPECT_FALSE(s.capture.isRunning());
         s.hardware.failures.clear();
-        s.capture.start();
+        await(s.capture.start());
         EXPECT_TRUE(s.capture.isRunning());
     }
 }
@@ -260,7 +330,7 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
 TEST(SystemAudioCapture, releasesEverythingWhenThereIsNoProcedure) {
     System s;
     s.hardware.withoutProcedureIdentifier = true; // though no failure is told
-    const auto error = test::errorOf([&] { s.capture.start(); });
+    const auto error = test::errorOf([&] { await(s.capture.start()); });
     EXPECT_EQ(error.domain, u"Tavro.Audio");
     EXPECT_EQ(error.code, 0);
     EXPECT_EQ(error.localizedDescription,
@@ -273,7 +343,7 @@ TEST(SystemAudioCapture, releasesEverythingWhenThereIsNoProcedure) {
 
 TEST(SystemAudioCapture, needsItsSystemVersion) {
     System s({14, 1});
-    const auto error = test::errorOf([&] { s.capture.start(); });
+    const auto error = test::errorOf([&] { await(s.capture.start()); });
     EXPECT_EQ(error.domain, u"Tavro.Audio");
     EXPECT_EQ(error.code, 2);
     EXPECT_EQ(error.localizedDescription, u"System audio capture requires macOS 14.2 or later");
@@ -287,7 +357,7 @@ TEST(SystemAudioCapture, takesWholeFramesOfTheFirstTwoChannels) {
     } cases[] = {{1, 1920, 160}, {2, 1924, 80}, {4, 7680, 160}, {2, 0, 0}, {0, 16, 0}, {2, 4, 0}};
     for (const auto& c : cases) {
         System s;
-        s.capture.start();
+        await(s.capture.start());
         std::vector<float> samples(1920, 0.F);
         for (std::size_t i = 0; i < samples.size(); i += std::max(c.channels, 1U))
             samples[i] = 0.5F;
@@ -306,19 +376,22 @@ TEST(SystemAudioCapture, takesWholeFramesOfTheFirstTwoChannels) {
     }
 }
 
+namespace Source {
+constexpr SourcePairing::Source microphone = 0, system = 1, third = 2;
+}
+
 struct Pairs {
-    std::vector<std::pair<AudioFrame, AudioFrame>> given;
-    SourcePairing pairing{
-        [this](AudioFrame mic, AudioFrame sys) { given.emplace_back(std::move(mic), std::move(sys)); }};
-    AudioFrame all(bool microphone) const {
+    explicit Pairs(std::size_t sources = 2)
+        : pairing(sources, [this](std::vector<AudioFrame> frames) { given.push_back(std::move(frames)); }) {}
+    std::vector<std::vector<AudioFrame>> given;
+    SourcePairing pairing;
+    AudioFrame all(SourcePairing::Source source) const {
         AudioFrame joined;
-        for (const auto& [mic, sys] : given)
-            joined.insert(joined.end(), (microphone ? mic : sys).begin(), (microphone ? mic : sys).end());
+        for (const auto& frames : given)
+            joined.insert(joined.end(), frames[source].begin(), frames[source].end());
         return joined;
     }
 };
-
-using Source = SourcePairing::Source;
 
 TEST(SourcePairing, putsTogetherWhatWasHeardTogether) {
     Pairs p;
@@ -329,12 +402,12 @@ TEST(SourcePairing, putsTogetherWhatWasHeardTogether) {
     p.pairing.add(Source::system, {10, 20, 30});
     p.pairing.add(Source::microphone, {3, 4});
     p.pairing.add(Source::system, {40});
-    for (const auto& [mic, sys] : p.given)
-        EXPECT_EQ(mic.size(), sys.size());
+    for (const auto& frames : p.given)
+        EXPECT_EQ(frames[0].size(), frames[1].size());
     p.pairing.close();
     p.pairing.add(Source::system, {99});
-    EXPECT_EQ(p.all(true), (AudioFrame{0, 0, 1, 2, 3, 4}));
-    EXPECT_EQ(p.all(false), (AudioFrame{10, 20, 30, 40, 0, 0}));
+    EXPECT_EQ(p.all(Source::microphone), (AudioFrame{0, 0, 1, 2, 3, 4}));
+    EXPECT_EQ(p.all(Source::system), (AudioFrame{10, 20, 30, 40, 0, 0}));
 }
 
 TEST(SourcePairing, passesOneSourceOnAlone) {
@@ -344,8 +417,8 @@ TEST(SourcePairing, passesOneSourceOnAlone) {
     p.pairing.leaveOut(Source::system);
     p.pairing.add(Source::microphone, {3});
     p.pairing.close();
-    EXPECT_EQ(p.all(true), (AudioFrame{1, 2, 3}));
-    EXPECT_TRUE(p.all(false).empty());
+    EXPECT_EQ(p.all(Source::microphone), (AudioFrame{1, 2, 3}));
+    EXPECT_TRUE(p.all(Source::system).empty());
 }
 
 TEST(SourcePairing, doesNotWaitForeverForASourceThatFellSilent) {
@@ -354,20 +427,89 @@ TEST(SourcePairing, doesNotWaitForeverForASourceThatFellSilent) {
     p.pairing.begin(Source::system, 0us);
     for (int i = 0; i < 30; ++i)
         p.pairing.add(Source::microphone, AudioFrame(1600, 5));
-    EXPECT_EQ(p.all(true), AudioFrame(2 * 16'000, 5));
-    EXPECT_EQ(p.all(false), AudioFrame(2 * 16'000, 0));
+    EXPECT_EQ(p.all(Source::microphone), AudioFrame(2 * 16'000, 5));
+    EXPECT_EQ(p.all(Source::system), AudioFrame(2 * 16'000, 0));
     // It comes to itself: what was not waited for is left out, and the rest is where it belongs.
     p.pairing.add(Source::system, AudioFrame(2 * 16'000, 7));
     p.pairing.add(Source::system, AudioFrame(16'000, 8));
-    EXPECT_EQ(p.all(true), AudioFrame(3 * 16'000, 5));
+    EXPECT_EQ(p.all(Source::microphone), AudioFrame(3 * 16'000, 5));
     AudioFrame expected(2 * 16'000, 0);
     expected.resize(3 * 16'000, 8);
-    EXPECT_EQ(p.all(false), expected);
+    EXPECT_EQ(p.all(Source::system), expected);
+}
+
+TEST(SourcePairing, doesNotWaitForeverForASourceThatBeginsLate) {
+    Pairs p;
+    p.pairing.begin(Source::system, 0us);
+    for (int i = 0; i < 30; ++i)
+        p.pairing.add(Source::system, AudioFrame(1600, 5));
+    EXPECT_EQ(p.all(Source::system), AudioFrame(2 * 16'000, 5))
+        << "what is over a second old waits no longer";
+    EXPECT_EQ(p.all(Source::microphone), AudioFrame(2 * 16'000, 0));
+    // Its line reaches back to before what was handed over; the rest is where it belongs.
+    p.pairing.begin(Source::microphone, 1s);
+    p.pairing.add(Source::microphone, AudioFrame(16'000, 7));
+    p.pairing.add(Source::microphone, AudioFrame(16'000, 8));
+    AudioFrame expected(2 * 16'000, 0);
+    expected.resize(3 * 16'000, 8);
+    EXPECT_EQ(p.all(Source::microphone), expected);
+    EXPECT_EQ(p.all(Source::system), AudioFrame(3 * 16'000, 5));
+}
+
+TEST(SourcePairing, putsSilenceBeforeASourceThatBeginsLater) {
+    Pairs p;
+    p.pairing.begin(Source::system, 0us);
+    p.pairing.add(Source::system, AudioFrame(2 * 16'000, 5));
+    p.pairing.begin(Source::microphone, 3s); // its origin is yet to come
+    p.pairing.add(Source::microphone, AudioFrame(16'000, 7));
+    p.pairing.close();
+    AudioFrame expected(3 * 16'000, 0);
+    expected.resize(4 * 16'000, 7);
+    EXPECT_EQ(p.all(Source::microphone), expected);
+}
+
+TEST(SourcePairing, endsWithASourceThatNeverBegan) {
+    Pairs p;
+    p.pairing.add(Source::microphone, {9}); // though it has delivered
+    p.pairing.begin(Source::system, 0us);
+    p.pairing.add(Source::system, {1, 2, 3});
+    EXPECT_TRUE(p.given.empty());
+    p.pairing.close();
+    EXPECT_EQ(p.all(Source::system), (AudioFrame{1, 2, 3}));
+    EXPECT_TRUE(p.all(Source::microphone).empty());
+    p.pairing.begin(Source::microphone, 0us);
+    p.pairing.leaveOut(Source::system);
+    EXPECT_EQ(p.given.size(), 1u) << "nothing comes after the end";
+}
+
+TEST(SourcePairing, takesAnyNumberOfSources) {
+    for (const std::size_t count : {1u, 3u, 5u}) {
+        Pairs p(count);
+        for (SourcePairing::Source source = 0; source < count; ++source)
+            p.pairing.begin(source, source * 125us); // two samples later each
+        for (SourcePairing::Source source = count; source-- > 0;)
+            p.pairing.add(source, AudioFrame(4, static_cast<std::int16_t>(source + 1)));
+        p.pairing.close();
+        for (SourcePairing::Source source = 0; source < count; ++source) {
+            AudioFrame expected(2 * source, 0);
+            expected.resize(2 * source + 4, static_cast<std::int16_t>(source + 1));
+            expected.resize(2 * (count - 1) + 4, 0);
+            EXPECT_EQ(p.all(source), expected) << source << " of " << count;
+        }
+    }
+    Pairs p(3);
+    p.pairing.begin(Source::microphone, 0us);
+    p.pairing.leaveOut(Source::system);
+    p.pairing.begin(Source::third, 0us);
+    p.pairing.add(Source::microphone, {1, 2});
+    EXPECT_TRUE(p.given.empty());
+    p.pairing.add(Source::third, {3});
+    EXPECT_EQ(p.given, (std::vector<std::vector<AudioFrame>>{{{1}, {}, {3}}}));
 }
 
 TEST(SourcePairing, endsAlsoWhereItsReceiverFails) {
     int calls = 0;
-    SourcePairing pairing([&](const AudioFrame&, const AudioFrame&) {
+    SourcePairing pairing(2, [&](const std::vector<AudioFrame>&) {
         if (++calls == 1)
             throw std::bad_alloc();
     });
@@ -384,7 +526,7 @@ TEST(SourcePairing, keepsTheOrderOfTwoThreads) {
     p.pairing.begin(Source::microphone, 0us);
     p.pairing.begin(Source::system, 0us);
     constexpr int count = 15'000; // less than what one source waits for the other
-    const auto feed = [&](Source source, int step) {
+    const auto feed = [&](SourcePairing::Source source, int step) {
         for (int i = 0; i < count; i += step) {
             AudioFrame frame;
             for (int k = i; k < std::min(i + step, count); ++k)
@@ -397,9 +539,9 @@ TEST(SourcePairing, keepsTheOrderOfTwoThreads) {
         const std::jthread sys(feed, Source::system, 7);
     }
     p.pairing.close();
-    EXPECT_EQ(p.all(true).size(), static_cast<std::size_t>(count));
-    EXPECT_EQ(p.all(true), p.all(false));
-    EXPECT_TRUE(std::ranges::is_sorted(p.all(true)));
+    EXPECT_EQ(p.all(Source::microphone).size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(p.all(Source::microphone), p.all(Source::system));
+    EXPECT_TRUE(std::ranges::is_sorted(p.all(Source::microphone)));
 }
 
 TEST(AudioLevel, mapsDecibelsOfFullScale) {

@@ -295,6 +295,62 @@ TEST_F(RealScreenCaptureTest, tellsTheLevelOnTheMainThread) {
     EXPECT_EQ(highest, -1);
 }
 
+// A source whose server is silent comes in when it answers, at its place; until then the take has the other.
+TEST_F(RealScreenCaptureTest, waitsForNoSource) {
+    const auto answer = engine.silence.emplace();
+    start();
+    EXPECT_FALSE(engine.hasTap());
+    double highest = 0;
+    capture->setLevelHandler([&](double level) { highest = std::max(highest, level); });
+    playSystem(0.25F, 3 * 48'000);
+    hardware.waitForCallbacks();
+    EXPECT_TRUE(waitUntil([&] { return written().size() >= 2 * 16'000 && highest > 0; }))
+        << "the other source waits";
+
+    engine.sinceOrigin = -3s; // as if its line began three seconds after the take, or a little more
+    answer.resolve();
+    EXPECT_TRUE(waitUntil([&] { return engine.hasTap(); }));
+    engine.deliver(0.5F, 48'000);
+    await(capture->stop());
+    const AudioFrame sound = written();
+    const auto first = std::ranges::find(sound, std::int16_t{16'383}) - sound.begin();
+    EXPECT_GE(first, 3 * 16'000);
+    EXPECT_EQ(std::ranges::count(sound, 16'383), 16'000) << "alone, after the end of the other";
+    EXPECT_EQ(std::ranges::count(sound, 8191), 3 * 16'000) << "alone, before the beginning of the first";
+}
+
+TEST_F(RealScreenCaptureTest, endsWhileItsSourcesStart) {
+    enum class End { stop, discard, restart, destruction };
+    for (const End end : {End::stop, End::discard, End::restart, End::destruction}) {
+        const auto format = engine.silence.emplace();
+        const auto output = hardware.silence.emplace();
+        start();
+        engine.calls.clear();
+        hardware.calls.clear();
+        if (end == End::stop)
+            EXPECT_EQ(await(capture->stop()), folder.path() / "t.mp4");
+        else if (end == End::discard)
+            await(capture->discard());
+        else if (end == End::restart)
+            await(capture->restartTake(folder.path() / "t.mp4")); // whose own sources are there at once
+        else
+            capture.reset();
+        const int running = end == End::restart ? 1 : 0;
+        EXPECT_EQ(engine.hasTap(), running == 1);
+        const QStringList engineCalls = engine.calls, hardwareCalls = hardware.calls;
+        format.resolve();
+        output.resolve();
+        std::atomic<bool> answered = false; // after the answers have come
+        EventLoop::current()->post([&] { answered = true; });
+        EXPECT_TRUE(waitUntil([&] { return answered.load(); }));
+        EXPECT_EQ(engine.calls, engineCalls) << "a start that nobody wants went on";
+        EXPECT_EQ(hardware.calls, hardwareCalls);
+        EXPECT_EQ(hardware.alive(), 3 * running);
+        if (capture)
+            await(capture->discard());
+    }
+}
+
 // Both sources bring samples from threads of their own, while takes come and go.
 TEST_F(RealScreenCaptureTest, startsAndStopsAHundredTimes) {
     std::atomic<bool> ended = false;

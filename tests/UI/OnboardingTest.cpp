@@ -61,7 +61,9 @@ TEST_F(OnboardingTest, theWizardShowsWhenAnythingIsMissing) {
             storeToken();
         int completed = 0;
         OnboardingWizard wizard(services, [&] { ++completed; });
-        wizard.presentIfNeeded();
+        await(wizard.presentIfNeeded());
+        EXPECT_GT(privacy.microphoneRefreshes, 0);
+        privacy.microphoneRefreshes = 0;
         EXPECT_EQ(wizard.window() != nullptr, test.shown);
         EXPECT_EQ(completed, test.shown ? 0 : 1);
         // The view says the same.
@@ -120,6 +122,17 @@ TEST_F(OnboardingTest, aGrantGivenElsewhereShowsWhenTheUserComesBack) {
     EXPECT_EQ(model->perms().screen, Grant::denied);
     emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
     EXPECT_EQ(model->perms().screen, Grant::granted);
+}
+
+TEST_F(OnboardingTest, theMicrophoneIsAskedForAnewAndShowsWhenItChanges) {
+    const auto model = appeared();
+    EXPECT_EQ(privacy.microphoneRefreshes, 1);
+    emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+    EXPECT_EQ(privacy.microphoneRefreshes, 2);
+    privacy.microphone = AuthorizationStatus::authorized;
+    EXPECT_NE(model->perms().microphone, Grant::granted);
+    privacy.microphoneChanged();
+    EXPECT_EQ(model->perms().microphone, Grant::granted);
 }
 
 TEST_F(OnboardingTest, saysWhoIsSignedIn) {

@@ -3,14 +3,27 @@
 #include "Core/Paths.h"
 #include "Platform/Notifier.h"
 
+#include <QTimer>
+
+#include <utility>
+
 namespace tavro {
 namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto patience = 1s; // of who waits; the answer counts all the same
 
 const QString microphone = QStringLiteral("microphone");
 const QString speech = QStringLiteral("speech");
 const QString agreed = QStringLiteral("true");
 
 } // namespace
+
+struct DesktopPrivacy::Microphone {
+    bool exists = false;
+    std::function<void()> onChange = [] {};
+};
 
 UserDefaults DesktopPrivacy::standardAnswers() {
     return UserDefaults(Paths::applicationSupport() / "tavro" / "permissions.conf");
@@ -19,7 +32,8 @@ UserDefaults DesktopPrivacy::standardAnswers() {
 DesktopPrivacy::DesktopPrivacy(UserDefaults answersGiven, Probes probesGiven, Notifier& notifierGiven)
     : answers(std::move(answersGiven))
     , probes(std::move(probesGiven))
-    , notifier(notifierGiven) {}
+    , notifier(notifierGiven)
+    , known(std::make_shared<Microphone>()) {}
 
 bool DesktopPrivacy::preflightScreenCaptureAccess() {
     return probes.screenObstacle().isEmpty();
@@ -36,18 +50,47 @@ bool DesktopPrivacy::requestScreenCaptureAccess() {
 AuthorizationStatus DesktopPrivacy::microphoneAuthorization() {
     if (!answers.boolean(microphone))
         return AuthorizationStatus::notDetermined;
-    return probes.microphoneExists() ? AuthorizationStatus::authorized : AuthorizationStatus::restricted;
+    return known->exists ? AuthorizationStatus::authorized : AuthorizationStatus::restricted;
+}
+
+QCoro::Task<> DesktopPrivacy::refreshMicrophone() {
+    if (!answers.boolean(microphone))
+        co_return; // no answer would make a difference
+    const Promise<void> renewed;
+    renew(known, probes.microphoneExists(), renewed);
+    QTimer::singleShot(patience, [renewed] { renewed.resolve(); });
+    co_await renewed;
+}
+
+QCoro::Task<> DesktopPrivacy::renew(
+    std::weak_ptr<Microphone> known, QCoro::Task<bool> asking, Promise<void> renewed) {
+    const bool exists = co_await asking;
+    const auto present = known.lock();
+    if (present && std::exchange(present->exists, exists) != exists)
+        present->onChange();
+    renewed.resolve();
+}
+
+void DesktopPrivacy::onMicrophoneChange(std::function<void()> handler) {
+    known->onChange = std::move(handler);
 }
 
 void DesktopPrivacy::requestMicrophoneAccess(std::function<void(bool)> handler) {
     answers.set(microphone, agreed);
-    const bool exists = probes.microphoneExists();
-    if (!exists) {
+    answer(std::move(handler));
+}
+
+QCoro::Task<> DesktopPrivacy::answer(std::function<void(bool)> handler) {
+    const std::weak_ptr alive = known;
+    auto refreshing = refreshMicrophone();
+    co_await refreshing;
+    const auto present = alive.lock();
+    if (present && !present->exists) {
         notifier.show({.summary = QStringLiteral("No microphone found"),
             .body = QStringLiteral("Connect a microphone, or choose one in the sound settings."),
             .failure = true});
     }
-    handler(exists);
+    handler(present && present->exists);
 }
 
 AuthorizationStatus DesktopPrivacy::speechAuthorization() {

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "Core/Promise.h"
 #include "Core/UserDefaults.h"
 #include "Platform/PrivacyServices.h"
 
 #include <QString>
+
+#include <memory>
 
 namespace tavro {
 
@@ -16,7 +19,7 @@ public:
     struct Probes {
         std::function<QString()>
             screenObstacle; ///< what keeps the screen from being captured; empty when nothing
-        std::function<bool()> microphoneExists;
+        std::function<QCoro::Task<bool>()> microphoneExists; ///< may take long, and outlive this object
     };
     /// The file in which the answers are kept for this user.
     static UserDefaults standardAnswers();
@@ -26,14 +29,22 @@ public:
     bool preflightScreenCaptureAccess() override;
     bool requestScreenCaptureAccess() override;
     AuthorizationStatus microphoneAuthorization() override;
+    QCoro::Task<> refreshMicrophone() override;
+    void onMicrophoneChange(std::function<void()> handler) override;
     void requestMicrophoneAccess(std::function<void(bool granted)> handler) override;
     AuthorizationStatus speechAuthorization() override;
     void requestSpeechAuthorization(std::function<void(AuthorizationStatus)> handler) override;
 
 private:
+    struct Microphone;
+    static QCoro::Task<> renew(
+        std::weak_ptr<Microphone> known, QCoro::Task<bool> asking, Promise<void> renewed);
+    QCoro::Task<> answer(std::function<void(bool granted)> handler);
+
     const UserDefaults answers;
     const Probes probes;
     Notifier& notifier;
+    const std::shared_ptr<Microphone> known;
 };
 
 } // namespace tavro

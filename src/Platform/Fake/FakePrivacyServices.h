@@ -15,6 +15,8 @@ public:
     AuthorizationStatus microphone = AuthorizationStatus::notDetermined;
     AuthorizationStatus speech = AuthorizationStatus::notDetermined;
     int screenRequests = 0;
+    int microphoneRefreshes = 0;
+    std::function<void()> microphoneChanged = [] {}; ///< to be called by the test
     std::vector<std::function<void(bool)>> microphoneRequests;
     std::vector<std::function<void(AuthorizationStatus)>> speechRequests;
 
@@ -29,6 +31,13 @@ public:
         return screen;
     }
     AuthorizationStatus microphoneAuthorization() override { return microphone; }
+    QCoro::Task<> refreshMicrophone() override {
+        ++microphoneRefreshes;
+        co_return;
+    }
+    void onMicrophoneChange(std::function<void()> handler) override {
+        microphoneChanged = std::move(handler);
+    }
     void requestMicrophoneAccess(std::function<void(bool)> handler) override {
         microphoneRequests.push_back(std::move(handler));
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/Errors.h"
+#include "Core/Promise.h"
 #include "Core/SerialQueue.h"
 #include "Platform/Sound.h"
 
@@ -11,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <type_traits>
@@ -23,10 +25,17 @@ namespace tavro {
 class FakeAudioEngine final : public AudioEngine {
 public:
     AudioFormat format{AudioFormat::Sample::float32, 48'000, 1, false};
-    std::exception_ptr startError; ///< thrown by `start()`
+    std::exception_ptr startError;           ///< thrown by `start()`
+    std::optional<Promise<void>> silence;    ///< the next question is answered when this is resolved
+    std::chrono::milliseconds sinceOrigin{}; ///< how long ago its line began when it has started
     QStringList calls;
 
-    AudioFormat inputFormat() override { return format; }
+    QCoro::Task<AudioFormat> inputFormat() override {
+        const AudioFormat answer = format;
+        if (const auto ended = std::exchange(silence, std::nullopt))
+            co_await *ended;
+        co_return AudioFormat(answer);
+    }
     void installTap(std::uint32_t bufferSize, const AudioFormat& tapFormat, Tap installed) override {
         calls << QStringLiteral("installTap %1").arg(bufferSize);
         const std::lock_guard lock(mutex);
@@ -41,10 +50,11 @@ public:
         tap = nullptr;
     }
     void prepare() override { calls << QStringLiteral("prepare"); }
-    void start() override {
+    AudioClock::time_point start() override {
         calls << QStringLiteral("start");
         if (startError)
             std::rethrow_exception(startError);
+        return AudioClock::now() - sinceOrigin;
     }
     void stop() override { calls << QStringLiteral("stop"); }
 
@@ -78,10 +88,15 @@ class FakeAudioHardware final : public AudioHardware {
 public:
     std::map<QString, AudioStatus> failures; ///< status by the name of the operation, e.g. "createProcessTap"
     bool withoutProcedureIdentifier = false; ///< `createIOProc` succeeds but yields none
+    std::optional<Promise<void>> silence;    ///< the next question is answered when this is resolved
     QStringList calls;                       ///< names of the operations, in order
     TapDescription tapDescription;           ///< of the last tap made
     AggregateDeviceDescription deviceDescription;
 
+    QCoro::Task<> findOutput() override {
+        if (const auto ended = std::exchange(silence, std::nullopt))
+            co_await *ended;
+    }
     AudioStatus createProcessTap(const TapDescription& description, AudioObjectID& tap) override {
         tapDescription = description;
         return make(QStringLiteral("createProcessTap"), tap, 41);
@@ -110,7 +125,8 @@ public:
     AudioStatus destroyIOProc(AudioObjectID, AudioIOProcID proc) override {
         return end(QStringLiteral("destroyIOProc"), proc, 43);
     }
-    AudioStatus startDevice(AudioObjectID, AudioIOProcID) override {
+    AudioStatus startDevice(AudioObjectID, AudioIOProcID, AudioClock::time_point& origin) override {
+        origin = AudioClock::now();
         return note(QStringLiteral("startDevice"));
     }
     AudioStatus stopDevice(AudioObjectID, AudioIOProcID) override {

@@ -7,7 +7,8 @@
 
 namespace tavro::pulse {
 
-// Collects the line's frames into buffers of the tap's size. On the client's thread, but for its making.
+// Collects the line's frames into buffers of the tap's size. On the client's thread, but for its making and
+// its format.
 class PulseAudioEngine::TapBuffer {
 public:
     TapBuffer(std::uint32_t size, const AudioFormat& tapFormat, Tap receiver)
@@ -61,48 +62,41 @@ PulseAudioEngine::~PulseAudioEngine() {
     stop();
 }
 
-AudioFormat PulseAudioEngine::inputFormat() {
-    const auto [device, error] = client.find(DeviceRole::microphone);
-    if (error != 0)
-        return {};
-    map = device.map;
-    return {AudioFormat::Sample::float32, static_cast<double>(device.spec.rate), device.spec.channels, false};
+QCoro::Task<AudioFormat> PulseAudioEngine::inputFormat() {
+    const auto known = input;
+    const auto asked = client.find(DeviceRole::microphone);
+    *known = co_await asked;
+    if (known->error != 0)
+        co_return AudioFormat{};
+    const pa_sample_spec& spec = known->device.spec;
+    co_return AudioFormat{AudioFormat::Sample::float32, static_cast<double>(spec.rate), spec.channels, false};
 }
 
 void PulseAudioEngine::installTap(std::uint32_t bufferSize, const AudioFormat& format, Tap tap) {
-    auto buffer = std::make_shared<TapBuffer>(bufferSize, format, std::move(tap));
-    client.sync([&] { tapBuffer = std::move(buffer); });
+    tapBuffer = std::make_shared<TapBuffer>(bufferSize, format, std::move(tap));
 }
 
 // Lets the line end first: what it holds back belongs to the tap.
 void PulseAudioEngine::removeTap() {
     stop();
-    client.sync([this] {
-        if (tapBuffer)
-            tapBuffer->finish();
-        tapBuffer.reset();
-    });
+    if (const auto removed = std::exchange(tapBuffer, nullptr))
+        client.sync([&] { removed->finish(); });
 }
 
-void PulseAudioEngine::start() {
+AudioClock::time_point PulseAudioEngine::start() {
     if (recording)
-        return;
-    PulseRecording::Description description{DeviceRole::microphone, "Narration", {}, map};
-    const AudioFormat format = tapBuffer ? tapBuffer->bufferFormat() : inputFormat();
+        return recording->origin();
+    if (const int error = input->error; error != 0 && error != PA_ERR_TIMEOUT)
+        throw PlatformError(QStringLiteral("PulseAudio"), error, QString::fromUtf8(pa_strerror(error)));
+    PulseRecording::Description description{DeviceRole::microphone, "Narration", {}, input->device.map};
+    const AudioFormat format = tapBuffer->bufferFormat();
     description.spec = {PA_SAMPLE_FLOAT32NE, static_cast<std::uint32_t>(format.sampleRate),
         static_cast<std::uint8_t>(format.channelCount)};
-    if (map.channels != description.spec.channels)
+    if (description.map.channels != description.spec.channels)
         pa_channel_map_init_extend(&description.map, description.spec.channels, PA_CHANNEL_MAP_DEFAULT);
-    int error = 0;
     recording = client.start(
-        description,
-        [this](std::span<const float> frames) {
-            if (tapBuffer)
-                tapBuffer->add(frames);
-        },
-        error);
-    if (error != 0)
-        throw PlatformError(QStringLiteral("PulseAudio"), error, QString::fromUtf8(pa_strerror(error)));
+        description, [buffer = tapBuffer](std::span<const float> frames) { buffer->add(frames); });
+    return recording->origin();
 }
 
 void PulseAudioEngine::stop() {

@@ -12,18 +12,19 @@ public:
     explicit PulseAudioEngine(PulseClient& sharedClient) : client(sharedClient) {}
     ~PulseAudioEngine() override;
 
-    AudioFormat inputFormat() override;
+    QCoro::Task<AudioFormat> inputFormat() override;
     void installTap(std::uint32_t bufferSize, const AudioFormat& format, Tap tap) override;
     void removeTap() override;
     void prepare() override {}
-    void start() override;
+    AudioClock::time_point start() override;
     void stop() override;
 
 private:
     class TapBuffer;
 
     PulseClient& client;
-    pa_channel_map map{}; // of the input last asked for
+    // What was last answered. Shared with the question under way, which may outlive this object.
+    std::shared_ptr<PulseClient::Answer> input = std::make_shared<PulseClient::Answer>();
     std::shared_ptr<TapBuffer> tapBuffer;
     std::shared_ptr<PulseRecording> recording;
 };

@@ -32,9 +32,16 @@ PulseAudioHardware::~PulseAudioHardware() {
             client.stop(std::move(procedure.recording));
 }
 
+QCoro::Task<> PulseAudioHardware::findOutput() {
+    const auto known = output;
+    const auto asked = client.find(DeviceRole::systemSound);
+    const PulseClient::Answer answer = co_await asked;
+    *known = answer.error;
+}
+
 AudioStatus PulseAudioHardware::createProcessTap(const TapDescription& description, AudioObjectID& tap) {
-    if (const int error = client.find(DeviceRole::systemSound).error; error != 0)
-        return error;
+    if (*output != audioNoError)
+        return *output;
     tap = ++lastIdentifier;
     taps[tap] = description.uuid;
     return audioNoError;
@@ -76,27 +83,26 @@ AudioStatus PulseAudioHardware::destroyIOProc(AudioObjectID device, AudioIOProcI
     return audioNoError;
 }
 
-AudioStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioIOProcID proc) {
+AudioStatus PulseAudioHardware::startDevice(
+    AudioObjectID device, AudioIOProcID proc, AudioClock::time_point& origin) {
     Procedure* const procedure = find(device, proc);
     if (procedure == nullptr)
         return PA_ERR_NOENTITY;
-    if (procedure->recording)
-        return audioNoError;
-    PulseRecording::Description description{
-        DeviceRole::systemSound, "Computer sound", {PA_SAMPLE_FLOAT32NE, rate, channels}, {}};
-    pa_channel_map_init_stereo(&description.map);
-    int error = 0;
-    procedure->recording = client.start(
-        description,
-        [&queue = *procedure->queue, callback = procedure->callback](std::span<const float> frames) {
-            while (!frames.empty()) {
-                const auto part = frames.first(std::min(frames.size(), callbackFrames * channels));
-                callBack(queue, callback, part);
-                frames = frames.subspan(part.size());
-            }
-        },
-        error);
-    return error;
+    if (!procedure->recording) {
+        PulseRecording::Description description{
+            DeviceRole::systemSound, "Computer sound", {PA_SAMPLE_FLOAT32NE, rate, channels}, {}};
+        pa_channel_map_init_stereo(&description.map);
+        procedure->recording = client.start(description,
+            [&queue = *procedure->queue, callback = procedure->callback](std::span<const float> frames) {
+                while (!frames.empty()) {
+                    const auto part = frames.first(std::min(frames.size(), callbackFrames * channels));
+                    callBack(queue, callback, part);
+                    frames = frames.subspan(part.size());
+                }
+            });
+    }
+    origin = procedure->recording->origin();
+    return audioNoError;
 }
 
 AudioStatus PulseAudioHardware::stopDevice(AudioObjectID device, AudioIOProcID proc) {

@@ -15,6 +15,7 @@ public:
     explicit PulseAudioHardware(PulseClient& sharedClient) : client(sharedClient) {}
     ~PulseAudioHardware() override;
 
+    QCoro::Task<> findOutput() override;
     AudioStatus createProcessTap(const TapDescription& description, AudioObjectID& tap) override;
     AudioStatus destroyProcessTap(AudioObjectID tap) override;
     AudioStatus createAggregateDevice(
@@ -23,7 +24,8 @@ public:
     AudioStatus createIOProc(
         AudioObjectID device, SerialQueue& queue, IOProc callback, AudioIOProcID& proc) override;
     AudioStatus destroyIOProc(AudioObjectID device, AudioIOProcID proc) override;
-    AudioStatus startDevice(AudioObjectID device, AudioIOProcID proc) override;
+    AudioStatus startDevice(
+        AudioObjectID device, AudioIOProcID proc, AudioClock::time_point& origin) override;
     AudioStatus stopDevice(AudioObjectID device, AudioIOProcID proc) override;
 
 private:
@@ -36,6 +38,8 @@ private:
     Procedure* find(AudioObjectID device, AudioIOProcID proc);
 
     PulseClient& client;
+    // What was last answered. Shared with the question under way, which may outlive this object.
+    std::shared_ptr<AudioStatus> output = std::make_shared<AudioStatus>(PA_ERR_NOENTITY);
     std::map<AudioObjectID, QString> taps; // their UUIDs
     std::map<AudioObjectID, AggregateDeviceDescription> devices;
     std::map<AudioIOProcID, Procedure> procedures;

@@ -11,7 +11,6 @@ using namespace std::chrono_literals;
 
 constexpr auto firstBackOff = 50ms;
 constexpr auto longestBackOff = 400ms; // a server that returns is found within half a second
-constexpr auto connectTimeout = 3s;    // a server that accepts and then says nothing
 constexpr auto settleTime = 30ms;      // one change of devices makes a burst of events
 
 } // namespace
@@ -115,12 +114,7 @@ void PulseConnection::connect() {
     pa_context_set_state_callback(context.get(), Callbacks::state, this);
     // Never a daemon of our own making: a user without a sound server does not want one.
     if (pa_context_connect(context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
-        return lost();
-    thread.after(connectTimeout, [this, counter = std::weak_ptr(attempt), mine = *attempt] {
-        const auto current = counter.lock();
-        if (current && *current == mine && !isReady())
-            lost();
-    });
+        lost();
 }
 
 void PulseConnection::ready() {

@@ -42,7 +42,8 @@ public:
     void hold(Listener& listener); ///< connects when there is no connection yet
     void release(Listener& listener);
 
-    /// Answers once; not while the server does not, but at the latest when the connection ends.
+    /// Answers once: when the server does, or when the connection ends. The library ends one whose server has
+    /// said nothing for half a minute.
     void find(DeviceRole role, Found found);
 
     bool isReady() const;

@@ -37,25 +37,18 @@ struct PulseRecording::Callbacks {
     static void latency(pa_stream*, void* self) { static_cast<PulseRecording*>(self)->timingKnown(); }
 };
 
-PulseRecording::PulseRecording(
-    PulseConnection& server, const Description& what, SoundTimeline::Emit deliver, Begun whenBegun)
+PulseRecording::PulseRecording(PulseConnection& server, const Description& what, SoundTimeline::Emit deliver)
     : connection(server)
     , description(what)
-    , timeline(what.spec.rate, what.spec.channels, Clock::now(), std::move(deliver))
-    , begun(std::move(whenBegun)) {
+    , timeline(what.spec.rate, what.spec.channels, Clock::now(), std::move(deliver)) {}
+
+PulseRecording::~PulseRecording() = default;
+
+void PulseRecording::begin() {
     connection.hold(*this);
     if (connection.isReady())
         findDevice();
     tick();
-}
-
-PulseRecording::~PulseRecording() {
-    finish();
-}
-
-void PulseRecording::setOrigin(Clock::time_point moment) {
-    timeline.setOrigin(moment);
-    running = true;
 }
 
 void PulseRecording::finish() {
@@ -73,7 +66,7 @@ void PulseRecording::connected() {
 
 void PulseRecording::disconnected(int error) {
     closeStream();
-    report(error);
+    tellInterruption(error);
 }
 
 void PulseRecording::devicesChanged() {
@@ -94,7 +87,7 @@ void PulseRecording::findDevice() {
                 record(found);
             else {
                 closeStream(); // there is none, or none any more
-                report(error);
+                tellInterruption(error);
             }
             if (changed && connection.isReady())
                 findDevice();
@@ -137,13 +130,12 @@ void PulseRecording::record(const RecordingDevice& found) {
 void PulseRecording::streamReady() {
     lastArrival = Clock::now();
     interrupted = false;
-    report(0);
 }
 
 void PulseRecording::streamLost() {
     const int error = pa_context_errno(connection.handle());
     closeStream();
-    report(error != 0 ? error : PA_ERR_NOENTITY);
+    tellInterruption(error != 0 ? error : PA_ERR_NOENTITY);
     connection.owner().after(retryInterval, [this, life = std::weak_ptr(alive)] {
         if (life.lock() && !stream && connection.isReady())
             findDevice();
@@ -165,10 +157,8 @@ void PulseRecording::closeStream() {
     stream.reset();
 }
 
-void PulseRecording::report(int error) {
-    if (auto tell = std::exchange(begun, nullptr))
-        tell(error);
-    else if (error != 0 && alive && !std::exchange(interrupted, true))
+void PulseRecording::tellInterruption(int error) {
+    if (!std::exchange(interrupted, true))
         Log::info(QStringLiteral("%1: interrupted (%2), silent until it is back")
                       .arg(QString::fromUtf8(description.name), text(error)));
 }
@@ -243,8 +233,7 @@ void PulseRecording::tick() {
             timeline.interrupt();
             timing.reset(); // it says nothing of what comes after
         }
-        if (running)
-            timeline.fill(now);
+        timeline.fill(now);
     }
     connection.owner().after(tickInterval, [this, life = std::weak_ptr(alive)] {
         if (life.lock())

@@ -9,7 +9,8 @@
 namespace tavro::pulse {
 
 /// The sound of one role, in one form, from its beginning to its end without a break: it follows the default
-/// device, and comes back with the server; in between it is silent. Everything on the `PulseThread`.
+/// device, and comes back with the server; in between it is silent. On the `PulseThread`, but where another
+/// is named.
 class PulseRecording final : private PulseConnection::Listener {
 public:
     struct Description {
@@ -18,17 +19,15 @@ public:
         pa_sample_spec spec{};
         pa_channel_map map{}; ///< the server converts to this form what a device has in another
     };
-    /// `error` is 0 when the stream runs, else what kept the first one from running.
-    using Begun = std::function<void(int error)>;
 
-    PulseRecording(PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver,
-        Begun begun);
+    /// Made on any thread; frame 0 is that of this moment.
+    PulseRecording(PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver);
     ~PulseRecording() override;
 
-    /// Frame 0 is that of `moment`; silence is filled in from now on, before it the line waits for the
-    /// stream.
-    void setOrigin(SoundTimeline::Clock::time_point moment);
-    void finish(); ///< lets out what is held back; nothing comes after it
+    SoundTimeline::Clock::time_point origin() const { return timeline.origin(); } ///< any thread
+
+    void begin();
+    void finish(); ///< lets out what is held back; nothing comes after it. Before the end, when it was begun
 
 private:
     struct Callbacks;
@@ -43,7 +42,7 @@ private:
     void streamReady();
     void streamLost();
     void closeStream();
-    void report(int error);
+    void tellInterruption(int error);
     void timingKnown();
     std::optional<Clock::time_point> captureTime(Clock::time_point now) const;
     void askForTiming(Clock::time_point now);
@@ -53,7 +52,6 @@ private:
     PulseConnection& connection;
     const Description description;
     SoundTimeline timeline;
-    Begun begun;
     Stream stream;
     std::string device;     // that the stream records; empty for none
     bool searching = false; // the server has been asked for the device
@@ -62,7 +60,6 @@ private:
     std::optional<Clock::time_point> timing;       // when the server last told the stream's timing
     bool timingAsked = false;                      // and has not answered
     std::optional<Clock::time_point> waitingSince; // blocks wait for the timing
-    bool running = false;                          // the origin is known
     bool stalled = false;                          // the stream is there but delivers nothing
     bool interrupted = false;                      // the user has been told
     std::shared_ptr<int> alive = std::make_shared<int>();

@@ -9,9 +9,9 @@ namespace tavro {
 /// Sound through the PulseAudio protocol, which PulseAudio and PipeWire both serve. Connects when something
 /// is asked or recorded, never starts a server. Statuses and error codes are libpulse's.
 ///
-/// Both lines begin when the call that started them returns (`AudioEngine::start()`,
-/// `AudioHardware::startDevice()`): their first frame was at the device then. They never pause and keep
-/// within 20 ms of the steady clock.
+/// Both lines begin with the call that starts them (`AudioEngine::start()`, `AudioHardware::startDevice()`),
+/// whatever the server does then. They never pause and keep within 20 ms of the steady clock. A server that
+/// says nothing is waited for by the questions alone, for half a minute.
 class PulseSound {
 public:
     PulseSound();

@@ -33,19 +33,10 @@ SoundTimeline::SoundTimeline(
     : rate(sampleRate)
     , channels(channelCount)
     , deliver(std::move(receiver))
-    , origin(start) {}
-
-void SoundTimeline::setOrigin(Clock::time_point moment) {
-    if (emittedFrames > 0)
-        return;
-    const double moved = framesAt(moment);
-    for (double& place : places)
-        place -= moved;
-    origin = moment;
-}
+    , lineOrigin(start) {}
 
 double SoundTimeline::framesAt(Clock::time_point moment) const {
-    return std::chrono::duration<double>(moment - origin).count() * rate;
+    return std::chrono::duration<double>(moment - lineOrigin).count() * rate;
 }
 
 std::int64_t SoundTimeline::framesIn(std::chrono::milliseconds span) const {

@@ -30,9 +30,6 @@ public:
 
     SoundTimeline(double rate, std::size_t channels, Clock::time_point origin, Emit deliver);
 
-    /// Frame 0 is that of `moment`. Only before anything was emitted.
-    void setOrigin(Clock::time_point moment);
-
     /// A stream begins, or goes on after an interruption of unknown length: what comes now is placed anew.
     void interrupt();
     /// `captured`: when the first of the frames was at the device.
@@ -42,6 +39,7 @@ public:
     /// Lets out what is held back.
     void flush();
 
+    Clock::time_point origin() const { return lineOrigin; }
     std::uint64_t emitted() const { return emittedFrames; }
 
 private:
@@ -57,7 +55,7 @@ private:
     const double rate;
     const std::size_t channels;
     const Emit deliver;
-    Clock::time_point origin;
+    const Clock::time_point lineOrigin;
     std::uint64_t emittedFrames = 0;
 
     // While a stream is being placed.

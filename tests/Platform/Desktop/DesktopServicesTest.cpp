@@ -164,14 +164,20 @@ struct DesktopPrivacyTest : testing::Test {
     TemporaryFolder folder;
     QString obstacle;
     bool hasMicrophone = true;
+    std::optional<Promise<void>> silence; // of the system, until it is resolved
     RecordingNotifier notifier;
     DesktopPrivacy privacy = make();
 
     DesktopPrivacy make() {
         return DesktopPrivacy(UserDefaults(folder.path() / "new" / "answers.conf"),
             {.screenObstacle = [this] { return obstacle; },
-                .microphoneExists = [this] { return hasMicrophone; }},
+                .microphoneExists = [this] { return answer(hasMicrophone, silence); }},
             notifier);
+    }
+    static QCoro::Task<bool> answer(bool exists, std::optional<Promise<void>> after) {
+        if (after)
+            co_await *after;
+        co_return bool(exists);
     }
 };
 
@@ -189,6 +195,7 @@ TEST_F(DesktopPrivacyTest, requestIsTheAgreementAndIsRemembered) {
     EXPECT_EQ(speech, AuthorizationStatus::authorized);
 
     auto later = make();
+    await(later.refreshMicrophone());
     EXPECT_EQ(later.microphoneAuthorization(), AuthorizationStatus::authorized);
     EXPECT_EQ(later.speechAuthorization(), AuthorizationStatus::authorized);
     EXPECT_TRUE(notifier.shown.empty());
@@ -202,7 +209,44 @@ TEST_F(DesktopPrivacyTest, agreementWithoutAMicrophoneIsNoGrantUntilThereIsOne) 
     EXPECT_EQ(notifier.shown.size(), 1U); // or the click would seem to do nothing
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted);
     hasMicrophone = true;
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted) << "nobody has asked again";
+    int changes = 0;
+    privacy.onMicrophoneChange([&] { ++changes; });
+    await(privacy.refreshMicrophone());
+    await(privacy.refreshMicrophone());
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::authorized);
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(DesktopPrivacyTest, aSilentSystemIsNotWaitedForAndHeardAllTheSame) {
+    const auto sound = silence.emplace();
+    int changes = 0;
+    privacy.onMicrophoneChange([&] { ++changes; });
+    std::optional<bool> answer;
+    privacy.requestMicrophoneAccess([&](bool granted) { answer = granted; });
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted) << "at once";
+    EXPECT_EQ(answer, std::nullopt);
+    await(privacy.refreshMicrophone());
+    EXPECT_TRUE(waitUntil([&] { return answer.has_value(); }));
+    EXPECT_EQ(answer, false);
+    EXPECT_EQ(notifier.shown.size(), 1U);
+    EXPECT_EQ(changes, 0);
+    sound.resolve();
+    EXPECT_TRUE(waitUntil([&] { return changes == 1; }));
+    EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::authorized);
+}
+
+TEST_F(DesktopPrivacyTest, mayGoWhileTheSystemIsAsked) {
+    const auto sound = silence.emplace();
+    std::optional<bool> answer;
+    {
+        auto passing = make();
+        passing.requestMicrophoneAccess([&](bool granted) { answer = granted; });
+    }
+    sound.resolve();
+    EXPECT_TRUE(waitUntil([&] { return answer.has_value(); }));
+    EXPECT_EQ(answer, false);
+    EXPECT_TRUE(notifier.shown.empty());
 }
 
 TEST_F(DesktopPrivacyTest, screenThatCannotBeCapturedIsExplainedWhenAskedFor) {

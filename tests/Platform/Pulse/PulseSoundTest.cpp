@@ -16,6 +16,7 @@ namespace tavro {
 namespace {
 
 using namespace std::chrono_literals;
+using test::await;
 using test::waitUntil;
 using Clock = std::chrono::steady_clock;
 
@@ -84,7 +85,7 @@ private:
 // What has arrived of a line, and when it began.
 class Line {
 public:
-    void begin() { began = Clock::now(); }
+    void begin(Clock::time_point origin) { began = origin; }
     void add(float sample) { samples.push_back(sample); }
     template <class Work>
     auto locked(Work work) {
@@ -134,17 +135,17 @@ public:
     }
 
     void startMicrophone() {
-        format = engine.inputFormat();
+        format = await(engine.inputFormat());
         engine.installTap(4096, format, [this](const PCMBufferPtr& buffer) {
             microphone.locked([&](auto& all) {
                 all.insert(all.end(), buffer->floatChannels[0].begin(), buffer->floatChannels[0].end());
             });
         });
         engine.prepare();
-        engine.start();
-        microphone.begin();
+        microphone.begin(engine.start());
     }
     void startSystem() {
+        await(hardware.findOutput());
         ASSERT_EQ(
             hardware.createProcessTap({QStringLiteral("uuid"), QStringLiteral("test")}, tap), audioNoError);
         ASSERT_EQ(
@@ -164,8 +165,9 @@ public:
                       },
                       proc),
             audioNoError);
-        ASSERT_EQ(hardware.startDevice(device, proc), audioNoError);
-        system.begin();
+        Clock::time_point origin;
+        ASSERT_EQ(hardware.startDevice(device, proc, origin), audioNoError);
+        system.begin(origin);
     }
 
     PulseSound& sound;
@@ -211,7 +213,7 @@ bool silenceArrives(Line& line) {
 
 TEST(PulseSound, tellsTheDefaultSourcesFormat) {
     PulseSound sound;
-    const AudioFormat format = sound.audioEngine().inputFormat();
+    const AudioFormat format = await(sound.audioEngine().inputFormat());
     EXPECT_EQ(format.sampleRate, 48'000);
     EXPECT_EQ(format.channelCount, 1u);
 }

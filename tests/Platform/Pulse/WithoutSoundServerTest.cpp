@@ -33,7 +33,8 @@ private:
 TEST(WithoutSoundServer, everyStepSaysSo) {
     const test::ScopedEnvironment nowhere("PULSE_SERVER", "unix:/nonexistent/pulse");
     PulseSound sound;
-    EXPECT_EQ(sound.audioEngine().inputFormat(), AudioFormat{});
+    EXPECT_EQ(test::await(sound.audioEngine().inputFormat()), AudioFormat{});
+    test::await(sound.audioHardware().findOutput());
     AudioObjectID tap = 0;
     EXPECT_NE(sound.audioHardware().createProcessTap({QStringLiteral("uuid"), QStringLiteral("test")}, tap),
         audioNoError);
@@ -52,7 +53,7 @@ TEST(WithoutSoundServer, oneThatSaysNothingIsNotWaitedForForever) {
     const test::ScopedEnvironment there("PULSE_SERVER", QByteArray::fromStdString("unix:" + server.path()));
     const test::LogLines lines;
     PulseSound sound;
-    EXPECT_EQ(sound.audioEngine().inputFormat(), AudioFormat{});
+    EXPECT_EQ(test::await(sound.audioEngine().inputFormat()), AudioFormat{});
     EXPECT_TRUE(lines.contains(QStringLiteral("[INFO] sound: the server does not answer")));
 
     // Once it was started the line runs, with silence until the server comes to itself.
@@ -62,6 +63,17 @@ TEST(WithoutSoundServer, oneThatSaysNothingIsNotWaitedForForever) {
     sound.audioEngine().start();
     EXPECT_TRUE(test::waitUntil([&] { return heard >= 8192; }));
     sound.audioEngine().removeTap();
+}
+
+TEST(WithoutSoundServer, questionsEndWithWhoAnswersThem) {
+    const HungServer server;
+    const test::ScopedEnvironment there("PULSE_SERVER", QByteArray::fromStdString("unix:" + server.path()));
+    auto sound = std::make_unique<PulseSound>();
+    auto format = sound->audioEngine().inputFormat();
+    auto output = sound->audioHardware().findOutput();
+    sound.reset();
+    EXPECT_EQ(test::await(std::move(format)), AudioFormat{});
+    test::await(std::move(output));
 }
 
 TEST(AudioHardware, refusesWhatWasNeverMade) {
@@ -75,7 +87,8 @@ TEST(AudioHardware, refusesWhatWasNeverMade) {
         hardware.createAggregateDevice({{}, {}, true, {QStringLiteral("unknown")}}, device), audioNoError);
     EXPECT_NE(hardware.destroyAggregateDevice(7), audioNoError);
     EXPECT_NE(hardware.createIOProc(7, queue, {}, proc), audioNoError);
-    EXPECT_NE(hardware.startDevice(7, 8), audioNoError);
+    AudioClock::time_point origin;
+    EXPECT_NE(hardware.startDevice(7, 8, origin), audioNoError);
     EXPECT_NE(hardware.stopDevice(7, 8), audioNoError);
     EXPECT_NE(hardware.destroyIOProc(7, 8), audioNoError);
 }
