@@ -127,8 +127,8 @@ int LocalCallbackServer::start(CodeHandler onCode) {
     int port = 0;
     try {
         if (!thread) {
-            // Qt aborts the process when a new event loop gets no descriptors. It takes two, the ports two.
-            const std::array<Waker, 4> obtainable;
+            // Qt aborts the process when a new event loop gets no descriptors. It takes one, the ports two.
+            const std::array<Waker, 3> obtainable;
             thread = std::make_unique<SerialQueue>(QStringLiteral("callback-server"));
         }
         for (int attempt = 0; attempt < attempts && port == 0; ++attempt) {

@@ -39,10 +39,10 @@ struct EventLoop::Slot final : QObject {
     }
 
     bool event(QEvent* event) override {
+        // `post` held the mutex: what the other thread wrote before, the event too, is visible from here on.
+        std::unique_lock(loop->queue->mutex).unlock();
         if (event->type() != QEvent::User)
             return QObject::event(event);
-        // `post` held the mutex: what the other thread wrote before is visible from here on.
-        std::unique_lock(loop->queue->mutex).unlock();
         static_cast<WorkEvent*>(event)->work();
         return true;
     }
