@@ -1,5 +1,4 @@
-#include "Platform/Media/SwrConverter.h"
-
+#include "Platform/Media/LibavHandles.h"
 #include "Platform/Media/Media.h"
 
 #include <utility>
@@ -70,73 +69,76 @@ void resize(PCMBuffer& buffer, std::uint32_t frames) {
     }
 }
 
+// Sample rate, sample format and channel count in one step, as one continuous stream.
+class SwrConverter final : public AudioConverter {
+public:
+    SwrConverter(libav::Resampler handle, const AudioFormat& from, const AudioFormat& to)
+        : resampler(std::move(handle))
+        , source(from)
+        , target(to) {}
+
+    bool convert(PCMBuffer& output, std::uint32_t capacity, const std::function<Input()>& input) override {
+        output.format = target;
+        resize(output, 0);
+        // What did not fit the last time comes first; the resampler keeps it.
+        if (!run(output, capacity, nullptr))
+            return false;
+        for (;;) {
+            const Input next = input();
+            if (next.status == InputStatus::noDataNow)
+                return true;
+            if (!next.buffer || next.buffer->format != source || !isComplete(*next.buffer))
+                return false;
+            if (!run(output, capacity, next.buffer.get()))
+                return false;
+        }
+    }
+
+private:
+    // Without input it only takes what the resampler holds back for want of room. It is never told that the
+    // stream ends, so what it needs of its past stays in it.
+    bool run(PCMBuffer& output, std::uint32_t capacity, const PCMBuffer* input) {
+        const std::uint32_t first = output.frameLength;
+        const int room = static_cast<int>(capacity - first);
+        // An input of no frames, unlike no input at all, does not flush.
+        static const std::uint8_t nothing = 0;
+        std::vector<const std::uint8_t*> in(source.channelCount, &nothing);
+        int frames = 0;
+        if (input) {
+            in = planes(*input);
+            frames = static_cast<int>(input->frameLength);
+        }
+        resize(output, capacity);
+        auto out = planes(output, first);
+        const int converted = swr_convert(resampler.get(), out.data(), room, in.data(), frames);
+        resize(output, first + static_cast<std::uint32_t>(converted < 0 ? 0 : converted));
+        return converted >= 0;
+    }
+
+    const libav::Resampler resampler;
+    const AudioFormat source;
+    const AudioFormat target;
+};
+
 class SwrConverterFactory final : public AudioConverterFactory {
 public:
     std::unique_ptr<AudioConverter> makeConverter(const AudioFormat& from, const AudioFormat& to) override {
-        return SwrConverter::make(from, to);
+        if (!isUsable(from) || !isUsable(to))
+            return nullptr;
+        Layout in(from.channelCount);
+        Layout out(to.channelCount);
+        SwrContext* context = nullptr;
+        const int allocated =
+            swr_alloc_set_opts2(&context, &out.value, sampleFormat(to), static_cast<int>(to.sampleRate),
+                &in.value, sampleFormat(from), static_cast<int>(from.sampleRate), 0, nullptr);
+        libav::Resampler resampler(context);
+        if (allocated < 0 || swr_init(resampler.get()) < 0)
+            return nullptr;
+        return std::make_unique<SwrConverter>(std::move(resampler), from, to);
     }
 };
 
 } // namespace
-
-std::unique_ptr<SwrConverter> SwrConverter::make(const AudioFormat& from, const AudioFormat& to) {
-    if (!isUsable(from) || !isUsable(to))
-        return nullptr;
-    Layout in(from.channelCount);
-    Layout out(to.channelCount);
-    SwrContext* context = nullptr;
-    const int allocated =
-        swr_alloc_set_opts2(&context, &out.value, sampleFormat(to), static_cast<int>(to.sampleRate),
-            &in.value, sampleFormat(from), static_cast<int>(from.sampleRate), 0, nullptr);
-    libav::Resampler resampler(context);
-    if (allocated < 0 || swr_init(resampler.get()) < 0)
-        return nullptr;
-    return std::unique_ptr<SwrConverter>(new SwrConverter(std::move(resampler), from, to));
-}
-
-SwrConverter::SwrConverter(libav::Resampler handle, const AudioFormat& from, const AudioFormat& to)
-    : resampler(std::move(handle))
-    , source(from)
-    , target(to) {}
-
-bool SwrConverter::convert(PCMBuffer& output, std::uint32_t capacity, const std::function<Input()>& input) {
-    output.format = target;
-    resize(output, 0);
-    // What did not fit the last time comes first; the resampler keeps it.
-    if (!run(output, capacity, nullptr))
-        return false;
-    for (;;) {
-        const Input next = input();
-        if (next.status == InputStatus::noDataNow)
-            return true;
-        if (!next.buffer || next.buffer->format != source || !isComplete(*next.buffer))
-            return false;
-        if (!run(output, capacity, next.buffer.get()))
-            return false;
-    }
-}
-
-// Without input it only takes what the resampler holds back for want of room. It is never told that the
-// stream ends, so what it needs of its past stays in it.
-bool SwrConverter::run(PCMBuffer& output, std::uint32_t capacity, const PCMBuffer* input) {
-    const std::uint32_t first = output.frameLength;
-    const int room = static_cast<int>(capacity - first);
-    std::vector<const std::uint8_t*> in(source.channelCount, nullptr);
-    int frames = 0;
-    if (input) {
-        in = planes(*input);
-        frames = static_cast<int>(input->frameLength);
-    }
-    resize(output, capacity);
-    auto out = planes(output, first);
-    // An input of no frames, unlike no input at all, does not flush.
-    static const std::uint8_t nothing = 0;
-    if (!input)
-        in.assign(source.channelCount, &nothing);
-    const int converted = swr_convert(resampler.get(), out.data(), room, in.data(), frames);
-    resize(output, first + static_cast<std::uint32_t>(converted < 0 ? 0 : converted));
-    return converted >= 0;
-}
 
 std::unique_ptr<AudioConverterFactory> makeAudioConverterFactory() {
     return std::make_unique<SwrConverterFactory>();
