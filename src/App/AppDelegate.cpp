@@ -24,6 +24,7 @@
 namespace tavro {
 namespace {
 
+constexpr std::chrono::seconds tokenPatience{1};
 constexpr std::chrono::seconds trayPatience{5}; // at log-in a panel may start after this program
 
 std::filesystem::path workDirectory() {
@@ -73,14 +74,9 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { endWithoutTheUpload(); }}) {}
 
-AppDelegate::~AppDelegate() {
-    desktop.secrets->setLateHandler({});
-}
+AppDelegate::~AppDelegate() = default;
 
-QCoro::Task<> AppDelegate::applicationDidFinishLaunching() {
-    desktop.secrets->setLateHandler(
-        [this, main = EventLoop::current()] { main->post([this] { lookForTheTokenAgain(); }); });
-    buildBackend();
+void AppDelegate::applicationDidFinishLaunching() {
     statusBar = std::make_unique<StatusBarController>(
         desktop.trayHost, [this] { showSetup(); }, [this] { showSettings(); }, [this] { openLogs(); });
     capture.elapsedProvider = [this] { return elapsed(); };
@@ -89,13 +85,34 @@ QCoro::Task<> AppDelegate::applicationDidFinishLaunching() {
             controlModel->setLevel(static_cast<float>(level));
     });
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
+    QTimer::singleShot(tokenPatience, &termination, [this] { completeLaunch(); });
+    keychain.load(apiTokenAccount, [this] { tokenIsRead(); });
+}
+
+void AppDelegate::completeLaunch() {
+    if (wizard)
+        return;
+    buildBackend();
     wizard = std::make_unique<OnboardingWizard>(
         OnboardingServices{signIn(), permissions, keychain, config}, [this] { buildBackend(); });
     tellWhatWasNeverUploaded();
     tellWhenThereIsNoTray();
-    auto presenting = wizard->presentIfNeeded();
-    co_await presenting;
-    Log::info(QStringLiteral("Tavro launched"));
+    startTask(QStringLiteral("launch"), [this]() -> QCoro::Task<> {
+        auto presenting = wizard->presentIfNeeded();
+        co_await presenting;
+        Log::info(QStringLiteral("Tavro launched"));
+    });
+    if (requestedAtLaunch)
+        requestedAtLaunch();
+}
+
+/// A keyring that was locked, or slow, has the token only after the launch.
+void AppDelegate::tokenIsRead() {
+    if (!wizard)
+        return completeLaunch();
+    wizard->refreshAccount();
+    if (localBackend && !config.devMode() && keychain.get(apiTokenAccount))
+        buildBackend();
 }
 
 void AppDelegate::buildBackend() {
@@ -125,13 +142,6 @@ void AppDelegate::buildBackend() {
         showSetup(); // what the open one offers is the other backend's
 }
 
-/// A keyring that was locked, or slow, has it only when the user has given the password.
-void AppDelegate::lookForTheTokenAgain() {
-    wizard->refreshAccount();
-    if (localBackend && !config.devMode())
-        buildBackend();
-}
-
 void AppDelegate::startedAgain() {
     if (controlPanel)
         controlPanel->takeFocus();
@@ -140,6 +150,10 @@ void AppDelegate::startedAgain() {
 }
 
 void AppDelegate::showSetup() {
+    if (!wizard) {
+        requestedAtLaunch = [this] { showSetup(); };
+        return;
+    }
     setup = std::make_unique<SessionSetupController>(
         backend, [this] { return CaptureCatalog::displays(*desktop.screen); },
         [this](
@@ -151,6 +165,8 @@ void AppDelegate::showSetup() {
 void AppDelegate::showSettings() {
     if (wizard)
         wizard->present();
+    else
+        requestedAtLaunch = [this] { showSettings(); };
 }
 
 void AppDelegate::openLogs() {
@@ -365,7 +381,7 @@ void AppDelegate::tellWhenThereIsNoTray() {
 
 AppSignIn& AppDelegate::signIn() {
     if (!signInFlow)
-        signInFlow = std::make_shared<AppSignIn>(backend, desktop.secrets, desktop.workspace);
+        signInFlow = std::make_shared<AppSignIn>(backend, keychain, desktop.workspace);
     return *signInFlow;
 }
 

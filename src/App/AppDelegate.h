@@ -38,7 +38,9 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    QCoro::Task<> applicationDidFinishLaunching();
+    /// The tray comes at once; the rest of the launch, and what the user asks for before it, when the token
+    /// has been read or has kept the launch waiting for a second.
+    void applicationDidFinishLaunching();
     /// The user started the program although it runs. While a take does, they look for its bar, which gets
     /// the keyboard: a new session could not begin, and its window would only get into the picture.
     void startedAgain();
@@ -71,7 +73,8 @@ private:
     double elapsed() const;
     void setUploadProgress(std::int64_t sent, std::int64_t total);
     void tellWhatWasNeverUploaded();
-    void lookForTheTokenAgain();
+    void completeLaunch();
+    void tokenIsRead();
     void tellWhenThereIsNoTray();
     AppSignIn& signIn();
 
@@ -95,7 +98,8 @@ private:
     std::unique_ptr<SessionSetupController> setup;
     std::shared_ptr<ControlBarModel> controlModel;
     std::unique_ptr<RecordingControlPanel> controlPanel;
-    std::unique_ptr<OnboardingWizard> wizard;
+    std::unique_ptr<OnboardingWizard> wizard;          ///< from the completed launch on
+    std::function<void()> requestedAtLaunch;           ///< the last that the user asked for before
     std::unique_ptr<PowerInhibitor::Inhibition> awake; ///< while the control panel is there
     Termination termination;
 };

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Core/Paths.h"
 #include "Platform/Desktop/DesktopInhibitor.h"
 #include "Platform/Desktop/DesktopNotifier.h"
 #include "Platform/Desktop/DesktopPrivacy.h"
 #include "Platform/Desktop/DesktopTrayHost.h"
 #include "Platform/Desktop/DesktopWorkspace.h"
-#include "Platform/Desktop/SecretServiceStore.h"
+#include "Platform/Desktop/KeychainStore.h"
 #include "Platform/Media/Media.h"
 #include "Platform/Pulse/PulseSound.h"
 #include "Platform/ScreenCapture.h"
@@ -15,7 +16,8 @@ namespace tavro {
 
 /// The concrete platform that the program runs on. After the QApplication; main thread.
 struct LinuxDesktop {
-    std::shared_ptr<SecretServiceStore> secrets = std::make_shared<SecretServiceStore>();
+    std::shared_ptr<KeychainStore> secrets =
+        std::make_shared<KeychainStore>(Paths::applicationSupport() / "tavro" / "secrets.json");
     std::shared_ptr<DesktopWorkspace> workspace = std::make_shared<DesktopWorkspace>();
     DesktopNotifier notifier;
     DesktopInhibitor inhibitor;

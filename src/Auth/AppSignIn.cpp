@@ -1,7 +1,6 @@
 #include "Auth/AppSignIn.h"
 
 #include "Auth/AuthError.h"
-#include "Auth/KeychainHelper.h"
 #include "Auth/LocalCallbackServer.h"
 #include "Auth/TokenExchange.h"
 #include "Backend/BackendClient.h"
@@ -47,10 +46,10 @@ struct AppSignIn::Context {
     std::shared_ptr<Attempt> attempt = nullptr; // the latest
 };
 
-AppSignIn::AppSignIn(std::shared_ptr<BackendClient> backend, std::shared_ptr<SecretStore> secrets,
+AppSignIn::AppSignIn(std::shared_ptr<BackendClient> backend, KeychainHelper keychain,
     std::shared_ptr<Workspace> workspace, UserDefaults defaults)
-    : context(new Context{std::move(backend), KeychainHelper(std::move(secrets)), std::move(workspace),
-          std::move(defaults)}) {}
+    : context(
+          new Context{std::move(backend), std::move(keychain), std::move(workspace), std::move(defaults)}) {}
 
 AppSignIn::~AppSignIn() {
     if (context->attempt)

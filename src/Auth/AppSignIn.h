@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Auth/KeychainHelper.h"
 #include "Core/UserDefaults.h"
 
 #include <QUrl>
@@ -10,7 +11,6 @@
 namespace tavro {
 
 class BackendClient;
-class SecretStore;
 class Workspace;
 
 /// Signs the user in through the web browser: opens the service's sign-in page there, receives the one-time
@@ -18,7 +18,7 @@ class Workspace;
 /// in" is no state of this object but that a token is in the store. Main thread.
 class AppSignIn {
 public:
-    AppSignIn(std::shared_ptr<BackendClient> backend, std::shared_ptr<SecretStore> secrets,
+    AppSignIn(std::shared_ptr<BackendClient> backend, KeychainHelper keychain,
         std::shared_ptr<Workspace> workspace, UserDefaults defaults = UserDefaults::standard());
     ~AppSignIn(); ///< ends an attempt under way with an error
     AppSignIn(const AppSignIn&) = delete;

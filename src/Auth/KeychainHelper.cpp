@@ -2,36 +2,36 @@
 
 #include "Platform/SecretStore.h"
 
-#include <QStringDecoder>
-
 #include <utility>
 
 namespace tavro {
 
 KeychainHelper::KeychainHelper(std::shared_ptr<SecretStore> secrets) : store(std::move(secrets)) {}
 
-std::optional<QString> KeychainHelper::get(const QString& account) const {
-    const auto bytes = store->read(service(), account);
-    if (!bytes)
-        return std::nullopt;
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString value = utf8(*bytes);
-    return utf8.hasError() ? std::nullopt
-                           : std::optional(value.isNull() ? QStringLiteral("") : std::move(value));
+void KeychainHelper::load(const QString& account, std::function<void()> onAnswer) const {
+    store->read(service, account, [held = std::weak_ptr(texts), account, onAnswer](const auto& bytes) {
+        const QString text = QString::fromUtf8(bytes.value_or(QByteArray()));
+        const bool isText = bytes && text.toUtf8() == *bytes; // not so where they are no UTF-8
+        if (const auto here = held.lock()) {
+            here->try_emplace(account, isText ? std::optional(text) : std::nullopt);
+            onAnswer();
+        }
+    });
 }
 
-bool KeychainHelper::set(const QString& value, const QString& account) const {
-    store->remove(service(), account);
-    return store->add(service(), account, value.toUtf8());
+std::optional<QString> KeychainHelper::get(const QString& account) const {
+    const auto text = texts->find(account);
+    return text == texts->end() ? std::nullopt : text->second;
+}
+
+void KeychainHelper::set(const QString& value, const QString& account) const {
+    (*texts)[account] = value;
+    store->write(service, account, value.toUtf8());
 }
 
 void KeychainHelper::remove(const QString& account) const {
-    store->remove(service(), account);
-}
-
-const QString& KeychainHelper::service() {
-    static const QString identifier = QStringLiteral("com.quembridge.tavro");
-    return identifier;
+    (*texts)[account] = std::nullopt;
+    store->write(service, account, std::nullopt);
 }
 
 } // namespace tavro

@@ -3,18 +3,24 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace tavro {
 
-/// Secrets of this user, one value for each (service, account). Any thread. No call blocks for longer than
-/// 100 ms, whatever state the desktop's secret service is in.
+/// Secrets of this user, one text in UTF-8 for each (service, account). Main thread. No call waits for the
+/// desktop or the user.
 class SecretStore {
 public:
+    using Reader = std::function<void(std::optional<QByteArray> value)>;
+
     virtual ~SecretStore() = default;
-    virtual std::optional<QByteArray> read(const QString& service, const QString& account) = 0;
-    virtual bool add(const QString& service, const QString& account, const QByteArray& value) = 0;
-    virtual bool remove(const QString& service, const QString& account) = 0;
+    /// Calls `reader` before it returns or later, not once the store is gone. No value: there is none, or it
+    /// cannot be read.
+    virtual void read(const QString& service, const QString& account, Reader reader) = 0;
+    /// Replaces the secret; no value removes it. Of several writes the last one counts. A value that cannot
+    /// be stored is logged.
+    virtual void write(const QString& service, const QString& account, std::optional<QByteArray> value) = 0;
 };
 
 } // namespace tavro

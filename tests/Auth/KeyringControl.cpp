@@ -32,10 +32,14 @@ QByteArray callBus(
     return outputOf(u"gdbus"_qs, call + arguments);
 }
 
-std::optional<QByteArray> lookedUp() {
-    const auto lookup =
-        run(u"secret-tool"_qs, {u"lookup"_qs, u"service"_qs, service, u"account"_qs, account});
+std::optional<QByteArray> lookedUp(const QStringList& attributes) {
+    const auto lookup = run(u"secret-tool"_qs, QStringList(u"lookup"_qs) + attributes);
     return lookup.exitCode == 0 ? std::optional(lookup.output) : std::nullopt;
+}
+
+bool store(const QByteArray& value, const QStringList& attributes) {
+    return run(u"secret-tool"_qs, QStringList{u"store"_qs, u"--label=x"_qs} + attributes, value).exitCode ==
+           0;
 }
 
 void stop() {

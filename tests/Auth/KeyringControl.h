@@ -16,8 +16,16 @@ inline const QString account = QStringLiteral("tavro-worker-auth-token");
 QByteArray callBus(const QString& destination, const QString& path, const QString& method,
     const QStringList& arguments = {});
 
-/// The token as another program finds it.
-std::optional<QByteArray> lookedUp();
+/// By which the keyring knows the token, and by which version 0.1 did.
+inline const QStringList attributesNow{QStringLiteral("user"), account, QStringLiteral("server"), service,
+    QStringLiteral("type"), QStringLiteral("plaintext"), QStringLiteral("xdg:schema"),
+    QStringLiteral("org.qt.keychain")};
+inline const QStringList attributesOf01{
+    QStringLiteral("service"), service, QStringLiteral("account"), account};
+
+/// The token as another program finds and stores it.
+std::optional<QByteArray> lookedUp(const QStringList& attributes = attributesNow);
+bool store(const QByteArray& value, const QStringList& attributes = attributesNow);
 
 void stop();  ///< as a crash would
 void start(); ///< unlocked, as after a login

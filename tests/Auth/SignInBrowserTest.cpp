@@ -6,7 +6,7 @@
 #include "Core/WorkerConfig.h"
 #include "KeyringControl.h"
 #include "Platform/Desktop/DesktopWorkspace.h"
-#include "Platform/Desktop/SecretServiceStore.h"
+#include "Platform/Desktop/KeychainStore.h"
 
 #include "support/LoopbackService.h"
 #include "support/TestSupport.h"
@@ -61,18 +61,16 @@ TEST(SignInBrowser, leavesTheTokenInTheKeyringAndNowhereElse) {
     test::LoopbackService::Options options;
     options.token = theToken;
     test::LoopbackService service(options);
-    const auto store = std::make_shared<SecretServiceStore>();
-    const KeychainHelper keychain(store);
-    ASSERT_TRUE(waitUntil([&] { return store->remove(KeychainHelper::service(), apiTokenAccount); }));
     const fs::path home = fs::path(qgetenv("HOME").toStdString()).parent_path();
+    const KeychainHelper keychain(std::make_shared<KeychainStore>(home / "data/tavro/secrets.json"));
     AppSignIn signIn(
-        std::make_shared<MockBackend>(home / "data/Tavro"), store, std::make_shared<DesktopWorkspace>());
+        std::make_shared<MockBackend>(home / "data/Tavro"), keychain, std::make_shared<DesktopWorkspace>());
 
     EXPECT_EQ(test::await(signIn.signInWithBrowser(service.baseURL()), std::chrono::seconds(90)), theToken);
     ASSERT_TRUE(waitUntil([&] { return test::readFile(page).contains("</html>"); }));
     EXPECT_TRUE(test::readFile(page).contains(theText));
 
-    EXPECT_EQ(test::keyring::lookedUp(), theToken.toUtf8());
+    EXPECT_TRUE(waitUntil([&] { return test::keyring::lookedUp() == theToken.toUtf8(); }));
     EXPECT_EQ(UserDefaults::standard().string(userEmailKey), u"tester@example.org"_qs);
     EXPECT_EQ(filesWith("tester@example.org", home).size(), 1U) << "the search finds what is there";
     for (const fs::path& below : {home, folder.path(), fs::path(qgetenv("TAVRO_DESKTOP").toStdString())})
@@ -90,6 +88,7 @@ TEST(SignInBrowser, leavesTheTokenInTheKeyringAndNowhereElse) {
     EXPECT_EQ(keychain.get(apiTokenAccount), theToken);
     signIn.signOut();
     EXPECT_EQ(keychain.get(apiTokenAccount), std::nullopt);
+    EXPECT_TRUE(waitUntil([] { return !test::keyring::lookedUp(); }));
 }
 
 } // namespace

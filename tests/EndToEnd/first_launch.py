@@ -30,7 +30,7 @@ def from_the_wizard_to_the_review_page(scene):
     wizard.press("Sign in with browser")
     wizard.get("Signed in as tester@example.org")
     program.wait_log(f"signIn: opening browser → {service.url}/auth/app?cb=http://localhost:")
-    equal(harness.token(), harness.TOKEN, "the token in the keyring")
+    wait_for(lambda: harness.token() == harness.TOKEN, "the token in the keyring")
     wizard.press("Done")
     wizard.wait_closed()
     program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
@@ -96,7 +96,18 @@ def nothing_missing_builds_the_backend_twice(scene):
     program.tray.choose("Settings…")  # shows it all the same
     program.wizard.wait_open().press("Sign out")
     program.wizard.get("Not signed in")
-    equal(harness.token(), "", "the token in the keyring")
+    wait_for(lambda: harness.token() == "", "the token to be gone from the keyring")
+
+
+def a_token_of_version_01_is_taken_over(scene):
+    service = scene.service()
+    scene.grant_all()
+    driver.sign_in(harness.TOKEN, driver.KEYRING_ITEM_OF_01)
+    program = scene.start()
+    line = f"[INFO] backend: HTTPBackend → {service.url} (devMode=false, token=present)"
+    equal(program.log(), [line, line, "[INFO] Tavro launched"], "the log of a launch with nothing missing")
+    wait_for(lambda: harness.token() == harness.TOKEN, "the token in its new place")
+    wait_for(lambda: harness.token(driver.KEYRING_ITEM_OF_01) == "", "the token to be gone from its old place")
 
 
 def developer_mode_wins_over_a_token(scene):
@@ -113,5 +124,10 @@ def developer_mode_wins_over_a_token(scene):
 
 
 harness.main(
-    [from_the_wizard_to_the_review_page, nothing_missing_builds_the_backend_twice, developer_mode_wins_over_a_token]
+    [
+        from_the_wizard_to_the_review_page,
+        nothing_missing_builds_the_backend_twice,
+        a_token_of_version_01_is_taken_over,
+        developer_mode_wins_over_a_token,
+    ]
 )

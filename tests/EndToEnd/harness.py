@@ -104,8 +104,8 @@ class Scene:
             subprocess.run(["secret-tool", "clear", *driver.KEYRING_ITEM], check=False, stderr=subprocess.DEVNULL)
 
 
-def token():
-    command = ["secret-tool", "lookup", *driver.KEYRING_ITEM]
+def token(item=None):
+    command = ["secret-tool", "lookup", *(item or driver.KEYRING_ITEM)]
     found = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
     return found.stdout
 

@@ -1,5 +1,7 @@
-"""A token in a keyring that is locked when the program starts: it counts as soon as the user has unlocked it."""
+"""A token in a keyring that is locked, or hangs, when the program starts: it counts as soon as it can be read."""
 
+import os
+import signal
 import subprocess
 
 import harness
@@ -57,4 +59,21 @@ def signs_in_when_it_is_unlocked(scene):
             prompter.kill()
 
 
-harness.main([signs_in_when_it_is_unlocked])
+def starts_while_it_hangs(scene):
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    keyring = int((harness.environment("TAVRO_DESKTOP") / "keyring.pid").read_text())
+    os.kill(keyring, signal.SIGSTOP)
+    try:
+        program = scene.launch()
+        program.tray.choose("New Session…")  # the tray does not wait for the keyring
+        program.wizard.wait_open().get("Not signed in")
+        program.setup.wait_open()
+    finally:
+        os.kill(keyring, signal.SIGCONT)
+    program.wizard.get("Signed in as your account")
+    program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
+
+
+harness.main([signs_in_when_it_is_unlocked, starts_while_it_hangs])

@@ -18,10 +18,9 @@ namespace {
 struct OnboardingTest : testing::Test {
     TemporaryFolder folder;
     UserDefaults defaults{folder.path() / "defaults.conf"};
-    std::shared_ptr<SecretStore> secrets = std::make_shared<FakeSecretStore>();
     std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
-    KeychainHelper keychain{secrets};
-    AppSignIn signIn{std::make_shared<MockBackend>(folder.path()), secrets, workspace, defaults};
+    KeychainHelper keychain{std::make_shared<FakeSecretStore>()};
+    AppSignIn signIn{std::make_shared<MockBackend>(folder.path()), keychain, workspace, defaults};
     FakePrivacyServices privacy;
     int relaunches = 0;
     Permissions permissions{privacy, *workspace, {.makeWay = [this] { ++relaunches; }, .terminate = [] {}}};

@@ -19,7 +19,9 @@ from gi.repository import Atspi, GLib  # noqa: E402  (the version comes first)
 
 PATIENCE = 30  # seconds; how long a person would never have to wait
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-KEYRING_ITEM = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
+KEYRING_ITEM = ["user", "tavro-worker-auth-token", "server", "com.quembridge.tavro", "type", "plaintext"]
+KEYRING_ITEM += ["xdg:schema", "org.qt.keychain"]
+KEYRING_ITEM_OF_01 = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
 
 
 class Failure(AssertionError):
@@ -324,9 +326,9 @@ def grant_all():
     file.write_text("[General]\nmicrophone=true\nspeech=true\n")
 
 
-def sign_in(token):
+def sign_in(token, item=None):
     """As if the user had signed in earlier. Needs the keyring."""
-    subprocess.run(["secret-tool", "store", "--label=Tavro", *KEYRING_ITEM], input=token, text=True, check=True)
+    subprocess.run(["secret-tool", "store", "--label=Tavro", *(item or KEYRING_ITEM)], input=token, text=True, check=True)
 
 
 def set_default(key, value):

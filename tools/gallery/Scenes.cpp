@@ -157,10 +157,9 @@ public:
 private:
     QTemporaryDir folder;
     UserDefaults defaults{pathOf(folder) / "defaults.conf"};
-    std::shared_ptr<SecretStore> secrets = std::make_shared<FakeSecretStore>();
     std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
-    KeychainHelper keychain{secrets};
-    AppSignIn signIn{std::make_shared<MockBackend>(pathOf(folder)), secrets, workspace, defaults};
+    KeychainHelper keychain{std::make_shared<FakeSecretStore>()};
+    AppSignIn signIn{std::make_shared<MockBackend>(pathOf(folder)), keychain, workspace, defaults};
     FakePrivacyServices privacy;
     Permissions permissions{privacy, *workspace, {.makeWay = [] {}, .terminate = [] {}}};
     OnboardingWizard wizard{{.signIn = signIn,

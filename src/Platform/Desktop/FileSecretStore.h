@@ -1,29 +1,21 @@
 #pragma once
 
-#include "Platform/SecretStore.h"
+#include <QByteArray>
+#include <QString>
 
 #include <filesystem>
-#include <mutex>
+#include <optional>
 
 namespace tavro {
 
 /// Secrets in one file that nobody but the user can read, for desktops that have nothing better. The file is
-/// replaced at each change, so it is never half written; it is gone when it would hold nothing. Any thread.
-class FileSecretStore final : public SecretStore {
-public:
-    /// The file's folder is made when the first secret is, and is closed to others.
-    explicit FileSecretStore(std::filesystem::path file);
+/// replaced at each change, so it is never half written; it is gone when it would hold nothing. One thread.
+struct FileSecretStore {
+    const std::filesystem::path path; ///< its folder is made for the first secret and closed to others
 
-    std::optional<QByteArray> read(const QString& service, const QString& account) override;
-    bool add(const QString& service, const QString& account, const QByteArray& value) override; ///< replaces
-    bool remove(
-        const QString& service, const QString& account) override; ///< false when it could not be removed
-    /// Removes the secret only if it still has this value.
-    bool removeIf(const QString& service, const QString& account, const QByteArray& value);
-
-private:
-    const std::filesystem::path file;
-    std::mutex mutex;
+    std::optional<QByteArray> read(const QString& service, const QString& account) const;
+    /// Replaces the secret; no value removes it. False when the file could not be changed.
+    bool write(const QString& service, const QString& account, const std::optional<QByteArray>& value) const;
 };
 
 } // namespace tavro

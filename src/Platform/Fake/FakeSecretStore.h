@@ -3,39 +3,37 @@
 #include "Platform/SecretStore.h"
 
 #include <map>
-#include <mutex>
-#include <set>
 #include <utility>
 
 namespace tavro {
 
-/// Secrets in memory. Like a keychain it refuses to add an item that is there, and it fails at the steps it
-/// is told.
+/// Secrets in memory. Reads are answered at once, or late on demand; writes fail on demand. One thread.
 class FakeSecretStore final : public SecretStore {
 public:
-    enum class Step { read, add, remove };
+    bool answersLate = false; ///< reads wait for `answer`
+    bool failsToWrite = false;
 
-    std::set<Step> failing; ///< set before use on other threads
+    std::map<std::pair<QString, QString>, QByteArray> items; ///< by service and account
 
-    std::optional<QByteArray> read(const QString& service, const QString& account) override {
-        const std::lock_guard lock(mutex);
-        const auto item = items.find({service, account});
-        if (failing.contains(Step::read) || item == items.end())
-            return std::nullopt;
-        return item->second;
+    void read(const QString& service, const QString& account, Reader reader) override {
+        pending = [this, key = std::pair(service, account), reader = std::move(reader)] {
+            const auto item = items.find(key);
+            reader(item == items.end() ? std::nullopt : std::optional(item->second));
+        };
+        if (!answersLate)
+            answer();
     }
-    bool add(const QString& service, const QString& account, const QByteArray& value) override {
-        const std::lock_guard lock(mutex);
-        return !failing.contains(Step::add) && items.emplace(std::pair(service, account), value).second;
+    void write(const QString& service, const QString& account, std::optional<QByteArray> value) override {
+        if (failsToWrite)
+            return;
+        items.erase({service, account});
+        if (value)
+            items.emplace(std::pair(service, account), *value);
     }
-    bool remove(const QString& service, const QString& account) override {
-        const std::lock_guard lock(mutex);
-        return !failing.contains(Step::remove) && items.erase({service, account}) > 0;
-    }
+    void answer() { std::exchange(pending, {})(); } ///< to the last read
 
 private:
-    std::mutex mutex;
-    std::map<std::pair<QString, QString>, QByteArray> items;
+    std::function<void()> pending;
 };
 
 } // namespace tavro

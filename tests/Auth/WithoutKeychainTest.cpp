@@ -1,4 +1,4 @@
-#include "Platform/Desktop/SecretServiceStore.h"
+#include "Platform/Desktop/KeychainStore.h"
 
 #include "support/TestSupport.h"
 
@@ -7,38 +7,39 @@
 namespace tavro {
 namespace {
 
-using test::waitUntil;
-
 const QString service = QStringLiteral("com.quembridge.tavro");
 const QString account = QStringLiteral("tavro-worker-auth-token");
 
 /// A desktop without a session bus.
-class WithoutSecretService : public testing::Test {
+class WithoutKeychain : public testing::Test {
 protected:
-    std::optional<QByteArray> read() { return store->read(service, account); }
-    bool adds(const QByteArray& value, const QString& to = account) {
-        return waitUntil([&] { return store->add(service, to, value); });
+    std::optional<QByteArray> read(const QString& from = account) {
+        std::optional<QByteArray> found;
+        store->read(service, from, [&](auto value) { found = value; });
+        return found;
     }
-    bool removes(const QString& from = account) {
-        return waitUntil([&] { return store->remove(service, from); });
+    void write(const std::optional<QByteArray>& value, const QString& to = account) {
+        store->write(service, to, value);
     }
-    void openStore() { store = std::make_unique<SecretServiceStore>(file); }
+    void openStore() { store = std::make_unique<KeychainStore>(file); }
 
     const test::ScopedEnvironment bus{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"};
     const test::TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "tavro" / "secrets.json";
-    std::unique_ptr<SecretServiceStore> store;
+    std::unique_ptr<KeychainStore> store;
 };
 
-TEST_F(WithoutSecretService, keepsSecretsInAPrivateFile) {
+TEST_F(WithoutKeychain, keepsSecretsInAPrivateFile) {
     const ::mode_t before = ::umask(0);
     openStore();
     EXPECT_EQ(read(), std::nullopt);
     EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
-    EXPECT_TRUE(adds("secret"));
-    EXPECT_TRUE(adds(QByteArray("\0", 1), u"another"_qs));
+    write("secret");
+    write("s\xc3\xa9", u"another"_qs);
     ::umask(before);
     EXPECT_EQ(read(), "secret");
+    EXPECT_EQ(test::readFile(file),
+        R"({"com.quembridge.tavro":{"another":"c8Op","tavro-worker-auth-token":"c2VjcmV0"}})");
     using std::filesystem::perms;
     const auto permissions = [](const auto& path) { return std::filesystem::status(path).permissions(); };
     EXPECT_EQ(permissions(file), perms::owner_read | perms::owner_write);
@@ -48,17 +49,19 @@ TEST_F(WithoutSecretService, keepsSecretsInAPrivateFile) {
 
     openStore();
     EXPECT_EQ(read(), "secret");
-    EXPECT_TRUE(removes());
+    write(std::nullopt);
     EXPECT_EQ(read(), std::nullopt);
-    EXPECT_EQ(store->read(service, u"another"_qs), QByteArray("\0", 1));
-    EXPECT_TRUE(removes(u"another"_qs));
+    EXPECT_EQ(read(u"another"_qs), "s\xc3\xa9");
+    write(std::nullopt, u"another"_qs);
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
-TEST_F(WithoutSecretService, reportsAFileThatCannotBeWritten) {
+TEST_F(WithoutKeychain, reportsAFileThatCannotBeWritten) {
     test::writeFile(folder.path() / "tavro", "a file where the folder should be");
     openStore();
-    EXPECT_FALSE(store->add(service, account, "secret"));
+    const test::LogLines log;
+    write("secret");
+    EXPECT_EQ(log.all(), QStringList(u"[ERROR] secrets: %1 was not stored"_qs.arg(account)));
     EXPECT_EQ(read(), std::nullopt);
 }
 

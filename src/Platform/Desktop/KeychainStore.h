@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Platform/Desktop/FileSecretStore.h"
+#include "Platform/SecretStore.h"
+
+#include <QObject>
+
+namespace tavro {
+
+/// Secrets in the desktop's keychain, or, where there is none, in a file that nobody but the user can read.
+/// The keychain (Secret Service or KWallet) is looked for at each call, and started where the bus knows how
+/// to. What the file holds moves into it with the first read or write that finds one. A locked keychain asks
+/// the user to unlock it; the read or write goes on when they have.
+class KeychainStore final : public QObject, public SecretStore {
+public:
+    explicit KeychainStore(std::filesystem::path fallbackFile);
+
+    void read(const QString& service, const QString& account, Reader reader) override;
+    void write(const QString& service, const QString& account, std::optional<QByteArray> value) override;
+
+private:
+    void findKeychain(std::function<void(bool isThere)> then);
+    void readFromKeychain(const QString& service, const QString& account, const Reader& reader);
+    void writeToKeychain(
+        const QString& service, const QString& account, const std::optional<QByteArray>& value);
+
+    const FileSecretStore file;
+    bool isWritten = false; ///< by this process: then what is read is no news
+};
+
+} // namespace tavro
