@@ -12,10 +12,10 @@
 #include "Permissions/OnboardingWizard.h"
 #include "Session/RecordingSession.h"
 #include "UI/ControlBarModel.h"
+#include "UI/Palette.h"
 #include "UI/RecordingControlPanel.h"
 #include "UI/SessionSetupController.h"
 #include "UI/StatusBarController.h"
-#include "UI/Palette.h"
 
 #include <QCoreApplication>
 #include <QScopeGuard>

@@ -1,8 +1,8 @@
 #include "Auth/LocalCallbackServer.h"
 
 #include "Auth/AuthError.h"
-#include "Core/SerialQueue.h"
 #include "Core/Log.h"
+#include "Core/SerialQueue.h"
 #include "Core/Waker.h"
 
 #include <QSocketNotifier>
