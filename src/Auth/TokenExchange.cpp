@@ -9,13 +9,6 @@ namespace tavro {
 
 namespace {
 
-struct CodeRequest {
-    QString code;
-};
-constexpr auto jsonForm(const CodeRequest*) {
-    return json::record("CodeRequest", json::field("code", &CodeRequest::code));
-}
-
 struct UserInfo {
     std::optional<QString> email;
 };
@@ -44,7 +37,8 @@ HttpRequest requestFor(const QUrl& baseURL, const QByteArray& body) {
 } // namespace
 
 QCoro::Task<IssuedToken> exchangeCodeForToken(HttpTransport& http, QString code, QUrl baseURL) {
-    auto asking = http.answerTo(requestFor(baseURL, encodeJson(CodeRequest{code})));
+    auto asking =
+        http.answerTo(requestFor(baseURL, json::write(QJsonObject{{QStringLiteral("code"), code}})));
     const HttpAnswer answer = co_await asking;
     if (answer.status < 200 || answer.status > 299) {
         Log::error(QStringLiteral("signIn: token exchange failed (HTTP %1)")

@@ -11,28 +11,6 @@ namespace tavro {
 
 namespace {
 
-struct NewScenario {
-    QString name;
-    QString description;
-};
-constexpr auto jsonForm(const NewScenario*) {
-    return json::record("NewScenario", json::field("name", &NewScenario::name),
-        json::field("description", &NewScenario::description));
-}
-
-struct NewSession {
-    QString scenarioId;
-    std::optional<QString> appUrl;
-    CaptureKind captureKind = CaptureKind::display;
-    QString captureLabel;
-};
-constexpr auto jsonForm(const NewSession*) {
-    return json::record("NewSession", json::field("scenarioId", &NewSession::scenarioId),
-        json::field("appUrl", &NewSession::appUrl, json::Absent::null),
-        json::field("captureKind", &NewSession::captureKind),
-        json::field("captureLabel", &NewSession::captureLabel));
-}
-
 struct CreateSessionResp {
     QString sessionId;
     QString wsUrl;
@@ -42,26 +20,12 @@ constexpr auto jsonForm(const CreateSessionResp*) {
         json::field("wsUrl", &CreateSessionResp::wsUrl));
 }
 
-struct UploadKind {
-    QString contentType;
-};
-constexpr auto jsonForm(const UploadKind*) {
-    return json::record("UploadKind", json::field("contentType", &UploadKind::contentType));
-}
-
 struct Presign {
     QString url;
     QString key;
 };
 constexpr auto jsonForm(const Presign*) {
     return json::record("Presign", json::field("url", &Presign::url), json::field("key", &Presign::key));
-}
-
-struct UploadedVideo {
-    QString key;
-};
-constexpr auto jsonForm(const UploadedVideo*) {
-    return json::record("UploadedVideo", json::field("key", &UploadedVideo::key));
 }
 
 QUrl validURL(const QString& text) {
@@ -101,7 +65,7 @@ public:
     void stop();
 
     QUrl url(const QString& path) const;
-    QCoro::Task<QByteArray> request(QByteArray method, QString path, QByteArray json = {});
+    QCoro::Task<QByteArray> request(QByteArray method, QString path, QJsonObject json = {}); // empty: no body
     QCoro::Task<> upload(QUrl url, std::filesystem::path file);
 
     void openChannel(const QUrl& url);
@@ -172,8 +136,9 @@ QUrl HTTPBackend::Service::url(const QString& path) const {
     return url;
 }
 
-QCoro::Task<QByteArray> HTTPBackend::Service::request(QByteArray method, QString path, QByteArray json) {
-    auto answer = http->send({method, url(path), bearer, json});
+QCoro::Task<QByteArray> HTTPBackend::Service::request(QByteArray method, QString path, QJsonObject json) {
+    const QByteArray body = json.isEmpty() ? QByteArray() : json::write(json);
+    auto answer = http->send({method, url(path), bearer, body});
     co_return co_await answer;
 }
 
@@ -266,16 +231,18 @@ QCoro::Task<std::vector<Scenario>> HTTPBackend::listScenarios(QString projectId)
 QCoro::Task<Scenario> HTTPBackend::createScenario(QString projectId, QString name, QString description) {
     return onQueue([s = service.get(), projectId, name, description]() -> QCoro::Task<Scenario> {
         auto answer = s->request("POST", u"/api/app/projects/%1/scenarios"_qs.arg(projectId),
-            encodeJson(NewScenario{name, description}));
+            {{u"name"_qs, name}, {u"description"_qs, description}});
         co_return decodeJson<Scenario>(co_await answer);
     });
 }
 
 QCoro::Task<SessionHandle> HTTPBackend::createSession(
     QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) {
-    const NewSession asked{scenarioId, appUrl, captureTarget.kind, captureTarget.label};
+    const QJsonObject asked{{u"scenarioId"_qs, scenarioId},
+        {u"appUrl"_qs, appUrl ? QJsonValue(*appUrl) : QJsonValue::Null},
+        {u"captureKind"_qs, rawString(captureTarget.kind)}, {u"captureLabel"_qs, captureTarget.label}};
     auto created = onQueue([s = service.get(), asked]() -> QCoro::Task<QString> {
-        auto answer = s->request("POST", u"/api/app/sessions"_qs, encodeJson(asked));
+        auto answer = s->request("POST", u"/api/app/sessions"_qs, asked);
         const auto session = decodeJson<CreateSessionResp>(co_await answer);
         s->openChannel(validURL(session.wsUrl));
         co_return session.sessionId;
@@ -295,13 +262,11 @@ QCoro::Task<> HTTPBackend::sendEvent(QString, LiveEvent event) {
 QCoro::Task<QString> HTTPBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
     return onQueue([s = service.get(), sessionId, file]() -> QCoro::Task<QString> {
         const QString session = u"/api/app/sessions/"_qs + sessionId;
-        auto answer =
-            s->request("POST", session + u"/upload-url"_qs, encodeJson(UploadKind{u"video/mp4"_qs}));
+        auto answer = s->request("POST", session + u"/upload-url"_qs, {{u"contentType"_qs, u"video/mp4"_qs}});
         const auto presign = decodeJson<Presign>(co_await answer);
         auto stored = s->upload(validURL(presign.url), file);
         co_await stored;
-        auto noted =
-            s->request("POST", session + u"/video-uploaded"_qs, encodeJson(UploadedVideo{presign.key}));
+        auto noted = s->request("POST", session + u"/video-uploaded"_qs, {{u"key"_qs, presign.key}});
         co_await noted;
         co_return presign.key;
     });

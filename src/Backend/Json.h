@@ -25,8 +25,8 @@
 ///     }
 ///
 /// Fields are QString, double, std::int64_t, or std::vector of these, enumerations and records with a form of
-/// their own, or std::optional of any of them. A field that is no optional is required; an absent optional is
-/// left out, or written as null with `json::Absent::null`. Keys without a field are ignored.
+/// their own, or std::optional of any of them. A field that is no optional is required, an absent optional is
+/// left out. Keys without a field are ignored.
 namespace tavro {
 
 /// What the JSON coder refuses. The text names the record and the key.
@@ -40,13 +40,10 @@ public:
 
 namespace json {
 
-enum class Absent { leftOut, null };
-
 template <class Record, class Value>
 struct Field {
     const char* key;
     Value Record::*member;
-    Absent absent;
 };
 
 template <class Record, class... Values>
@@ -76,8 +73,8 @@ struct VariantForm {
 };
 
 template <class Record, class Value>
-constexpr auto field(const char* key, Value Record::*member, Absent absent = Absent::leftOut) {
-    return Field<Record, Value>{key, member, absent};
+constexpr auto field(const char* key, Value Record::*member) {
+    return Field<Record, Value>{key, member};
 }
 
 template <class Record, class... Values>
@@ -151,8 +148,6 @@ void encodeField(
         object.insert(QLatin1String(field.key), encode(value, place));
     else if (value)
         object.insert(QLatin1String(field.key), encode(*value, place));
-    else if (field.absent == Absent::null)
-        object.insert(QLatin1String(field.key), QJsonValue::Null);
 }
 
 template <class Record, class Value>
