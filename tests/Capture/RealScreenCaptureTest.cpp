@@ -340,9 +340,9 @@ TEST_F(RealScreenCaptureTest, endsWhileItsSourcesStart) {
         const QStringList engineCalls = engine.calls, hardwareCalls = hardware.calls;
         format.resolve();
         output.resolve();
-        std::atomic<bool> answered = false; // after the answers have come
+        bool answered = false; // after the answers have come
         EventLoop::current()->post([&] { answered = true; });
-        EXPECT_TRUE(waitUntil([&] { return answered.load(); }));
+        EXPECT_TRUE(waitUntil([&] { return answered; }));
         EXPECT_EQ(engine.calls, engineCalls) << "a start that nobody wants went on";
         EXPECT_EQ(hardware.calls, hardwareCalls);
         EXPECT_EQ(hardware.alive(), 3 * running);

@@ -95,6 +95,9 @@ TEST(SoundTakes, endWhileTheirSourcesStart) {
         screen.firstFrame = std::make_shared<BlankPicture>(std::chrono::steady_clock::now());
         await(capture.start({CaptureKind::display, QStringLiteral("1"), {}}, true, video));
     }
+    bool ended = false; // with the parts, what the last take still waited for
+    EventLoop::current()->post([&] { ended = true; });
+    EXPECT_TRUE(waitUntil([&] { return ended; }));
     const QStringList said = lines.all();
     EXPECT_EQ(said.filter(QStringLiteral("Mic capture started")).size(),
         said.filter(QStringLiteral("Mic capture stopped")).size());

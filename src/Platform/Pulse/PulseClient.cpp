@@ -19,7 +19,7 @@ PulseClient::~PulseClient() {
 }
 
 Promise<PulseClient::Answer> PulseClient::find(DeviceRole role) {
-    const Promise<Answer> answer;
+    Promise<Answer> answer;
     thread.post([this, role, answer] {
         const auto answered = std::make_shared<bool>(false);
         connection->find(role, [answer, answered](const RecordingDevice& device, int error) {
