@@ -66,9 +66,8 @@ def finish(program):
 
 
 def shown_times(video):
-    shown = driver.run(
-        "ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "packet=pts_time", "-of", "csv=p=0", str(video)
-    )
+    wanted = ["-select_streams", "v:0", "-show_entries", "packet=pts_time", "-of", "csv=p=0"]
+    shown = driver.run("ffprobe", "-v", "error", *wanted, str(video))
     return sorted(float(line.strip(",")) for line in shown.split())
 
 

@@ -328,7 +328,8 @@ def grant_all():
 
 def sign_in(token, item=None):
     """As if the user had signed in earlier. Needs the keyring."""
-    subprocess.run(["secret-tool", "store", "--label=Tavro", *(item or KEYRING_ITEM)], input=token, text=True, check=True)
+    command = ["secret-tool", "store", "--label=Tavro", *(item or KEYRING_ITEM)]
+    subprocess.run(command, input=token, text=True, check=True)
 
 
 def set_default(key, value):
