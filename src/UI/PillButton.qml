@@ -25,7 +25,7 @@ T.Button {
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
     }
-    background: Rectangle {
+    background: Rectangle { // qmllint disable deferred-property-id
         id: surface
 
         radius: height / 2
