@@ -20,28 +20,25 @@ struct MediaTime {
     std::int32_t timescale = 1;
 };
 
-/// The one track of an asset writer. Frames and samples are encoded on the writer's own thread.
-/// One thread at a time.
+/// The one track of an asset writer, encoded on the writer's own thread. One thread at a time.
 class AssetWriterInput {
 public:
     virtual ~AssetWriterInput() = default;
-    /// False while the encoder is busy with all that its bounded queue holds: what is appended then is
-    /// refused.
+    /// False while the encoder's bounded queue is full; `append()` then returns false.
     virtual bool isReadyForMoreMediaData() const = 0;
     virtual void markAsFinished() = 0;
 };
 
 class VideoWriterInput : public AssetWriterInput {
 public:
-    /// False when refused. A frame's time is its presentation time; refused frames leave their damage to the
-    /// next. The last one, refused because the encoder is busy, is taken after all when the input is
-    /// finished.
+    /// False when refused. Damage of refused frames passes to the next. `markAsFinished()` still encodes the
+    /// last frame if a full queue caused its refusal.
     virtual bool append(const VideoFramePtr& frame) = 0;
 };
 
 class AudioWriterInput : public AssetWriterInput {
 public:
-    /// `samples`: mono, at the input's sample rate; `time` of the first of them. Copied.
+    /// Copies `samples`: mono, at the input's sample rate. `time` is that of the first sample.
     virtual bool append(std::span<const TakeFormat::Sample> samples, MediaTime time) = 0;
 };
 
@@ -58,14 +55,14 @@ struct AudioSettings {  ///< AAC
 
 enum class FileType { mpeg4, appleM4A };
 
-/// Encodes one track into a file. While it runs the file is a row of fragments of at most a second, each
-/// flushed as it is made, so that it plays up to its last second whatever happens; finishing turns it into an
-/// ordinary MP4 with the index in front. Should that last step fail, the fragmented file stays as it was.
+/// Encodes one track into a file. While it runs, the file consists of fragments of at most a second, each
+/// flushed at once, so an interrupted file stays playable. Finishing rewrites it as an ordinary MP4 with the
+/// index in front; if that fails, the fragmented file stays.
 class AssetWriter {
 public:
     enum class Status { unknown, writing, completed, failed, cancelled };
 
-    /// Cancels: stops encoding, leaves the file as it is.
+    /// Cancels: stops encoding and leaves the file as it is.
     virtual ~AssetWriter() = default;
 
     /// At most one input, before `startWriting()`. Null when the writer does not accept it.
@@ -73,19 +70,19 @@ public:
     virtual std::shared_ptr<AudioWriterInput> addAudioInput(const AudioSettings& settings) = 0;
 
     virtual bool startWriting() = 0;
-    /// What is appended at this time lies at the file's time zero.
+    /// `sourceTime` becomes the file's time zero.
     virtual void startSession(MediaTime sourceTime) = 0;
-    /// Completes when the file is finished; see `status()`. Only after `startWriting()`. Never throws.
+    /// Completes when the file is finished; see `status()`. Requires `startWriting()`. Never throws.
     virtual QCoro::Task<> finishWriting() = 0;
 
     virtual Status status() const = 0;            ///< any thread
-    virtual std::exception_ptr error() const = 0; ///< why it failed, e.g. no space left; any thread
+    virtual std::exception_ptr error() const = 0; ///< of the failure, e.g. no space left; any thread
 };
 
 class AssetWriterFactory {
 public:
     virtual ~AssetWriterFactory() = default;
-    /// Creates the file. Throws PlatformError when it cannot be made. Any thread.
+    /// Creates the file. Throws PlatformError on failure. Any thread.
     virtual std::unique_ptr<AssetWriter> makeAssetWriter(
         const std::filesystem::path& file, FileType type) = 0;
 };

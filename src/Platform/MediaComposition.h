@@ -11,7 +11,7 @@ namespace tavro {
 
 enum class MediaType { video, audio };
 
-/// A media file opened for reading. Any one thread at a time.
+/// A media file opened for reading. One thread at a time.
 class MediaAsset {
 public:
     virtual ~MediaAsset() = default;
@@ -19,23 +19,23 @@ public:
     virtual std::chrono::microseconds duration() const = 0;
 };
 
-/// Tracks laid side by side, each a stretch of an asset's track.
+/// Parallel tracks, each a section of an asset's track.
 class MediaComposition {
 public:
     virtual ~MediaComposition() = default;
-    /// Adds a track holding [0, length) of the first track of that type in `asset`, at time zero. False when
-    /// the composition refuses a further track. Throws PlatformError when the asset's track cannot be read.
+    /// Adds [0, length) of the first track of that type in `asset`, at time zero. False when the composition
+    /// refuses the track. Throws PlatformError when the asset's track cannot be read.
     virtual bool insertTrack(
         MediaType type, const std::shared_ptr<MediaAsset>& asset, std::chrono::microseconds length) = 0;
 };
 
-/// Writes a composition to an MPEG-4 file. Packets are copied, never encoded again.
+/// Writes a composition to an MPEG-4 file. Copies packets, without encoding.
 class ExportSession {
 public:
     enum class Status { completed, failed, cancelled };
     virtual ~ExportSession() = default;
     virtual Status exportTo(const std::filesystem::path& file) = 0; ///< blocks; never throws
-    virtual std::exception_ptr error() const = 0;                   ///< the platform's own, or null
+    virtual std::exception_ptr error() const = 0;                   ///< the platform's error, or null
 };
 
 class MediaLibrary {
@@ -44,7 +44,6 @@ public:
     /// Throws PlatformError when the file is not a readable media file.
     virtual std::shared_ptr<MediaAsset> openAsset(const std::filesystem::path& file) = 0;
     virtual std::unique_ptr<MediaComposition> makeComposition() = 0;
-    /// Null when no session can be made for the composition.
     virtual std::unique_ptr<ExportSession> makeExportSession(const MediaComposition& composition) = 0;
 };
 

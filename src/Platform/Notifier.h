@@ -7,7 +7,7 @@
 
 namespace tavro {
 
-/// Tells the user something outside the program's own windows. Main thread.
+/// Shows notifications outside the program's own windows. Main thread.
 class Notifier {
 public:
     struct Action {
@@ -17,12 +17,12 @@ public:
     struct Notification {
         QString summary;
         QString body;                                ///< plain text
-        std::optional<Action> action = std::nullopt; ///< what a click on it, or on its button, does
+        std::optional<Action> action = std::nullopt; ///< on a click on the notification or its button
         bool failure = false;
     };
 
     virtual ~Notifier() = default;
-    /// Returns at once. Where the desktop shows no notifications, a log line takes its place.
+    /// Returns at once. Without a notification service, writes a log line instead.
     virtual void show(Notification notification) = 0;
 };
 

@@ -6,25 +6,23 @@
 
 namespace tavro {
 
-/// How the user and the system answered a request for a private resource.
 enum class AuthorizationStatus { notDetermined, restricted, denied, authorized };
 
-/// The desktop's say on what this program may record. Main thread. Queries answer at once, without prompts.
+/// Permission to record. Main thread. Queries return at once, without prompts.
 class PrivacyServices {
 public:
     virtual ~PrivacyServices() = default;
 
-    /// Whether the screen can be captured now.
     virtual bool preflightScreenCaptureAccess() = 0;
-    /// Asks for the screen, or tells the user what stands in the way. Returns at once with what holds now.
+    /// Returns the present state at once. Shows the user why the screen cannot be captured.
     virtual bool requestScreenCaptureAccess() = 0;
 
     virtual AuthorizationStatus microphoneAuthorization() = 0; ///< by the last answer to `refreshMicrophone`
-    /// Asks the system anew. Completes with its answer, or after a second without one.
+    /// Asks the system again. Completes with the answer, or after a second without one.
     virtual QCoro::Task<> refreshMicrophone() = 0;
-    /// `handler` is called when the answer has changed, however late it comes. There is one handler.
+    /// Sets the one handler, called when the answer changes, even after `refreshMicrophone` has completed.
     virtual void onMicrophoneChange(std::function<void()> handler) = 0;
-    /// `handler` is called once, on any thread, perhaps before this returns.
+    /// Calls `handler` once, on any thread, possibly before this returns.
     virtual void requestMicrophoneAccess(std::function<void(bool granted)> handler) = 0;
 
     virtual AuthorizationStatus speechAuthorization() = 0;

@@ -14,8 +14,7 @@
 
 namespace tavro {
 
-/// The version of the system that the capture code is told it runs on; it decides which of its paths it
-/// takes.
+/// The system version that selects the capture code's path.
 struct SystemVersion {
     int major = 14;
     int minor = 2;
@@ -39,7 +38,7 @@ struct ShareableContent {
     std::vector<ShareableWindow> windows;
 };
 
-/// What a stream shows: a whole display, or one window by itself, also where others cover it.
+/// A whole display, or one window without the windows that cover it.
 struct ContentFilter {
     enum class Kind { display, window };
     Kind kind = Kind::display;
@@ -47,13 +46,13 @@ struct ContentFilter {
 };
 
 struct StreamConfiguration {
-    int width = 0; ///< of the pictures delivered; the source is scaled to fit, proportions kept, bars black
+    int width = 0; ///< of the frames; the source is scaled to fit, proportions kept, bars black
     int height = 0;
     std::chrono::microseconds minimumFrameInterval{0};
-    int queueDepth = 0; ///< frames that may be under way to the receiver; further ones wait as damage
+    int queueDepth = 0; ///< frames in transit to the receiver at most; later changes are merged as damage
 };
 
-/// Writes a stream's pictures into an MPEG-4 file by itself, from the stream's start to its stop.
+/// Writes a stream's frames into an MPEG-4 file, from the stream's start to its stop.
 class RecordingOutput {
 public:
     virtual ~RecordingOutput() = default;
@@ -61,39 +60,38 @@ public:
 
 struct StreamStatistics {
     std::uint64_t framesDelivered = 0;
-    std::uint64_t framesDropped = 0; ///< pictures replaced by a later one before anybody took them
+    std::uint64_t framesDropped = 0; ///< pictures replaced by a later one before delivery
 };
 
-/// A running or not yet running capture of one target. All operations are called on the main thread.
+/// A capture of one target. Main thread.
 class ScreenStream {
 public:
-    /// Called on the main thread with each frame; frames come when the picture changes, and at least once a
-    /// second while it does not. None comes after `stopCapture()` has completed or the stream is gone.
+    /// Called on the main thread for each change, and at least once a second. Never called after
+    /// `stopCapture()` has completed or the stream is destroyed.
     using FrameHandler = std::function<void(const VideoFramePtr&)>;
 
-    /// Ends the capture, if it runs, without waiting for the target.
+    /// Ends a running capture without waiting for the target.
     virtual ~ScreenStream() = default;
 
     /// Before `startCapture()`. Throws PlatformError.
     virtual void addStreamOutput(FrameHandler handler) = 0;
     virtual void addRecordingOutput(std::shared_ptr<RecordingOutput> output) = 0;
 
-    /// Completes when the first picture has been taken. Throws PlatformError.
+    /// Completes after the first frame. Throws PlatformError.
     virtual QCoro::Task<> startCapture() = 0;
-    /// Takes the last picture once more, so that the recording is as long as the capture was, delivers it,
-    /// and completes when nothing more will come and the recording output's file is finished.
+    /// Delivers a last frame, to record the full length. Completes when the recording output is finished; no
+    /// frame follows.
     virtual QCoro::Task<> stopCapture() = 0;
 
     virtual StreamStatistics statistics() const = 0;
 };
 
-/// Access to the screen. A target that goes away during a capture does not end it: the picture stays as it
-/// was.
+/// Access to the screen. A capture continues with the last picture when its target disappears.
 class ScreenCaptureService {
 public:
     virtual ~ScreenCaptureService() = default;
 
-    /// Throws PlatformError when the screen cannot be read at all.
+    /// Throws PlatformError when the screen cannot be read.
     virtual QCoro::Task<ShareableContent> shareableContent() = 0;
     virtual std::unique_ptr<ScreenStream> makeStream(
         const ContentFilter& filter, const StreamConfiguration& configuration) = 0;

@@ -8,18 +8,15 @@
 
 namespace tavro {
 
-/// Secrets of this user, one text in UTF-8 for each (service, account). Main thread. No call waits for the
-/// desktop or the user.
+/// Secrets of this user: one UTF-8 text for each (service, account). Main thread. No call blocks.
 class SecretStore {
 public:
     using Reader = std::function<void(std::optional<QByteArray> value)>;
 
     virtual ~SecretStore() = default;
-    /// Calls `reader` before it returns or later, not once the store is gone. No value: there is none, or it
-    /// cannot be read.
+    /// Calls `reader` now or later, but not after the store is destroyed. No value: missing or unreadable.
     virtual void read(const QString& service, const QString& account, Reader reader) = 0;
-    /// Replaces the secret; no value removes it. Of several writes the last one counts. A value that cannot
-    /// be stored is logged.
+    /// Replaces the secret; no value removes it. The last of several writes wins. Failures are logged.
     virtual void write(const QString& service, const QString& account, std::optional<QByteArray> value) = 0;
 };
 

@@ -16,7 +16,6 @@ namespace tavro {
 
 class SerialQueue;
 
-/// The form of a PCM stream.
 struct AudioFormat {
     enum class Sample { float32, int16 };
     Sample sample = Sample::float32;
@@ -26,7 +25,7 @@ struct AudioFormat {
     bool operator==(const AudioFormat&) const = default;
 };
 
-/// PCM samples of one format. Float buffers hold one plane a channel; 16-bit buffers are interleaved.
+/// PCM samples of one format. Float buffers hold one plane per channel; 16-bit buffers are interleaved.
 struct PCMBuffer {
     AudioFormat format;
     std::uint32_t frameLength = 0;
@@ -36,32 +35,31 @@ struct PCMBuffer {
 
 using PCMBufferPtr = std::shared_ptr<const PCMBuffer>;
 
-/// A line of sound tells the moment of its first sample by this.
+/// The clock of a stream's origin, which is the time of its first sample.
 using AudioClock = std::chrono::steady_clock;
 
-/// The default input device, read through one tap. It follows the default when the user or the system changes
-/// it, and comes back by itself when the sound server or the device does; meanwhile, and from one tap buffer
-/// to the next, the tap's time line stays the wall clock's: what is missing arrives as silence. Main thread;
-/// no call but the question waits for the sound server.
+/// The default input device, read through one tap. It follows changes of the default and reconnects after a
+/// loss of the sound server or the device. The tap's time line follows the wall clock: silence replaces
+/// missing sound. Main thread. Only `inputFormat()` waits for the sound server.
 class AudioEngine {
 public:
     /// Called on the engine's own thread.
     using Tap = std::function<void(const PCMBufferPtr&)>;
 
     virtual ~AudioEngine() = default;
-    /// Asks for the default source's own rate and channels; 0 and 0 when there is no usable input.
+    /// Queries the default source's own rate and channels; both are 0 when there is no usable input.
     virtual QCoro::Task<AudioFormat> inputFormat() = 0;
     virtual void installTap(std::uint32_t bufferSize, const AudioFormat& format, Tap tap) = 0;
-    /// No call of the tap begins, or is under way, after this has returned: it waits for the engine's thread.
+    /// Waits for the engine's thread. The tap is neither running nor called again after the return.
     virtual void removeTap() = 0;
     virtual void prepare() = 0;
-    /// After the tap. Returns when the first sample was, or will be, at the device. Throws the PlatformError
-    /// by which the last question was refused; a server that does not answer is silent until it does.
+    /// After `installTap()`. Returns the time of the first sample at the device, past or future. Throws the
+    /// error of the last `inputFormat()`. The tap gets silence until the server answers.
     virtual AudioClock::time_point start() = 0;
     virtual void stop() = 0;
 };
 
-/// A streaming converter between two formats; it keeps its state between calls.
+/// A streaming converter between two formats. It keeps its state between calls.
 class AudioConverter {
 public:
     enum class InputStatus { haveData, noDataNow };
@@ -70,15 +68,14 @@ public:
         PCMBufferPtr buffer;
     };
     virtual ~AudioConverter() = default;
-    /// Asks `input` for buffers until it has no data now, and writes at most `capacity` frames of the target
-    /// format into `output`. False on an error.
+    /// Calls `input` until `noDataNow`. Writes at most `capacity` frames into `output`. False on an error.
     virtual bool convert(PCMBuffer& output, std::uint32_t capacity, const std::function<Input()>& input) = 0;
 };
 
 class AudioConverterFactory {
 public:
     virtual ~AudioConverterFactory() = default;
-    /// Null when the pair of formats is refused. Any thread.
+    /// Null when the pair of formats is not supported. Any thread.
     virtual std::unique_ptr<AudioConverter> makeConverter(const AudioFormat& from, const AudioFormat& to) = 0;
 };
 
@@ -102,22 +99,21 @@ struct AggregateDeviceDescription {
     bool tapAutoStart = true;
 };
 
-/// One buffer of an I/O callback: interleaved 32-bit float.
+/// Interleaved 32-bit float.
 struct AudioIOBuffer {
     std::uint32_t channelCount = 0;
     std::uint32_t byteSize = 0;
     const void* data = nullptr;
 };
 
-/// What the computer plays, as a tap read through a device. Every call tells its outcome, and none but the
-/// question waits for the sound server. Main thread. The device follows the default output and outlives the
-/// sound server like the input of `AudioEngine` does.
+/// The computer's sound output, captured by a tap and read through a device. Main thread. Only `findOutput()`
+/// waits for the server. Follows the default output and reconnects, like `AudioEngine`.
 class AudioHardware {
 public:
     using IOProc = std::function<void(std::span<const AudioIOBuffer>)>;
 
     virtual ~AudioHardware() = default;
-    /// Asks for the default output; `createProcessTap` tells what came of it.
+    /// Queries the default output. `createProcessTap` returns the status of this query.
     virtual QCoro::Task<> findOutput() = 0;
     virtual AudioStatus createProcessTap(const TapDescription& description, AudioObjectID& tap) = 0;
     virtual AudioStatus destroyProcessTap(AudioObjectID tap) = 0;
@@ -128,10 +124,10 @@ public:
     virtual AudioStatus createIOProc(
         AudioObjectID device, SerialQueue& queue, IOProc callback, AudioIOProcID& proc) = 0;
     virtual AudioStatus destroyIOProc(AudioObjectID device, AudioIOProcID proc) = 0;
-    /// `origin`: when the first sample was, or will be, at the device.
+    /// Sets `origin` to the time of the first sample at the device, past or future.
     virtual AudioStatus startDevice(
         AudioObjectID device, AudioIOProcID proc, AudioClock::time_point& origin) = 0;
-    /// No call of the callback is handed to its queue after this has returned.
+    /// No callback is queued after the return.
     virtual AudioStatus stopDevice(AudioObjectID device, AudioIOProcID proc) = 0;
 };
 

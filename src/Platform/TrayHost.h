@@ -8,10 +8,9 @@ namespace tavro {
 class TrayHost {
 public:
     virtual ~TrayHost() = default;
-    /// Whether the panel is dark, so that symbols on it should be light.
+    /// The panel is dark, so symbols on it should be light.
     virtual bool prefersLightSymbols() const = 0;
-    std::function<void()>
-        onAppeared; ///< a host is there, was there already, or came again; never called by a constructor
+    std::function<void()> onAppeared;   ///< a host exists or has come back; never called by a constructor
     std::function<void()> onAppearance; ///< `prefersLightSymbols` changed
 };
 

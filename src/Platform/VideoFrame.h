@@ -7,7 +7,6 @@
 
 namespace tavro {
 
-/// A rectangle in pixels.
 struct Rect {
     int x = 0;
     int y = 0;
@@ -17,8 +16,7 @@ struct Rect {
     bool operator==(const Rect&) const = default;
 };
 
-/// One picture of the screen: 4:2:0 planar YCbCr, 8 bits, BT.709, limited range. Immutable once made, so it
-/// passes between threads by shared pointer and is never copied.
+/// One picture of the screen: 4:2:0 planar YCbCr, 8 bits, BT.709, limited range. Immutable, never copied.
 class VideoFrame {
 public:
     virtual ~VideoFrame() = default;
@@ -28,12 +26,12 @@ public:
     const std::uint8_t* planes[3] = {}; ///< Y, Cb, Cr; valid as long as the frame
     int strides[3] = {};                ///< bytes a line
 
-    /// When the picture was on the screen: std::chrono::steady_clock since its epoch.
+    /// Time on the screen, since the epoch of std::chrono::steady_clock.
     std::chrono::microseconds presentationTime{0};
 
-    /// Where it may differ from the frame with the preceding `sequence`; empty means nowhere.
+    /// Areas that may differ from the frame with the preceding `sequence`.
     std::vector<Rect> damage;
-    /// Counts a stream's frames, without gaps. Who has missed one takes the whole next frame as damaged.
+    /// Frame number, without gaps. A receiver that missed a frame must treat all of the next as damaged.
     std::uint64_t sequence = 0;
 
     bool isValid() const { return planes[0] != nullptr; }

@@ -8,9 +8,9 @@ namespace tavro {
 class Workspace {
 public:
     virtual ~Workspace() = default;
-    /// Opens a web address or a folder with the user's default program. False when that could not be started.
+    /// Opens a web address or a folder with the user's default program. False when that cannot be started.
     virtual bool open(const QUrl& url) = 0;
-    /// Starts another instance of this program. False when that could not be started.
+    /// False when the new instance cannot be started.
     virtual bool openNewApplicationInstance() = 0;
 };
 

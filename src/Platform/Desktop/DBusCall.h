@@ -11,7 +11,6 @@
 
 namespace tavro::dbus {
 
-/// One object's interface on a bus.
 struct Peer {
     QString service;
     QString path;
@@ -22,7 +21,7 @@ struct Peer {
         message.setArguments(arguments);
         return message;
     }
-    /// Like `call`, but fails when the service does not run instead of starting it.
+    /// Like `call`, but fails instead of starting the service.
     QDBusMessage callIfRunning(const QString& method, const QVariantList& arguments = {}) const {
         auto message = call(method, arguments);
         message.setAutoStartService(false);
@@ -30,11 +29,10 @@ struct Peer {
     }
 };
 
-/// Sends `message` without waiting and hands the reply or the error to `handler` later on this thread, unless
-/// `context` is gone by then.
+/// Never blocks. `handler` gets the reply or the error later on this thread, unless `context` is destroyed.
 inline void send(const QDBusConnection& bus, const QDBusMessage& message, QObject* context,
     std::function<void(const QDBusMessage& reply)> handler) {
-    if (!bus.isConnected()) { // Qt would never answer
+    if (!bus.isConnected()) { // Qt calls no handler then
         const auto error = QDBusMessage::createError(QDBusError::Disconnected, bus.lastError().message());
         QMetaObject::invokeMethod(
             context, [handler = std::move(handler), error] { handler(error); }, Qt::QueuedConnection);
@@ -52,7 +50,7 @@ inline bool succeeded(const QDBusMessage& reply) {
     return reply.type() == QDBusMessage::ReplyMessage;
 }
 
-/// The first value of a reply, taken out of the variant that properties and settings come in.
+/// The first value of a reply, without its variant wrappers.
 inline QVariant value(const QDBusMessage& reply) {
     QVariant first = reply.arguments().value(0);
     while (first.metaType() == QMetaType::fromType<QDBusVariant>())

@@ -13,7 +13,6 @@ namespace {
 
 const QString application = QStringLiteral("com.quembridge.tavro");
 
-// A service that gives a number for an inhibition and takes it back at the end.
 struct CookieService {
     dbus::Peer peer;
     QVariantList arguments;
@@ -39,7 +38,7 @@ std::vector<CookieService> cookieServices(const QString& reason) {
 const dbus::Peer loginManager{QStringLiteral("org.freedesktop.login1"),
     QStringLiteral("/org/freedesktop/login1"), QStringLiteral("org.freedesktop.login1.Manager")};
 
-/// What has been granted so far. It lives on, unowned, until the last answer has come and all is given back.
+/// The granted inhibitions. Deletes itself after the last reply and the release of all.
 class Grants final : public QObject {
 public:
     Grants(QDBusConnection sessionBus, QDBusConnection systemBus)
@@ -57,7 +56,7 @@ public:
             QStringLiteral("sleep:idle"), QStringLiteral("Tavro"), reason, QStringLiteral("block")};
         send(system, loginManager.callIfRunning(QStringLiteral("Inhibit"), what),
             [this](const QDBusMessage& reply) {
-                login = dbus::value(reply).value<QDBusUnixFileDescriptor>(); // holds as long as it is open
+                login = dbus::value(reply).value<QDBusUnixFileDescriptor>(); // inhibits while it is open
             });
     }
 

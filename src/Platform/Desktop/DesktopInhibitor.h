@@ -6,8 +6,7 @@
 
 namespace tavro {
 
-/// Asks every service of the desktop that knows of idleness or sleep, those that run: the screen saver, the
-/// power manager, GNOME's session and the login manager. What is missing or refuses is left out.
+/// Uses those that run of screen saver, power manager, GNOME session and login manager. Ignores failures.
 class DesktopInhibitor final : public PowerInhibitor {
 public:
     explicit DesktopInhibitor(QDBusConnection session = QDBusConnection::sessionBus(),

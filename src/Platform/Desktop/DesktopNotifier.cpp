@@ -12,7 +12,7 @@ namespace {
 const dbus::Peer notifications{QStringLiteral("org.freedesktop.Notifications"),
     QStringLiteral("/org/freedesktop/Notifications"), QStringLiteral("org.freedesktop.Notifications")};
 
-const QString clicked = QStringLiteral("default"); // the key that a click on the notification itself has
+const QString clicked = QStringLiteral("default"); // action key of a click on the notification itself
 const QString button = QStringLiteral("open");
 
 enum Urgency : uchar { normal = 1, critical = 2 };
@@ -51,7 +51,7 @@ public slots:
     void closed(uint id, uint) { actions.erase(id); }
 
 private:
-    // Some services show the body as it is, others read it as markup.
+    // Some services show the body as plain text, others parse markup.
     void askCapabilities() {
         dbus::send(bus, notifications.call(QStringLiteral("GetCapabilities")), this,
             [this](const QDBusMessage& reply) {
@@ -81,7 +81,7 @@ private:
 
     void sent(const Notification& notification, const QDBusMessage& reply) {
         if (!dbus::succeeded(reply)) {
-            knowsMarkup.reset(); // another service may come
+            knowsMarkup.reset(); // the next service may differ
             Log::info(QStringLiteral("notification not shown (%1): %2 — %3")
                           .arg(reply.errorMessage(), notification.summary, notification.body));
         } else if (notification.action) {

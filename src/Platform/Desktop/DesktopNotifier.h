@@ -6,7 +6,7 @@
 
 namespace tavro {
 
-/// The desktop's notification service (org.freedesktop.Notifications). Never waits for it.
+/// The desktop's notification service (org.freedesktop.Notifications). Never blocks.
 class DesktopNotifier final : public Notifier {
 public:
     DesktopNotifier();

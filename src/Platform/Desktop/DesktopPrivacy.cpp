@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto patience = 1s; // of who waits; the answer counts all the same
+constexpr auto patience = 1s; // limit of the wait; a later answer still counts
 
 const QString microphone = QStringLiteral("microphone");
 const QString speech = QStringLiteral("speech");
@@ -55,7 +55,7 @@ AuthorizationStatus DesktopPrivacy::microphoneAuthorization() {
 
 QCoro::Task<> DesktopPrivacy::refreshMicrophone() {
     if (!answers.boolean(microphone))
-        co_return; // no answer would make a difference
+        co_return; // access is not granted, so the answer does not matter
     const Promise<void> renewed;
     renew(known, probes.microphoneExists(), renewed);
     QTimer::singleShot(patience, [renewed] { renewed.resolve(); });

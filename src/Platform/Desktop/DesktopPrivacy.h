@@ -12,16 +12,14 @@ namespace tavro {
 
 class Notifier;
 
-/// Privacy on a desktop that has no prompts of its own: the request itself is the user's agreement, kept in a
-/// file; whether there is anything to record is asked of the system.
+/// Privacy on desktops without prompts. A request counts as the user's consent and is stored in a file.
+/// Probes check whether the resource exists.
 class DesktopPrivacy final : public PrivacyServices {
 public:
     struct Probes {
-        std::function<QString()>
-            screenObstacle; ///< what keeps the screen from being captured; empty when nothing
+        std::function<QString()> screenObstacle; ///< why the screen cannot be captured; empty when it can
         std::function<QCoro::Task<bool>()> microphoneExists; ///< may take long, and outlive this object
     };
-    /// The file in which the answers are kept for this user.
     static UserDefaults standardAnswers();
 
     DesktopPrivacy(UserDefaults answers, Probes probes, Notifier& notifier);

@@ -19,7 +19,7 @@ const dbus::Peer settings{QStringLiteral("org.freedesktop.portal.Desktop"),
     QStringLiteral("/org/freedesktop/portal/desktop"), QStringLiteral("org.freedesktop.portal.Settings")};
 const QString appearance = QStringLiteral("org.freedesktop.appearance");
 const QString colorScheme = QStringLiteral("color-scheme");
-constexpr std::chrono::milliseconds panelStart{1000}; // between the two kinds of tray that a panel brings up
+constexpr std::chrono::milliseconds panelStart{1000}; // between the start of a panel's two tray kinds
 
 enum ColorScheme : uint { noPreference, preferDark, preferLight };
 
@@ -43,7 +43,7 @@ public:
     bool prefersLightSymbols() const {
         if (const auto asked = xembed.wantsLightSymbols())
             return *asked;
-        return scheme != preferLight; // most panels are dark, whatever the windows are
+        return scheme != preferLight; // most panels are dark, also with light windows
     }
 
 public slots:
@@ -69,7 +69,7 @@ private:
             });
     }
 
-    // The icon keeps the kind of tray that it is first shown in, and StatusNotifier hosts do more for it.
+    // Wait for a StatusNotifier host: it offers more, and the icon keeps its first kind of tray.
     void xembedAppeared(std::chrono::milliseconds grace) {
         QTimer::singleShot(grace, this, [this] {
             if (!notifierHost && xembed.isPresent() && owner.onAppeared)

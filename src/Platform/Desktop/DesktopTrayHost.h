@@ -6,9 +6,8 @@
 
 namespace tavro {
 
-/// Panels that show tray icons: a StatusNotifier host on the session bus or, on an X11 display that has none,
-/// the owner of the system tray selection. Found out without waiting: a host that is there already "appears"
-/// soon after construction. After the QGuiApplication.
+/// Tray of a StatusNotifier host on the session bus or else of the X11 system tray selection's owner. Never
+/// blocks: an existing host "appears" soon after construction. Needs the QGuiApplication.
 class DesktopTrayHost final : public TrayHost {
 public:
     DesktopTrayHost();

@@ -12,7 +12,7 @@ bool startByItself(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.setProgram(program);
     process.setArguments(arguments);
-    // A browser's chatter does not belong into this program's output.
+    // Keeps a browser's messages out of this program's output.
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
@@ -22,7 +22,7 @@ bool startByItself(const QString& program, const QStringList& arguments) {
 } // namespace
 
 bool DesktopWorkspace::open(const QUrl& url) {
-    // Without a scheme the text could be taken for a file's name or an option.
+    // A text without a scheme could be read as a file name or an option.
     if (!url.isValid() || url.scheme().isEmpty())
         return false;
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));

@@ -23,7 +23,7 @@ std::optional<QByteArray> FileSecretStore::read(const QString& service, const QS
 
 bool FileSecretStore::write(
     const QString& service, const QString& account, const std::optional<QByteArray>& value) const {
-    const QJsonValue none = QJsonValue::Undefined; // to insert it removes
+    const QJsonValue none = QJsonValue::Undefined; // `insert` removes the key then
     QJsonObject content = load(path), accounts = content.value(service).toObject();
     accounts.insert(account, value ? QString::fromLatin1(value->toBase64()) : none);
     content.insert(service, accounts.isEmpty() ? none : accounts);
@@ -37,7 +37,7 @@ bool FileSecretStore::write(
         std::filesystem::permissions(path.parent_path(), std::filesystem::perms::owner_all, error);
     QSaveFile file(Paths::toText(path));
     const QByteArray bytes = QJsonDocument(content).toJson(QJsonDocument::Compact);
-    // The permissions come first: at no time can anybody else open a file that holds, or will hold, a secret.
+    // Set permissions first, so that other users can never open the file.
     return !error && file.open(QIODevice::WriteOnly) &&
            file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) && file.write(bytes) == bytes.size() &&
            file.commit();

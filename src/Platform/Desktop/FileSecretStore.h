@@ -8,13 +8,13 @@
 
 namespace tavro {
 
-/// Secrets in one file that nobody but the user can read, for desktops that have nothing better. The file is
-/// replaced at each change, so it is never half written; it is gone when it would hold nothing. One thread.
+/// Secrets in one file readable only by the user, for desktops without a better store. Each change replaces
+/// the file atomically; an empty store removes it. One thread.
 struct FileSecretStore {
-    const std::filesystem::path path; ///< its folder is made for the first secret and closed to others
+    const std::filesystem::path path; ///< its folder is created for the first secret, closed to other users
 
     std::optional<QByteArray> read(const QString& service, const QString& account) const;
-    /// Replaces the secret; no value removes it. False when the file could not be changed.
+    /// No value removes the secret. False when the file cannot be changed.
     bool write(const QString& service, const QString& account, const std::optional<QByteArray>& value) const;
 };
 

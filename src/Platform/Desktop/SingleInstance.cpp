@@ -26,7 +26,7 @@ public:
     Role claim() {
         if (!bus.isConnected())
             return Role::alone;
-        // There before the name is, so that nobody who sees the name finds nothing behind it.
+        // Register the object before the name, so that a caller of the name finds the object.
         bus.registerObject(application.path, this, QDBusConnection::ExportScriptableSlots);
         const auto reply = bus.interface()->registerService(application.service);
         if (!reply.isValid())
@@ -47,13 +47,13 @@ public slots:
     Q_SCRIPTABLE void Activate(const QVariantMap&) { requests.activate(); }
     Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap&) {
         requests.activate();
-    } // it has no documents
+    } // there are no documents
     Q_SCRIPTABLE void ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
         requests.action(name);
     }
 
 private:
-    /// False when the other has ended meanwhile.
+    /// False when the other instance has ended meanwhile.
     bool activateOther() {
         const auto call = application.callIfRunning(QStringLiteral("Activate"), {QVariantMap()});
         const auto reply = bus.call(call, QDBus::Block, patience.count());

@@ -7,25 +7,25 @@
 
 namespace tavro {
 
-/// The one running instance of a user's session, known on the session bus by the application's name and
-/// reached there through org.freedesktop.Application. Main thread.
+/// The only instance in a user's session: the owner of the application's name on the session bus, called
+/// through org.freedesktop.Application. Main thread.
 class SingleInstance {
 public:
     struct Requests {
-        std::function<void()> activate;                  ///< started again
+        std::function<void()> activate;                  ///< another start was attempted
         std::function<void(const QString& name)> action; ///< one of the desktop entry's actions, or "quit"
     };
     enum class Role {
-        first,  ///< this is the instance now
-        second, ///< another runs; it has been activated
-        alone   ///< no session bus to tell
+        first,  ///< this process is the instance
+        second, ///< another instance runs and has been activated
+        alone   ///< there is no session bus
     };
 
     explicit SingleInstance(Requests requests);
     ~SingleInstance();
 
     Role claim();
-    /// Gives the name up, so that another instance may take over while this one still runs.
+    /// Releases the name, so that another instance can start while this one still runs.
     void release();
 
 private:

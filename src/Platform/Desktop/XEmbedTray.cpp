@@ -7,7 +7,7 @@
 namespace tavro {
 namespace {
 
-constexpr std::size_t colorComponents = 3; // red, green, blue of the ordinary symbol come first
+constexpr std::size_t colorComponents = 3; // the ordinary symbol's red, green and blue come first
 constexpr std::uint32_t brightest = 0xffff;
 
 } // namespace
@@ -23,7 +23,7 @@ XEmbedTray::XEmbedTray(std::function<void()> handler)
     qGuiApp->installNativeEventFilter(this);
 }
 
-XEmbedTray::~XEmbedTray() = default; // the base takes the filter out
+XEmbedTray::~XEmbedTray() = default; // the base class removes the event filter
 
 bool XEmbedTray::isPresent() const {
     return owner() != XCB_WINDOW_NONE;

@@ -9,14 +9,14 @@ struct xcb_connection_t;
 
 namespace tavro {
 
-/// The classic system tray of an X11 display: whoever owns its selection. Silent on other displays.
+/// The owner of an X11 display's system tray selection. Does nothing on other displays.
 class XEmbedTray final : public QAbstractNativeEventFilter {
 public:
     explicit XEmbedTray(std::function<void()> appeared);
     ~XEmbedTray() override;
 
     bool isPresent() const;
-    /// Whether the tray asks for light symbols; nothing when it does not say.
+    /// True when the tray's colours need light symbols; empty without that property.
     std::optional<bool> wantsLightSymbols() const;
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;

@@ -15,8 +15,7 @@
 
 namespace tavro {
 
-/// Makes asset writers that encode nothing, keep account of what they are given, and fail at the steps they
-/// are told. What is set here counts for writers made later, and for those made already. Any thread.
+/// Encodes nothing, records calls, fails at chosen steps. Settings apply to all writers. Any thread.
 class FakeAssetWriterFactory final : public AssetWriterFactory {
 public:
     enum class Step {
@@ -24,10 +23,9 @@ public:
         addInput,        ///< refused
         startWriting,    ///< refused
         append,          ///< the input is not ready
-        write,           ///< it has failed with `error`, and takes nothing more
+        write,           ///< the writer has failed with `error` and refuses everything
         finishWriting,   ///< ends as failed, with `error`
     };
-    /// What was appended at once, where it began.
     struct Appended {
         MediaTime time;
         std::vector<std::int16_t> samples; ///< of sound
@@ -43,14 +41,13 @@ public:
     void succeed(Step step) {
         change([&] { state->failing.erase(step); });
     }
-    /// Lets `finishWriting()` wait until `release` is settled.
     void holdFinish(Promise<void> release) {
         change([&] { state->hold = std::move(release); });
     }
 
-    /// What was called, in order, with the arguments that matter: "makeAssetWriter t.m4a", "addAudioInput
-    /// 16000 1 64000", "addVideoInput 1920 1080", "startWriting", "startSession 0/16000", "append",
-    /// "markAsFinished", "finishWriting", "cancel" (a writer is dropped that was not finished).
+    /// Calls in order, with the arguments that matter: "makeAssetWriter t.m4a", "addAudioInput 16000 1
+    /// 64000", "addVideoInput 1920 1080", "startWriting", "startSession 0/16000", "append", "markAsFinished",
+    /// "finishWriting", "cancel" (an unfinished writer is destroyed).
     QStringList calls() const {
         const std::lock_guard lock(state->mutex);
         return state->calls;

@@ -12,8 +12,7 @@
 
 namespace tavro {
 
-/// Media files that exist only by their description, compositions of them, and exports that write nothing;
-/// each step fails where it is told. Set up before it is used on another thread.
+/// Media files given by descriptions. Exports write nothing. Set up before use on another thread.
 class FakeMediaLibrary final : public MediaLibrary {
 public:
     struct File {
@@ -30,11 +29,11 @@ public:
         exportTo,          ///< ends as failed, with `error`, which may be null
     };
 
-    std::map<std::filesystem::path, File> files; ///< any other cannot be opened
+    std::map<std::filesystem::path, File> files; ///< others cannot be opened
     std::set<Step> failing;
     std::exception_ptr error;
 
-    /// What was composed and exported, in order: "video 8000000", "audio 7500000", "export out.mp4".
+    /// Compositions and exports in order: "video 8000000", "audio 7500000", "export out.mp4".
     QStringList calls() const {
         const std::lock_guard lock(mutex);
         return noted;

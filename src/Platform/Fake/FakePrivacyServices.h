@@ -7,8 +7,7 @@
 
 namespace tavro {
 
-/// A user who answers when told to. A request waits in `microphoneRequests` or `speechRequests` until then.
-/// Main thread.
+/// A user controlled by the test. Requests wait in `microphoneRequests` or `speechRequests`. Main thread.
 class FakePrivacyServices final : public PrivacyServices {
 public:
     bool screen = false;
@@ -16,7 +15,7 @@ public:
     AuthorizationStatus speech = AuthorizationStatus::notDetermined;
     int screenRequests = 0;
     int microphoneRefreshes = 0;
-    std::function<void()> microphoneChanged = [] {}; ///< to be called by the test
+    std::function<void()> microphoneChanged = [] {}; ///< called by the test
     std::vector<std::function<void(bool)>> microphoneRequests;
     std::vector<std::function<void(AuthorizationStatus)>> speechRequests;
 

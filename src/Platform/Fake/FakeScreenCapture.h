@@ -17,7 +17,6 @@
 
 namespace tavro {
 
-/// A picture of which only the moment matters.
 class BlankPicture final : public VideoFrame {
 public:
     explicit BlankPicture(std::chrono::steady_clock::time_point shown) {
@@ -30,8 +29,7 @@ private:
     std::uint8_t pixel = 0;
 };
 
-/// A screen that shows what it is told to and fails at the steps it is told to. Outlives its streams. Main
-/// thread.
+/// A screen controlled by the test. Chosen steps fail. Outlives its streams. Main thread.
 class FakeScreenCapture final : public ScreenCaptureService {
 public:
     enum class Step {
@@ -44,17 +42,15 @@ public:
     };
 
     ShareableContent content;
-    /// What fails, until it is erased.
     std::map<Step, std::exception_ptr> failing;
     /// Sent by every `startCapture()` and every `stopCapture()`.
     VideoFramePtr firstFrame;
-    VideoFramePtr secondFrame; ///< the next one, where it comes before `startCapture()` has completed
+    VideoFramePtr secondFrame; ///< sent before `startCapture()` completes
     VideoFramePtr lastFrame;
-    /// What was called, in order, with the arguments that matter, e.g. "makeStream window/7 1920x1080 6".
+    /// Calls in order, with the arguments that matter, e.g. "makeStream window/7 1920x1080 6".
     QStringList calls;
     StreamConfiguration configuration; ///< of the last stream made
 
-    /// Sends a frame through the running streams.
     void show(const VideoFramePtr& frame) {
         for (const auto& handler : std::vector(handlers))
             handler(frame);

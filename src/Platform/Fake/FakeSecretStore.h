@@ -7,7 +7,7 @@
 
 namespace tavro {
 
-/// Secrets in memory. Reads are answered at once, or late on demand; writes fail on demand. One thread.
+/// Secrets in memory. Reads can be delayed, and writes can fail. One thread.
 class FakeSecretStore final : public SecretStore {
 public:
     bool answersLate = false; ///< reads wait for `answer`
@@ -30,7 +30,7 @@ public:
         if (value)
             items.emplace(std::pair(service, account), *value);
     }
-    void answer() { std::exchange(pending, {})(); } ///< to the last read
+    void answer() { std::exchange(pending, {})(); } ///< the last read
 
 private:
     std::function<void()> pending;

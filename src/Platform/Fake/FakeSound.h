@@ -21,13 +21,13 @@
 
 namespace tavro {
 
-/// An audio engine whose input is what a test delivers. Fails where it is told to.
+/// An audio engine whose input comes from the test.
 class FakeAudioEngine final : public AudioEngine {
 public:
     AudioFormat format{AudioFormat::Sample::float32, 48'000, 1, false};
     std::exception_ptr startError;           ///< thrown by `start()`
-    std::optional<Promise<void>> silence;    ///< the next question is answered when this is resolved
-    std::chrono::milliseconds sinceOrigin{}; ///< how long ago its line began when it has started
+    std::optional<Promise<void>> silence;    ///< delays the next `inputFormat()` until it is resolved
+    std::chrono::milliseconds sinceOrigin{}; ///< age of the stream's origin at the start
     QStringList calls;
 
     QCoro::Task<AudioFormat> inputFormat() override {
@@ -62,13 +62,13 @@ public:
         const std::lock_guard lock(mutex);
         return tap != nullptr;
     }
-    /// Any thread. Calls the tap, if there is one, under the lock that `removeTap()` waits for.
+    /// Calls the tap, if set, under the lock that `removeTap()` waits for. Any thread.
     void deliver(const PCMBufferPtr& buffer) {
         const std::lock_guard lock(mutex);
         if (tap)
             tap(buffer);
     }
-    /// As `deliver`, with one value in all channels of the tap's form.
+    /// The same with `value` in all channels of the tap's format.
     void deliver(float value, std::uint32_t frames) {
         auto buffer = std::make_shared<PCMBuffer>();
         buffer->format = format;
@@ -83,12 +83,12 @@ private:
     Tap tap;
 };
 
-/// Audio hardware that keeps account of what exists, and fails with a status at the steps it is told.
+/// Audio hardware that counts existing objects and fails at chosen steps.
 class FakeAudioHardware final : public AudioHardware {
 public:
     std::map<QString, AudioStatus> failures; ///< status by the name of the operation, e.g. "createProcessTap"
     bool withoutProcedureIdentifier = false; ///< `createIOProc` succeeds but yields none
-    std::optional<Promise<void>> silence;    ///< the next question is answered when this is resolved
+    std::optional<Promise<void>> silence;    ///< delays the next `findOutput()` until it is resolved
     QStringList calls;                       ///< names of the operations, in order
     TapDescription tapDescription;           ///< of the last tap made
     AggregateDeviceDescription deviceDescription;
@@ -135,8 +135,7 @@ public:
 
     int alive() const { return existing; } ///< taps, devices and procedures made and not destroyed
 
-    /// One I/O callback, on the procedure's queue: `channels` interleaved floats a frame, of `byteSize`
-    /// bytes.
+    /// One I/O callback on the procedure's queue: `channels` interleaved floats per frame, `byteSize` bytes.
     void deliver(std::uint32_t channels, std::vector<float> samples, std::uint32_t byteSize) {
         queue->async([proc = ioProc, channels, samples = std::move(samples), byteSize] {
             const AudioIOBuffer buffer{channels, byteSize, samples.empty() ? nullptr : samples.data()};
@@ -184,8 +183,7 @@ private:
     std::shared_ptr<const IOProc> ioProc;
 };
 
-/// Makes converters that take every n-th frame of the first plane, where n is the ratio of the rates; refuses
-/// or fails where it is told to.
+/// Converters that take every n-th frame of the first plane, where n is the ratio of the rates.
 class FakeAudioConverterFactory final : public AudioConverterFactory {
 public:
     bool refuses = false; ///< the pair of formats

@@ -8,13 +8,13 @@
 
 namespace tavro {
 
-/// Notes what would have been opened. Main thread.
+/// Records calls to `open()`. Main thread.
 class FakeWorkspace final : public Workspace {
 public:
     std::vector<QUrl> opened;
-    int instances = 0;                ///< of this program that would have been started
-    bool succeeds = true;             ///< what every call returns
-    std::function<void(QUrl)> onOpen; ///< what the user's program does then
+    int instances = 0;                ///< instances of this program started
+    bool succeeds = true;             ///< result of every call
+    std::function<void(QUrl)> onOpen; ///< simulates the user's program
 
     bool open(const QUrl& url) override {
         opened.push_back(url);

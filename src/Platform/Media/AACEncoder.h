@@ -8,7 +8,7 @@
 
 namespace tavro {
 
-/// AAC of mono samples. Times count samples; the encoder's own lead-in lies before zero.
+/// AAC of mono samples. Times count samples; encoder delay lies before zero.
 class AACEncoder final : public TrackEncoder {
 public:
     explicit AACEncoder(const AudioSettings& settings);
@@ -25,7 +25,7 @@ private:
     const AudioSettings settings;
     libav::CodecContext codec;
     libav::Frame frame;
-    std::vector<float> waiting; // samples short of a whole frame
+    std::vector<float> waiting; // less than a frame of samples
     std::int64_t encoded = 0;   // samples given to the encoder
 };
 

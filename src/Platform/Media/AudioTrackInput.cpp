@@ -5,7 +5,7 @@
 namespace tavro {
 
 namespace {
-// Two megabytes at 16 kHz. A disk that hangs for shorter than this costs no sample.
+// Two megabytes at 16 kHz. Shorter stalls of the disk lose no sample.
 constexpr std::chrono::seconds longestBacklog{60};
 } // namespace
 

@@ -4,7 +4,6 @@
 
 namespace tavro {
 
-/// Hands samples to the encoder, which may fall far behind before any are refused.
 class AudioTrackInput final : public AudioWriterInput {
 public:
     AudioTrackInput(const AudioSettings& settings, std::shared_ptr<WriterPipeline> pipeline);

@@ -6,7 +6,7 @@ namespace tavro {
 
 namespace {
 constexpr int blockSize = 16;
-// With more areas than this the list costs more than it saves.
+// A longer list costs more than it saves.
 constexpr std::size_t mostAreas = 512;
 } // namespace
 

@@ -9,7 +9,7 @@
 
 namespace tavro {
 
-/// The parts of a picture that changed, collected over frames that nobody encoded.
+/// The changed parts of a picture since the last encoded one.
 class Damage {
 public:
     void add(std::span<const Rect> areas);
@@ -22,14 +22,14 @@ private:
     std::vector<Rect> rects;
 };
 
-/// Which macroblocks (16 by 16 pixels) of a picture are touched by damage: one byte each, row by row.
+/// One byte per macroblock (16 by 16 pixels), row by row: damaged or not.
 class MacroblockMap {
 public:
     MacroblockMap(int width, int height);
-    /// Marks with `changed` what the damage touches, with `constant` all else.
+    /// Marks damaged blocks with `changed`, all others with `constant`.
     void set(const Damage& damage, std::uint8_t changed, std::uint8_t constant);
     std::size_t size() const { return blocks.size(); }
-    std::size_t count(std::uint8_t value) const; ///< how many have this mark
+    std::size_t count(std::uint8_t value) const; ///< blocks with this mark
     std::uint8_t* data() { return blocks.data(); }
 
 private:

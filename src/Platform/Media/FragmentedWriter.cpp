@@ -24,7 +24,7 @@ FragmentedWriter::FragmentedWriter(OutputFile& file_, FileType type, const Track
     , fragmentLength(inTrackTime(TakeFormat::fragmentLength))
     , muxer(libav::makeMuxer(file_, type)) {
     stream = libav::addTrack(*muxer, *track.parameters, timeBase);
-    // The index waits for the first packet, which says where the track begins.
+    // delay_moov: the first packet determines the track's start in the index.
     libav::writeHeader(*muxer, {{"movflags", "frag_custom+empty_moov+default_base_moof+delay_moov"}});
 }
 
@@ -57,8 +57,8 @@ void FragmentedWriter::put(libav::Packet packet, std::int64_t duration) {
     write(*packet);
 }
 
-// Left alone, the muxer lets a fragment begin where the one before it ends. It takes notice of this only with
-// the packet that follows, and passes over one without content.
+// By default the muxer starts a fragment at the previous one's end. The flag takes effect with the next
+// packet, so send an empty packet, which the muxer discards.
 void FragmentedWriter::announceGap(std::int64_t start) {
     libav::check(av_opt_set(muxer->priv_data, "movflags", "+frag_discont", 0));
     const libav::Packet announcement(av_packet_alloc());
@@ -78,16 +78,16 @@ void FragmentedWriter::cut() {
         const int cut = av_write_frame(muxer.get(), nullptr);
         if (cut < 0 || std::exchange(indexWritten, true))
             return cut;
-        return av_write_frame(muxer.get(), nullptr); // the first time only the index was written
+        return av_write_frame(muxer.get(), nullptr); // the first call writes only the index
     });
     wholeLength = file.position();
 }
 
-// What `writeOut` writes comes into the file whole, or not at all.
+// Runs `writeOut`. On a failure, truncates the file to the last whole fragment.
 void FragmentedWriter::endWith(const std::function<int()>& writeOut) {
     try {
         const int written = writeOut();
-        file.flush(); // whose own failure says more
+        file.flush(); // first, for its more precise error
         libav::check(written);
     } catch (...) {
         file.truncate(wholeLength);
@@ -99,7 +99,7 @@ void FragmentedWriter::flush(std::chrono::microseconds duration) {
     if (pending) {
         const std::int64_t start = pending->pts;
         put(std::move(pending), inTrackTime(duration));
-        end = start + lastDuration; // what is certain
+        end = start + lastDuration; // without the assumed duration
     }
     if (held)
         cut();

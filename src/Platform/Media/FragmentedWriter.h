@@ -7,20 +7,18 @@
 
 namespace tavro {
 
-/// Writes one track as a row of short fragments, each on its own playable with those before it and handed to
-/// the file at once. After a failure the file ends with the last whole one. One thread at a time.
+/// Writes one track as short fragments, flushed at once. Whole ones survive a failure. One thread at a time.
 class FragmentedWriter {
 public:
     /// `file` outlives the writer. Throws PlatformError.
     FragmentedWriter(OutputFile& file, FileType type, const TrackDescription& track);
 
-    /// Throws PlatformError, also when the file takes no more.
+    /// Throws PlatformError, also for a full disk.
     void add(libav::Packet packet);
-    /// Writes what waits for a next packet that does not come, as standing for `duration`. Should the next
-    /// come sooner, it counts.
+    /// Writes the pending packet, assuming `duration` until a next packet overrides it.
     void flush(std::chrono::microseconds duration);
     bool hasUnwritten() const { return pending || held; }
-    /// Writes what is left and the file's end. Returns where the track ends.
+    /// Writes the rest and the file's end. Returns the track's end.
     std::chrono::microseconds finish();
 
 private:
@@ -38,9 +36,9 @@ private:
     const libav::OutputContext muxer;
     AVStream* stream = nullptr;
     libav::Packet pending; // of unknown duration
-    bool held = false;     // whether the muxer holds packets of an unwritten fragment
+    bool held = false;     // the muxer holds packets of an unwritten fragment
     std::int64_t fragmentStart = 0;
-    std::optional<std::int64_t> end; // of what the muxer was given
+    std::optional<std::int64_t> end; // of the packets given to the muxer
     bool indexWritten = false;
     std::int64_t wholeLength = 0; // bytes up to the end of the last whole fragment
 };

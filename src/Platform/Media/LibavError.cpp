@@ -13,8 +13,7 @@ namespace tavro::libav {
 
 namespace {
 
-// The libraries say on their log what went wrong and give only a number back. The lines of one failure are
-// collected here until somebody asks; nothing of them reaches standard error.
+// Libav logs the details of an error. Keeps them for the next `error()` instead of standard error.
 thread_local QStringList reported;
 constexpr qsizetype mostLinesKept = 8;
 
@@ -29,7 +28,7 @@ void collect(void* source, int level, const char* format, va_list arguments) {
     reported.append(QString::fromUtf8(line.data()).trimmed());
 }
 
-// Set before anything of the libraries runs.
+// Set before the first libav call.
 const bool collecting = (av_log_set_callback(collect), true);
 
 } // namespace

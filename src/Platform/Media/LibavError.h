@@ -4,14 +4,12 @@
 
 namespace tavro::libav {
 
-/// The failure that a call of these libraries returned as `code`. Its text is the libraries' own, whole: what
-/// the code means and what was reported on this thread on the way to it.
+/// Libav's error `code`: its description and the lines logged on this thread before it.
 PlatformError error(int code);
 
-/// Returns `code` unless it is one of failure; throws that one.
+/// Returns `code`, or throws its error when it is negative.
 int check(int code);
 
-/// The failure of a system call.
 PlatformError systemError(int errorNumber);
 
 } // namespace tavro::libav

@@ -10,7 +10,6 @@ extern "C" {
 
 #include <memory>
 
-// The libraries' handles as owning pointers.
 namespace tavro::libav {
 
 template <auto Free>

@@ -16,7 +16,7 @@ microseconds inMicroseconds(std::int64_t time, AVRational timeBase) {
     return microseconds(av_rescale_q(time, timeBase, {1, std::micro::den}));
 }
 
-// A file in fragments has no index that would tell: its packets do.
+// The duration of a fragmented file, which has no index: read all packets.
 microseconds readToTheEnd(const std::filesystem::path& file, MediaType type) {
     TrackReader reader(file, type);
     microseconds end{0};

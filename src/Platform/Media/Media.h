@@ -8,10 +8,10 @@
 
 namespace tavro {
 
-/// H.264 and AAC in MPEG-4 files, read, written and copied with the libraries of this machine.
+/// Reads, writes and copies H.264 and AAC in MPEG-4 files with the system's libraries.
 std::unique_ptr<AssetWriterFactory> makeAssetWriterFactory();
 std::unique_ptr<MediaLibrary> makeMediaLibrary();
-/// PCM between any two formats. Two channels become one as their mean.
+/// Converts PCM between any two formats. Mixes two channels to one by their mean.
 std::unique_ptr<AudioConverterFactory> makeAudioConverterFactory();
 
 } // namespace tavro

@@ -6,13 +6,13 @@ namespace tavro::libav {
 
 OutputContext makeMuxer(OutputFile& file, FileType type) {
     AVFormatContext* muxer = nullptr;
-    // The muxer reads its own file by this name when it moves the index to the front.
+    // The muxer reads its file by this name to move the index to the front.
     const std::string url = "file:" + file.path().string();
     const char* format = type == FileType::appleM4A ? "ipod" : "mp4";
     check(avformat_alloc_output_context2(&muxer, nullptr, format, url.c_str()));
     muxer->pb = file.io();
     muxer->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT; // no library names in the file
-    muxer->avoid_negative_ts = 0;                               // a lead-in before zero is for the edit list
+    muxer->avoid_negative_ts = 0; // the edit list covers encoder delay before zero
     return OutputContext(muxer);
 }
 
@@ -21,7 +21,7 @@ AVStream* addTrack(AVFormatContext& muxer, const AVCodecParameters& parameters, 
     if (!stream)
         throw error(AVERROR(ENOMEM));
     check(avcodec_parameters_copy(stream->codecpar, &parameters));
-    stream->codecpar->codec_tag = 0; // the new file's own
+    stream->codecpar->codec_tag = 0; // the muxer chooses its own
     stream->time_base = timeBase;
     return stream;
 }

@@ -9,16 +9,13 @@
 #include <initializer_list>
 #include <utility>
 
-// What every MPEG-4 file written here has in common.
+// Common steps of writing MPEG-4 files. All functions throw PlatformError.
 namespace tavro::libav {
 
-/// A muxer for `type` that writes into `file`, still without tracks. Throws PlatformError.
 OutputContext makeMuxer(OutputFile& file, FileType type);
 
-/// Adds a track of these parameters, its packets' times in `timeBase`. Throws PlatformError.
 AVStream* addTrack(AVFormatContext& muxer, const AVCodecParameters& parameters, AVRational timeBase);
 
-/// Writes the file's beginning. Throws PlatformError.
 void writeHeader(AVFormatContext& muxer, std::initializer_list<std::pair<const char*, const char*>> options);
 
 } // namespace tavro::libav

@@ -23,7 +23,7 @@ OutputFile::OutputFile(std::filesystem::path path) : location(std::move(path)) {
     descriptor = ::open(location.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (descriptor < 0)
         throw libav::systemError(errno);
-    ::fchmod(descriptor, S_IRUSR | S_IWUSR); // one that was there before may have been open to others
+    ::fchmod(descriptor, S_IRUSR | S_IWUSR); // an existing file may have been readable by others
     auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
     context.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, write, seek));
 }

@@ -8,11 +8,10 @@
 
 namespace tavro {
 
-/// A file that a muxer writes into: readable by its owner only. After a write has failed nothing further is
-/// written, so that what stands in the file stays whole. One thread at a time.
+/// A file readable only by its owner. Writes nothing after a failed write. One thread at a time.
 class OutputFile {
 public:
-    /// Creates the file, or empties it. Throws PlatformError.
+    /// Creates or empties the file. Throws PlatformError.
     explicit OutputFile(std::filesystem::path path);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -21,9 +20,9 @@ public:
     const std::filesystem::path& path() const { return location; }
     AVIOContext* io() const { return context.get(); }
 
-    /// Hands over all that was written. Throws PlatformError when that, or an earlier write, failed.
+    /// Writes the buffer. Throws PlatformError when this or an earlier write failed.
     void flush();
-    void sync();                                      ///< onto the disk. Throws PlatformError.
+    void sync();                                      ///< to the disk. Throws PlatformError.
     std::int64_t position() const { return written; } ///< of the next byte, after a flush
     void truncate(std::int64_t length);               ///< best effort
 

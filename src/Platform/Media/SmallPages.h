@@ -2,8 +2,7 @@
 
 namespace tavro {
 
-/// While any of these stands, the process gets no huge pages: the encoder asks for them, also for buffers of
-/// which it uses the beginning alone, 7 MB in all. Any thread.
+/// Disables the process's huge pages, which x264 requests for half-used buffers: 7 MB in all. Any thread.
 class SmallPages {
 public:
     SmallPages();

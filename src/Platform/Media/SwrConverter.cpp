@@ -7,7 +7,6 @@ namespace tavro {
 
 namespace {
 
-// As the samples lie in a PCMBuffer.
 AVSampleFormat sampleFormat(const AudioFormat& format) {
     return format.sample == AudioFormat::Sample::float32 ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_S16;
 }
@@ -24,7 +23,6 @@ struct Layout {
     Layout& operator=(const Layout&) = delete;
 };
 
-// Where the frames from `first` on lie in `buffer`.
 std::vector<std::uint8_t*> planes(PCMBuffer& buffer, std::uint32_t first) {
     std::vector<std::uint8_t*> result;
     if (buffer.format.sample == AudioFormat::Sample::int16)
@@ -46,7 +44,6 @@ std::vector<const std::uint8_t*> planes(const PCMBuffer& buffer) {
     return result;
 }
 
-// Whether the buffer really holds what its length says.
 bool isComplete(const PCMBuffer& buffer) {
     if (buffer.format.sample == AudioFormat::Sample::int16)
         return buffer.int16Samples.size() >= std::size_t{buffer.frameLength} * buffer.format.channelCount;
@@ -69,7 +66,6 @@ void resize(PCMBuffer& buffer, std::uint32_t frames) {
     }
 }
 
-// Sample rate, sample format and channel count in one step, as one continuous stream.
 class SwrConverter final : public AudioConverter {
 public:
     SwrConverter(libav::Resampler handle, const AudioFormat& from, const AudioFormat& to)
@@ -80,7 +76,7 @@ public:
     bool convert(PCMBuffer& output, std::uint32_t capacity, const std::function<Input()>& input) override {
         output.format = target;
         resize(output, 0);
-        // What did not fit the last time comes first; the resampler keeps it.
+        // First take the frames that did not fit last time.
         if (!run(output, capacity, nullptr))
             return false;
         for (;;) {
@@ -95,12 +91,11 @@ public:
     }
 
 private:
-    // Without input it only takes what the resampler holds back for want of room. It is never told that the
-    // stream ends, so what it needs of its past stays in it.
+    // Null input only fetches frames left in the resampler. The stream never ends, so filter history is kept.
     bool run(PCMBuffer& output, std::uint32_t capacity, const PCMBuffer* input) {
         const std::uint32_t first = output.frameLength;
         const int room = static_cast<int>(capacity - first);
-        // An input of no frames, unlike no input at all, does not flush.
+        // An empty input, unlike a null one, does not flush.
         static const std::uint8_t nothing = 0;
         std::vector<const std::uint8_t*> in(source.channelCount, &nothing);
         int frames = 0;

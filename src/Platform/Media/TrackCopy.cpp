@@ -8,7 +8,7 @@ namespace tavro {
 
 namespace {
 
-// Of the lengths in the index: fine enough for sound, coarse enough for half a day in 32 bits.
+// Unit of the index's durations: precise enough for sound, and half a day fits into 32 bits.
 constexpr const char* movieTimescale = "90000";
 
 struct Track {
@@ -16,7 +16,6 @@ struct Track {
     AVStream* stream;
 };
 
-// The track whose next packet is the earliest; null when all are at their end.
 Track* earliest(std::vector<Track>& tracks) {
     Track* first = nullptr;
     for (Track& track : tracks) {

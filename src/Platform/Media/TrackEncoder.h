@@ -11,41 +11,37 @@
 
 namespace tavro {
 
-/// What a muxer has to know of a track before its first packet.
 struct TrackDescription {
     libav::CodecParameters parameters;
     AVRational timeBase{};
-    /// How long the last sample stands when no later one says it.
+    /// Duration of the last sample when no later one determines it.
     std::chrono::microseconds lastDuration{0};
 };
 
-/// One picture of a video track.
 struct TrackPicture {
     VideoFramePtr frame;
-    std::int64_t time; ///< microseconds on the file's time line, later than that of the picture before
-    Damage damage;     ///< since that picture
+    std::int64_t time; ///< microseconds on the file's time line, later than the previous picture
+    Damage damage;     ///< since the previous picture
 };
 
-/// The next samples of an audio track. Where samples are missing before them there is silence; those that are
-/// there already are left out.
+/// The next samples of an audio track. Gaps become silence; overlapping samples are dropped.
 struct TrackSamples {
     std::vector<TakeFormat::Sample> samples;
-    std::int64_t position; ///< of the first, in samples from the start of the file's time line
+    std::int64_t position; ///< of the first sample, counted in samples from the file's time zero
 };
 
 using TrackContent = std::variant<TrackPicture, TrackSamples>;
 
-/// Makes packets of one track, their times in the track's time base. Packets without a duration last until
-/// the next. One thread at a time; throws PlatformError.
+/// Packet times use the track's time base. Packets without a duration last until the next. One thread at a
+/// time; throws PlatformError.
 class TrackEncoder {
 public:
     using Output = std::function<void(libav::Packet)>;
 
     virtual ~TrackEncoder() = default;
     virtual TrackDescription open() = 0; ///< once, before anything else
-    /// `content` of the track's own kind.
     virtual void encode(const TrackContent& content, const Output& output) = 0;
-    virtual void drain(const Output& output) = 0; ///< what is still inside; nothing can be encoded afterwards
+    virtual void drain(const Output& output) = 0; ///< outputs the rest; ends the encoding
 };
 
 } // namespace tavro

@@ -49,12 +49,12 @@ TrackReader::TrackReader(
 libav::Packet TrackReader::take() {
     libav::Packet taken = std::move(ahead);
     readAhead();
-    // What the file itself says of durations may be the guess that was made while it was written.
+    // Stored durations may be guesses made during the recording; times of packets are exact.
     if (ahead)
         taken->duration = ahead->dts - taken->dts;
     else if (end)
         taken->duration = *end - taken->pts;
-    else if (taken->duration <= 0) // a fragment's
+    else if (taken->duration <= 0) // in a fragmented file
         taken->duration = std::max<std::int64_t>(stream->duration - taken->pts, 0);
     return taken;
 }

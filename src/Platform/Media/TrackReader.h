@@ -7,25 +7,23 @@
 
 namespace tavro {
 
-/// Opens a media file. Throws PlatformError when it is none, or cannot be read.
+/// Opens a media file. Throws PlatformError when it cannot be read.
 libav::InputContext openMediaFile(const std::filesystem::path& file);
 
-/// The first track of that type, or null.
 AVStream* firstTrack(const AVFormatContext& input, MediaType type);
 
-/// Reads [0, length) of one track of a file, packet by packet; the last stands until the length is reached.
-/// One thread at a time.
+/// Reads [0, length) of one track. The last packet lasts until `length`. One thread at a time.
 class TrackReader {
 public:
-    /// Without a length the whole track. Throws PlatformError when there is no such track.
+    /// Without a length: the whole track. Throws PlatformError when the track does not exist.
     TrackReader(const std::filesystem::path& file, MediaType type,
         std::optional<std::chrono::microseconds> length = std::nullopt);
 
     const AVCodecParameters& parameters() const { return *stream->codecpar; }
     AVRational timeBase() const { return stream->time_base; }
-    /// The packet to be taken next, null at the end.
+    /// The next packet; null at the end.
     const AVPacket* next() const { return ahead.get(); }
-    /// Takes it. Throws PlatformError when the file cannot be read on.
+    /// Removes the next packet. Throws PlatformError on a read error.
     libav::Packet take();
 
 private:

@@ -5,7 +5,7 @@
 namespace tavro {
 
 namespace {
-// Enough to ride out one slow picture; more would only hold the capture's buffers.
+// Enough for one slow picture; more would only hold canvases of the capture.
 constexpr int mostFramesWaiting = 4;
 } // namespace
 
@@ -31,7 +31,7 @@ bool VideoTrackInput::append(const VideoFramePtr& frame) {
 }
 
 void VideoTrackInput::markAsFinished() {
-    // The picture at the end gives the file its length: it finds room even where the encoder is behind.
+    // The last picture determines the file's length, so it may exceed the limit.
     if (refused && !finished && pipeline->takes(mostFramesWaiting + 1))
         submit(VideoFramePtr(refused));
     refused.reset();

@@ -4,7 +4,6 @@
 
 namespace tavro {
 
-/// Hands frames to the encoder, a few at most ahead of it.
 class VideoTrackInput final : public VideoWriterInput {
 public:
     VideoTrackInput(const VideoSettings& settings, std::shared_ptr<WriterPipeline> pipeline);
@@ -21,7 +20,7 @@ private:
     const std::shared_ptr<WriterPipeline> pipeline;
     bool finished = false;
     Damage damage;         // since the last frame accepted
-    VideoFramePtr refused; // the last frame, when there was no room for it
+    VideoFramePtr refused; // the last frame, if the queue was full
     std::optional<std::uint64_t> lastSequence;
     std::optional<std::int64_t> lastTime; // of the last frame accepted
 };

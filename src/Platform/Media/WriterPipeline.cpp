@@ -19,10 +19,9 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Status = AssetWriter::Status;
 
-// A packet that no other follows for this long goes into the file by itself, as a picture of a still screen.
+// A packet without a successor for this long is written by itself, as a still picture.
 constexpr auto longestWait = 300ms;
 
-// From fragments to one whole.
 void rewrite(const std::filesystem::path& path, FileType type, std::chrono::microseconds length) {
     const auto media = type == FileType::mpeg4 ? MediaType::video : MediaType::audio;
     std::vector<std::unique_ptr<TrackReader>> tracks;
@@ -84,7 +83,7 @@ void WriterPipeline::cancel() {
     settle(Status::cancelled);
 }
 
-// Work of a writer that has ended, one way or another, is left.
+// Skips the work once the writer has ended.
 void WriterPipeline::run(const std::function<void()>& work) {
     if (!isWriting())
         return;
@@ -103,7 +102,7 @@ void WriterPipeline::add(libav::Packet packet) {
     const auto now = Clock::now();
     const bool afterSilence = now - std::exchange(lastPacket, now) >= longestWait;
     fragments->add(std::move(packet));
-    if (afterSilence) // more of it is likely, so there is nothing to wait for
+    if (afterSilence) // probably a still screen again, so do not wait
         fragments->flush(TakeFormat::stillFrameInterval);
     else if (!watching)
         watchForSilence();
@@ -130,7 +129,7 @@ void WriterPipeline::complete() {
     const auto length = fragments->finish();
     try {
         rewrite(file.path(), type, length);
-    } catch (...) { // what stands there plays as well
+    } catch (...) { // the fragmented file is playable too
         Log::error(QStringLiteral("writer: %1 stays in fragments: %2")
                        .arg(name(), localizedDescriptionOfCurrentError()));
     }
@@ -143,7 +142,7 @@ void WriterPipeline::fail(std::exception_ptr reason) {
     settle(Status::failed, std::move(reason));
 }
 
-// The first end counts.
+// The first final status stays.
 void WriterPipeline::settle(Status status, std::exception_ptr reason) {
     const std::lock_guard lock(mutex);
     if (currentStatus != Status::unknown && currentStatus != Status::writing)

@@ -10,8 +10,7 @@
 
 namespace tavro {
 
-/// What an asset writer and its input share: the file, the state, and the queue on which one track is encoded
-/// into the file. Functions without a note are called by the writer and its input, one thread at a time.
+/// The file, status and encoder queue of an asset writer. Functions without a note: one thread at a time.
 class WriterPipeline {
 public:
     /// Creates the file. Throws PlatformError.
@@ -23,19 +22,18 @@ public:
 
     bool start();
     void startSession(MediaTime sourceTime) { zero = sourceTime; }
-    void finish(const Promise<void>& done); ///< any state; `done` follows whatever happens
+    void finish(const Promise<void>& done); ///< in any state; always resolves `done`
     void cancel();
 
     AssetWriter::Status status() const; ///< any thread
     std::exception_ptr error() const;   ///< any thread
 
     bool isWriting() const { return status() == AssetWriter::Status::writing; } ///< any thread
-    /// Whether there is a session and the encoder is behind by less than `mostWaiting` of what its input
-    /// counts.
+    /// The session has started and the backlog is below `mostWaiting`, in the input's units.
     bool takes(std::int64_t mostWaiting) const { return zero && waiting < mostWaiting && isWriting(); }
-    /// Where `time` lies in the session that was started, `perSecond` units a second.
+    /// `time` relative to the session's start, in units of 1/`perSecond` second.
     std::int64_t position(MediaTime time, int perSecond) const;
-    /// Has the encoder make packets of `content`, which counts as `size` until it does.
+    /// Queues `content` for the encoder. Adds `size` to the backlog until it is encoded.
     void submit(TrackContent content, std::int64_t size);
 
 private:
@@ -49,11 +47,11 @@ private:
     QString name() const;
 
     const FileType type;
-    std::optional<MediaTime> zero; // what lies at the file's time zero, once the session has started
+    std::optional<MediaTime> zero; // time of the file's zero, once the session has started
     mutable std::mutex mutex;
     AssetWriter::Status currentStatus = AssetWriter::Status::unknown;
     std::exception_ptr currentError;
-    std::atomic<std::int64_t> waiting = 0; // in the queue, as the input counts it
+    std::atomic<std::int64_t> waiting = 0; // backlog, in the input's units
 
     // On the queue:
     OutputFile file;
@@ -63,7 +61,7 @@ private:
 
     std::unique_ptr<TrackEncoder> encoder;
     const TrackEncoder::Output output = [this](libav::Packet packet) { add(std::move(packet)); };
-    std::unique_ptr<SerialQueue> queue; // last: it uses all of the above
+    std::unique_ptr<SerialQueue> queue; // last: it uses the other members
 };
 
 } // namespace tavro

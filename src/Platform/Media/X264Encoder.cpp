@@ -25,24 +25,23 @@ using namespace std::chrono_literals;
 constexpr AVRational timeBase{1, std::micro::den};
 
 void setColours(x264_param_t& parameters) {
-    constexpr int bt709 = 1; // as H.264 numbers primaries, transfer and matrix
+    constexpr int bt709 = 1; // H.264's code for primaries, transfer and matrix
     parameters.vui.i_colorprim = bt709;
     parameters.vui.i_transfer = bt709;
     parameters.vui.i_colmatrix = bt709;
     parameters.vui.b_fullrange = 0;
 }
 
-// Still is where less than one block in so many changes.
+// A frame is still when it changes less than 1/n of the blocks.
 constexpr int stillKeyFramePart = 2, stillFramePart = 16;
-// Frames that follow each other faster than this are fast.
+// Frames at shorter intervals are fast.
 constexpr microseconds fastInterval = 25ms;
 
-// Of the bytes a second beyond the unrestrained rate, measured over about half a second, coarser quantizers
-// take back two thirds.
+// Coarser quantizers save two thirds of the byte rate above the limit, averaged over half a second.
 constexpr double rateMemory = 0.5; // seconds
 constexpr double quantizersPerHalving = 6, restraint = 4;
 
-// A distance of quantizers as the ratio of step sizes, which double every six.
+// The ratio of step sizes, which double every six quantizers.
 float factor(int quantizers) {
     return static_cast<float>(std::exp2(quantizers / 6.0));
 }
@@ -55,45 +54,40 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.i_csp = X264_CSP_I420;
     setColours(parameters);
 
-    // Frames keep their own times, but the encoder is not to measure how long one stands: for that it would
-    // hold it back until the next.
+    // Frames keep their times. With VFR input the encoder would hold each frame back to measure its duration.
     parameters.b_vfr_input = 0;
     parameters.i_fps_num = TakeFormat::framesPerSecond;
     parameters.i_fps_den = 1;
     parameters.i_timebase_num = timeBase.num;
     parameters.i_timebase_den = timeBase.den;
-    parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE; // frames do not count here, time does
+    parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE; // key frames follow time, not frame counts
 
-    // Tuned for what screens show, at the preset's own speed. Each frame is told its quantizer, one for all
-    // of the picture: a rate control without lookahead has nothing to add to that, and adaptive quantisation
-    // takes from sharp edges, which is where text lives. Large transforms ring around letters; dropped
-    // coefficients lose the small differences that scrolled text leaves, more with each frame; and only a
-    // restrained film has block edges worth filtering.
+    // Tuned for screens at the preset's speed. One quantizer per frame: without lookahead, rate control gains
+    // nothing, and adaptive quantisation blurs text. 8x8 transforms ring around letters. Coefficient
+    // decimation drops small differences, which add up in scrolled text. Only coarse quantizers need
+    // deblocking.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = TakeFormat::quantizer;
     parameters.rc.f_ip_factor = 1;
-    parameters.rc.f_pb_factor =
-        factor(TakeFormat::mostRestraint + 1); // only a limit: there are no frames of that kind
+    parameters.rc.f_pb_factor = factor(TakeFormat::mostRestraint + 1); // only a limit: there are no B frames
     parameters.rc.i_aq_mode = X264_AQ_NONE;
     parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
     parameters.analyse.i_luma_deadzone[0] = 19;
-    parameters.analyse.i_chroma_qp_offset = 3; // grain in the colours is the first that nobody misses
-    // What scrolls moves further than a narrow search looks, and by whole pixels: positions in between would
-    // take three more copies of each picture, 14 MB in all, for films alone.
+    parameters.analyse.i_chroma_qp_offset = 3; // chroma noise is the least visible
+    // Scrolling needs a wide search, but no subpixels: three more copies of each picture, 14 MB in all.
     parameters.analyse.i_me_method = X264_ME_UMH;
     parameters.analyse.i_subpel_refine = 0;
-    // Nothing looks for cuts and fades: a block that nothing predicts is coded by itself anyway, and the
-    // search would take a smaller copy of each picture.
+    // Intra blocks handle cuts anyway. Detection of cuts and fades needs a smaller copy of each picture.
     parameters.i_scenecut_threshold = 0;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.b_psnr = 0;
     parameters.analyse.b_ssim = 0;
 
-    parameters.i_threads = 1; // at 60 frames a second one is enough, and threads cost frames of delay
+    parameters.i_threads = 1; // enough for 60 frames a second; threads would delay frames
     parameters.b_sliced_threads = 0;
     parameters.b_annexb = 1;
     parameters.b_repeat_headers = 0;
@@ -101,7 +95,7 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     return parameters;
 }
 
-// Parameter sets, as start-code separated units.
+// SPS and PPS, with start codes.
 std::vector<std::uint8_t> headers(x264_t* encoder) {
     x264_nal_t* units = nullptr;
     int count = 0;
@@ -171,8 +165,7 @@ TrackDescription X264Encoder::open() {
     return track;
 }
 
-// The next frame may come as late as a still screen's does, so one that comes sooner than that before the end
-// of the interval is the last that can be sure to keep it.
+// True when the next frame, up to `stillFrameInterval` later, could exceed `keyFrameInterval`.
 bool X264Encoder::isKeyFrameDue(microseconds time) const {
     return !lastKeyFrame ||
            time - *lastKeyFrame > TakeFormat::keyFrameInterval - TakeFormat::stillFrameInterval;
@@ -195,7 +188,6 @@ int X264Encoder::restrained() const {
         TakeFormat::mostRestraint);
 }
 
-// What the frame would have taken without restraint.
 void X264Encoder::noteSize(int bytes, microseconds interval) {
     const double seconds = std::chrono::duration<double>(std::max(interval, microseconds(1))).count();
     const double rate = bytes / seconds * std::exp2(restrained() / quantizersPerHalving);
@@ -216,7 +208,7 @@ void X264Encoder::encode(const TrackContent& content, const Output& output) {
     picture.img.i_csp = X264_CSP_I420;
     picture.img.i_plane = 3;
     for (int plane = 0; plane < 3; ++plane) {
-        picture.img.plane[plane] = const_cast<std::uint8_t*>(frame->planes[plane]); // only read
+        picture.img.plane[plane] = const_cast<std::uint8_t*>(frame->planes[plane]); // x264 only reads it
         picture.img.i_stride[plane] = frame->strides[plane];
     }
     picture.prop.mb_info = blocks.data();
@@ -234,9 +226,9 @@ void X264Encoder::encode(const TrackContent& content, const Output& output) {
 
     libav::Packet packet(av_packet_alloc());
     libav::check(av_new_packet(packet.get(), size));
-    std::memcpy(packet->data, units[0].p_payload, static_cast<std::size_t>(size)); // the units lie in one row
+    std::memcpy(packet->data, units[0].p_payload, static_cast<std::size_t>(size)); // all units are contiguous
     packet->pts = encoded.i_pts;
-    packet->dts = encoded.i_pts; // frames are never reordered
+    packet->dts = encoded.i_pts; // frames are not reordered
     if (encoded.b_keyframe != 0) {
         packet->flags |= AV_PKT_FLAG_KEY;
         lastKeyFrame = time;

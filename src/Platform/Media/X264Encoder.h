@@ -16,15 +16,14 @@ struct x264_t;
 
 namespace tavro {
 
-/// H.264 of a screen: one packet a frame, at once, in the order given. What is not damaged costs next to
-/// nothing.
+/// H.264 of a screen: one packet per frame, without delay. Undamaged blocks cost almost nothing.
 class X264Encoder final : public TrackEncoder {
 public:
     explicit X264Encoder(const VideoSettings& settings);
 
     TrackDescription open() override;
     void encode(const TrackContent& content, const Output& output) override;
-    void drain(const Output&) override {} // nothing is ever held back
+    void drain(const Output&) override {} // the encoder has no delay
 
 private:
     struct Close {
@@ -43,8 +42,8 @@ private:
     MacroblockMap blocks;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     std::chrono::microseconds lastFrame{};
-    double freeRate = 0;  // bytes a second that the frames of late would take without restraint
-    QStringList reported; // the encoder's own words on its last failure
+    double freeRate = 0;  // recent byte rate without restraint
+    QStringList reported; // the encoder's log lines of its last failure
 };
 
 } // namespace tavro

@@ -11,7 +11,7 @@
 namespace tavro {
 namespace {
 
-constexpr int lineAlignment = 64; // what vector code likes
+constexpr int lineAlignment = 64; // bytes, for vector code
 
 int aligned(int bytes) {
     return (bytes + lineAlignment - 1) / lineAlignment * lineAlignment;
@@ -57,7 +57,7 @@ void Canvas::forget() {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     void* first = memory.get();
     std::size_t left = std::size_t(strides[0]) * height + std::size_t(strides[1]) * height;
-    if (std::align(page, page, first, left)) // whole pages of it
+    if (std::align(page, page, first, left)) // whole pages only
         ::madvise(first, left / page * page, MADV_DONTNEED);
     stale = PictureRegion(bounds());
     forgotten = true;
@@ -81,7 +81,7 @@ bool CanvasPool::canTake() {
 Canvas* CanvasPool::findFree() {
     {
         const std::lock_guard lock(mutex);
-        // Of several that are as stale, the one used last: the others may be forgotten.
+        // Among equally stale canvases take the one used last; the others can then be forgotten.
         const auto best = std::min_element(free.rbegin(), free.rend(),
             [](const Canvas* a, const Canvas* b) { return a->stale.area() < b->stale.area(); });
         if (best != free.rend()) {

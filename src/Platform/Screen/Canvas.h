@@ -11,10 +11,10 @@
 
 namespace tavro {
 
-/// The planes of one picture, 4:2:0, and which parts of them are older than the stream's latest picture.
+/// The planes of one 4:2:0 picture. `stale` marks the parts older than the stream's latest picture.
 class Canvas {
 public:
-    Canvas(int width, int height); ///< even; black
+    Canvas(int width, int height); ///< even; starts black
 
     const int width;
     const int height;
@@ -27,7 +27,7 @@ public:
 
 private:
     friend class CanvasPool;
-    void forget(); // what it shows, and with that most of its memory
+    void forget(); // the picture, and with it most of the memory
     struct Free {
         void operator()(std::uint8_t* block) const;
     };
@@ -37,22 +37,20 @@ private:
     bool forgotten = false;
 };
 
-/// The canvases of one stream, used over and over. A canvas is written by the capture thread alone, before it
-/// is published; readers give it back, from any thread, by dropping it.
+/// Canvases of one stream. The capture thread writes them before publication. Any thread may release them.
 class CanvasPool : public std::enable_shared_from_this<CanvasPool> {
 public:
-    /// `onRelease` is called, on the reader's thread, when a canvas has come back after one was missing.
+    /// Calls `onRelease` on the reader's thread when a canvas is returned after `canTake()` was false.
     CanvasPool(int width, int height, std::size_t most, std::function<void()> onRelease);
     ~CanvasPool();
 
-    /// Whether there is a canvas to take.
     bool canTake();
-    /// A canvas to write `damage` into: elsewhere it shows what `latest` does. `damage` is copied from
-    /// nowhere, and is all that has changed since `latest`. Only when `canTake()`. Without `latest`, black.
+    /// Returns a canvas that equals `latest` outside `damage`; the caller draws `damage`, all that has
+    /// changed since `latest`. Without `latest` it is black. Requires `canTake()`.
     std::shared_ptr<Canvas> take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage);
-    /// Gives the system the memory of those that nobody has used for so long. Who takes one fills it anew.
+    /// Returns the memory of canvases unused for `time` to the system. `take()` fills them again.
     void forgetUnused(std::chrono::steady_clock::duration time);
-    /// The stream has ended: no canvas is taken any more, and each gives its memory back when its readers do.
+    /// Ends the use of the pool: no more `take()`. Canvases free their memory when released.
     void retire();
 
 private:

@@ -5,8 +5,7 @@
 
 namespace tavro {
 
-/// Converts screen pixels into BT.709 limited range. `target`, even, is where on the canvas the pixels of the
-/// same size from (`x`, `y`) of the view's picture go.
+/// Converts the view's pixels from (`x`, `y`) to BT.709 limited range, into `target` (even) on the canvas.
 void convertPixels(const PixelView& view, int x, int y, Canvas& canvas, const Rect& target);
 
 } // namespace tavro

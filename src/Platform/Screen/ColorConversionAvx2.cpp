@@ -2,7 +2,7 @@
 
 #include <immintrin.h>
 
-// The same arithmetic as the plain loop, to the bit.
+// Gives exactly the results of the scalar loop.
 namespace tavro::detail {
 namespace {
 
@@ -39,7 +39,7 @@ void storeLuma(std::uint8_t* to, const Pixels& left, const Pixels& right) {
         _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
 }
 
-// Adds up squares of four: those of the left eight columns, then those of the right.
+// Sums squares of four: first the left eight columns, then the right eight.
 __m256i squares(__m256i upperLeft, __m256i lowerLeft, __m256i upperRight, __m256i lowerRight) {
     return _mm256_permute4x64_epi64(
         _mm256_hadd_epi32(_mm256_add_epi16(upperLeft, lowerLeft), _mm256_add_epi16(upperRight, lowerRight)),

@@ -16,7 +16,7 @@ void FrameChannel::addHandler(Handler handler) {
 
 void FrameChannel::close() {
     closed = true;
-    // Handlers hold what they deliver to; one of them may be the caller.
+    // A handler keeps its receiver alive and may be the caller, so destroy handlers later.
     main->post([handlers = std::exchange(handlers, {})] {});
 }
 

@@ -9,21 +9,21 @@
 
 namespace tavro {
 
-/// Carries frames from a capture thread to the main thread, no more than a few at a time.
+/// Carries frames from a capture thread to the main thread, with a limit on those in transit.
 class FrameChannel : public std::enable_shared_from_this<FrameChannel> {
 public:
     using Handler = ScreenStream::FrameHandler;
 
-    /// `onRoom` is called on the main thread when a frame has arrived while there was no room.
+    /// Calls `onRoom` on the main thread after a delivery from a full channel.
     FrameChannel(std::shared_ptr<EventLoop> main, int depth, std::function<void()> onRoom);
 
     void addHandler(Handler handler);    ///< main thread, before the first frame
     void close();                        ///< main thread; no handler is called afterwards
     StreamStatistics statistics() const; ///< any thread
 
-    // The capture thread's side.
+    // Capture thread:
     bool hasRoom() const;
-    void send(VideoFramePtr frame);        ///< also without room
+    void send(VideoFramePtr frame);        ///< ignores the limit
     void post(std::function<void()> work); ///< runs on the main thread, after the frames sent before
     void countDropped();
 

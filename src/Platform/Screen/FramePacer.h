@@ -4,21 +4,20 @@
 
 namespace tavro {
 
-/// Holds a stream to its frame rate on average, while letting a few frames follow closely: a painter's frames
-/// come with jitter, and a fixed least gap would lose those that come early.
+/// Limits the average frame rate but allows bursts: a fixed minimum gap would lose early frames.
 class FramePacer {
 public:
     using Clock = std::chrono::steady_clock;
 
     explicit FramePacer(std::chrono::microseconds leastInterval) : interval(leastInterval) {}
 
-    /// When the next frame may be taken; in the past when at once.
+    /// Earliest time of the next frame; may lie in the past.
     Clock::time_point next() const;
     void taken(Clock::time_point now);
 
 private:
     const std::chrono::microseconds interval;
-    Clock::time_point due{}; // of the next frame, were they evenly spaced
+    Clock::time_point due{}; // of the next frame at an even rate
 };
 
 } // namespace tavro

@@ -10,7 +10,6 @@ namespace {
 
 constexpr int unit = 256;
 
-// Four channels at a time.
 using Channels = std::uint16_t __attribute__((vector_size(8)));
 
 int evenAtLeastTwo(double size) {
@@ -34,12 +33,12 @@ PictureFit::PictureFit(int width, int height, int canvasWidth, int canvasHeight)
     }
 }
 
-// Shrinking averages over the area that a pixel stands for; growing blends the two nearest pixels.
+// Downscaling averages the area of a pixel; upscaling blends the two nearest pixels.
 std::vector<PictureFit::Taps> PictureFit::makeTaps(int from, int to) {
     std::vector<Taps> all(static_cast<std::size_t>(to));
     const double step = double(from) / to;
     for (int i = 0; i < to; ++i) {
-        const double reach = std::max(1.0, step); // a pixel's share of the source
+        const double reach = std::max(1.0, step); // source pixels per target pixel
         const double start = std::clamp((i + 0.5) * step - reach / 2, 0.0, from - reach);
         const double end = start + reach;
         Taps& taps = all[static_cast<std::size_t>(i)];
@@ -53,7 +52,7 @@ std::vector<PictureFit::Taps> PictureFit::makeTaps(int from, int to) {
             left -= weight;
         }
         auto& largest = *std::max_element(taps.weights.begin(), taps.weights.end());
-        largest = static_cast<std::uint16_t>(largest + left); // all of it counts: white stays white
+        largest = static_cast<std::uint16_t>(largest + left); // weights add up to 256, so white stays white
     }
     return all;
 }
@@ -101,7 +100,7 @@ void PictureFit::draw(const PixelView& view, Canvas& canvas, const Rect& rect) {
     }
 }
 
-// Mixes the source lines that this line is made of, then that line's columns.
+// Blends source lines first, then columns.
 void PictureFit::scaleLine(const PixelView& view, int line, const Rect& columns, std::uint8_t* to) {
     const Taps& lines = lineTaps[static_cast<std::size_t>(line)];
     const Taps& lastColumn = columnTaps[static_cast<std::size_t>(rightOf(columns) - 1)];

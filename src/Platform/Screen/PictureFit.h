@@ -9,9 +9,8 @@
 
 namespace tavro {
 
-/// How a source of one size is shown on a canvas of another: as large as fits, proportions kept, in the
-/// middle. Every pixel of the canvas depends on the same few source pixels whichever part of the picture is
-/// drawn, so that pictures made of damaged pieces equal those drawn in one go.
+/// Scales a source to a canvas: centred, as large as fits, proportions kept. A canvas pixel depends on the
+/// same source pixels for every drawn part, so damaged pieces match a full redraw.
 class PictureFit {
 public:
     PictureFit() = default;
@@ -19,17 +18,17 @@ public:
 
     bool isOneToOne() const { return oneToOne; }
     Rect source() const { return {0, 0, sourceWidth, sourceHeight}; }
-    const Rect& picture() const { return placed; } ///< on the canvas; the rest is bars
+    const Rect& picture() const { return placed; } ///< on the canvas; bars fill the rest
 
-    /// The part of the canvas, even, that changes with that part of the source.
+    /// The part of the canvas, even, that depends on `sourceRect`.
     Rect toCanvas(const Rect& sourceRect) const;
-    /// The part of the source needed to draw that part of the canvas.
+    /// The part of the source needed to draw `canvasRect`.
     Rect toSource(const Rect& canvasRect) const;
-    /// Draws that part of the canvas, inside `picture()`; `view` has what `toSource` says.
+    /// Draws `canvasRect`, inside `picture()`; `view` contains `toSource(canvasRect)`.
     void draw(const PixelView& view, Canvas& canvas, const Rect& canvasRect);
 
 private:
-    // What the source pixels from `first` count for in one canvas line or column, in 256ths.
+    // Weights, in 256ths, of the source pixels from `first` for one canvas line or column.
     struct Taps {
         int first = 0;
         std::vector<std::uint16_t> weights;

@@ -7,7 +7,7 @@ namespace tavro {
 namespace {
 
 constexpr std::size_t mostRects = 4;
-// Joining costs the pixels in between; not joining costs a request and a loop. Below this it is not worth it.
+// Up to this many extra pixels, joining is cheaper than a further request and loop.
 constexpr std::int64_t freePixels = 4096;
 
 std::int64_t wasteOfJoining(const Rect& a, const Rect& b) {
@@ -50,7 +50,7 @@ void PictureRegion::add(Rect rect) {
         }
         rect = united(rect, *other);
         list.erase(other);
-        other = list.begin(); // the larger one may reach others now
+        other = list.begin(); // the larger rectangle may reach others now
     }
     list.push_back(rect);
     if (list.size() <= mostRects)

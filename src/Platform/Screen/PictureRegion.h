@@ -19,10 +19,10 @@ inline std::int64_t areaOf(const Rect& r) {
 Rect united(const Rect& a, const Rect& b);
 Rect intersected(const Rect& a, const Rect& b);
 bool contains(const Rect& outer, const Rect& inner);
-/// The least rectangle around `r` whose edges are even, as half-resolution colour needs them.
+/// The least rectangle around `r` with even edges, for half-resolution chroma.
 Rect evenAligned(const Rect& r);
 
-/// A few rectangles that together cover all that was added, and little more: close ones are joined.
+/// A few rectangles that cover everything added. Close ones are joined.
 class PictureRegion {
 public:
     PictureRegion() = default;

@@ -8,11 +8,11 @@
 
 namespace tavro {
 
-/// Somebody else's pixels, 32 bits each, as a little-endian screen has them: blue, green, red, unused.
+/// Pixels in borrowed memory, 32 bits each: blue, green, red, unused.
 struct PixelView {
-    std::uint8_t* pixels = nullptr; ///< of the top left corner of `area`
+    std::uint8_t* pixels = nullptr; ///< top left corner of `area`
     std::ptrdiff_t stride = 0;      ///< bytes a line
-    Rect area;                      ///< where they lie in the whole picture
+    Rect area;                      ///< position in the whole picture
 
     std::uint8_t* at(int x, int y) const { return pixels + (y - area.y) * stride + (x - area.x) * 4; }
 };
@@ -21,12 +21,12 @@ struct PixelView {
 struct CursorImage {
     int width = 0;
     int height = 0;
-    int hotX = 0; ///< the pixel that points
+    int hotX = 0; ///< the hot spot
     int hotY = 0;
     std::vector<std::uint32_t> pixels;
 };
 
-/// Draws `cursor` over those of the view's pixels that it lies on; `x` and `y` are its top left corner.
+/// Blends `cursor`, with its top left corner at (`x`, `y`), into the view.
 void blendCursor(const PixelView& view, const CursorImage& cursor, int x, int y);
 
 } // namespace tavro

@@ -27,7 +27,7 @@ void WriterRecordingOutput::write(const VideoFramePtr& frame) {
 
 QCoro::Task<> WriterRecordingOutput::finish() {
     if (!started)
-        co_return; // nothing came: the writer cancels as it goes
+        co_return; // no frame came; the writer's destructor cancels
     input->markAsFinished();
     co_await writer->finishWriting();
 }

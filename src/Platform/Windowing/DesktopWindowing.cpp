@@ -30,7 +30,6 @@ std::vector<std::uint32_t> atoms(xcb_connection_t* x, std::initializer_list<cons
     return result;
 }
 
-/// The rectangles that make up `shape`, in pixels.
 std::vector<xcb_rectangle_t> pixels(const QPainterPath& shape, double scale) {
     const QPolygonF outline = shape.toFillPolygon(QTransform::fromScale(scale, scale));
     std::vector<xcb_rectangle_t> result;
@@ -46,7 +45,7 @@ bool DesktopWindowing::isComposited() const {
     xcb_connection_t* x = connection();
     if (!x)
         return true;
-    // The compositor of a screen owns this selection; Qt has windows on the first screen only.
+    // The compositor owns this selection. Qt has windows on the first screen only.
     return gui::selectionOwner(x, atom(x, "_NET_WM_CM_S0")) != XCB_WINDOW_NONE;
 }
 
@@ -59,9 +58,8 @@ void DesktopWindowing::makeFloating(QWindow& window) {
     window.setFlag(Qt::FramelessWindowHint);
     window.setFlag(Qt::WindowStaysOnTopHint);
     window.setFlag(Qt::WindowDoesNotAcceptFocus);
-    // Window managers keep notifications above full-screen windows and leave them where they are put; one
-    // that does not know them takes the next type. It is Qt that tells them, again after every change of
-    // flags.
+    // Window managers keep notifications above full-screen windows and in place. Managers without that type
+    // use the next. Qt sets the property again after every change of flags.
     constexpr int notification = 0x800;
     constexpr int utility = 0x20;
     window.setProperty("_q_xcb_wm_window_type", notification | utility);

@@ -4,8 +4,7 @@
 
 namespace tavro {
 
-/// The windows of an X server, whoever manages them. On other window systems, where a program has no say in
-/// these matters, its calls do nothing. Needs the application object.
+/// Windows on an X server. On other window systems calls do nothing. Needs the application object.
 class DesktopWindowing final : public Windowing {
 public:
     bool isComposited() const override;

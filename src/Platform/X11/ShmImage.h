@@ -9,11 +9,10 @@
 
 namespace tavro {
 
-/// Memory shared with the X server, into which it copies pixels.
+/// Memory shared with the X server, which copies pixels into it.
 class ShmImage {
 public:
-    /// Throws PlatformError "Tavro.X11" 4 when there is none or the server cannot attach it (it runs
-    /// elsewhere).
+    /// Throws PlatformError "Tavro.X11" 4 without memory, or when the server cannot attach it (remote).
     ShmImage(X11Connection& connection, std::size_t bytes);
     ~ShmImage();
     ShmImage(const ShmImage&) = delete;
@@ -22,7 +21,7 @@ public:
     xcb_shm_seg_t segment() const { return id; }
     std::uint8_t* data() const { return memory; }
     std::size_t size() const { return length; }
-    /// Gives the memory back to the system until it is written to again.
+    /// Returns the memory to the system until the next write.
     void forget();
 
 private:

@@ -18,10 +18,10 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-// The server may let others in while somebody draws: what belongs together is there a moment after it began.
+// The server may serve others between the requests of one drawing. A grab waits this long for the rest.
 constexpr auto settleTime = 2ms;
-constexpr auto lastAnswerWithin = 500ms; // of a server, once the capture is to stop
-constexpr std::size_t spareCanvases = 6; // beyond those on their way: for whoever keeps or encodes them
+constexpr auto lastAnswerWithin = 500ms; // a server's time to answer after `stop()`
+constexpr std::size_t spareCanvases = 6; // beyond those in transit, for readers and encoders
 
 class CanvasFrame final : public VideoFrame {
 public:
@@ -38,7 +38,6 @@ private:
 
 } // namespace
 
-/// What the thread does.
 class X11CaptureThread::Loop {
 public:
     Loop(X11CaptureThread& thread, const QByteArray& display, const ContentFilter& filter,
@@ -59,7 +58,7 @@ public:
 
     /// Sends the first picture. Throws.
     void begin() {
-        // What the server tells of the time before the first picture is in that picture.
+        // Handle earlier events now: the first picture contains their changes.
         connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(connection));
         takeNoteOfEvents();
         const microseconds time = now();
@@ -94,7 +93,7 @@ private:
         if (news) {
             const auto time = Clock::now();
             if (waiting && time - lastNews > samePicture)
-                owner.channel->countDropped(); // nobody will see the picture that was waiting
+                owner.channel->countDropped(); // the next picture replaces the waiting one
             if (!waiting)
                 firstNews = time;
             lastNews = time;
@@ -155,7 +154,7 @@ private:
         auto until = lastSent + TakeFormat::stillFrameInterval;
         if (!isBroken && grabber.mayHaveChanged())
             until = std::min(until, grabTime());
-        // Without room or a canvas whoever makes some wakes us.
+        // Without room or a free canvas, the waker ends the wait.
         waitForData(canSend() ? std::optional(until - Clock::now()) : std::nullopt);
     }
 
@@ -190,9 +189,9 @@ private:
     const std::shared_ptr<CanvasPool> pool;
     X11Grabber grabber;
     FramePacer pacer;
-    const microseconds samePicture; // damage as close as this to the one before belongs to the same picture
+    const microseconds samePicture; // damage within this time of the last belongs to the same picture
     bool isBroken = false;
-    Clock::time_point firstNews{}; // of what is not in the picture yet
+    Clock::time_point firstNews{}; // time of the first change since the last picture
     Clock::time_point lastNews{};
     Clock::time_point lastSent{};
     microseconds lastTime{0};

@@ -15,35 +15,32 @@
 
 namespace tavro {
 
-/// The thread of one capture. It sleeps until the server tells of damage, the pointer's motion or a change of
-/// the target, or until the picture has to be repeated; a frame costs one way to the server and back. Nothing
-/// that happens to the target, the server or the connection ends it: the last picture stays and is repeated.
+/// The thread of one capture. It sleeps until an X event or the time to repeat the picture; a frame costs one
+/// round trip. Loss of the target, the server or the connection does not end it: it repeats the last picture.
 class X11CaptureThread {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// `channel` and `waker` are this capture's own; the waker is also woken when the channel has room again.
+    /// `channel` and `waker` belong to this capture. New room in the channel wakes `waker`.
     X11CaptureThread(QByteArray display, const ContentFilter& filter,
         const StreamConfiguration& configuration, std::shared_ptr<FrameChannel> channel,
         std::shared_ptr<Waker> waker);
-    /// Ends the thread. Does not wait for a server that does not answer.
+    /// Ends the thread without waiting for an unresponsive server.
     ~X11CaptureThread();
 
-    /// Resolved after the first frame has been delivered, or rejected, and then the thread ends.
+    /// Resolved after delivery of the first frame; rejected on a failure, which ends the thread.
     const Promise<void>& started() const { return startedPromise; }
-    /// Sends the last frame, shown at that time, and ends the thread. Resolved after that frame has been
-    /// delivered.
+    /// Sends the last frame with `time` and ends the thread. Resolved after delivery.
     Promise<void> stop(std::chrono::microseconds time);
 
 private:
     class Loop;
-    /// What the main thread wants of the capture's.
     class Orders {
     public:
         void give(std::optional<std::chrono::microseconds> lastFrameTime, Clock::duration answerWithin);
         bool isGiven() const;
         std::optional<std::chrono::microseconds> lastFrameTime() const;
-        Clock::time_point answerBefore() const; ///< the server
+        Clock::time_point answerBefore() const; ///< deadline of the server's answers
 
     private:
         mutable std::mutex mutex;
@@ -59,7 +56,7 @@ private:
     const Promise<void> startedPromise;
     const Promise<void> stoppedPromise;
     Orders orders;
-    std::thread thread; // last: it uses all of the above
+    std::thread thread; // last: it uses the other members
 };
 
 } // namespace tavro

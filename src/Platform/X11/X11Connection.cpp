@@ -86,7 +86,7 @@ void X11Connection::requireExtensions() {
     requireVersion("RANDR", isAtLeast(reply(xcb_randr_query_version_reply, randr), 1, 5));
     requireVersion("Composite", isAtLeast(reply(xcb_composite_query_version_reply, composite), 0, 2));
 
-    // Without it the pointer's motion is noticed a little later.
+    // Optional: without XInput, pointer motion is seen later.
     if (const auto* input = xcb_get_extension_data(c, &xcb_input_id); input && input->present) {
         const auto version = xcb_input_xi_query_version(c, 2, 2);
         if (isAtLeast(reply(xcb_input_xi_query_version_reply, version), 2, 1))

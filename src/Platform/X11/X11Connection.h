@@ -12,11 +12,11 @@
 
 namespace tavro {
 
-/// A connection to an X server with the extensions that a capture needs. One thread at a time.
+/// A connection to an X server with the extensions for captures. One thread at a time.
 class X11Connection {
 public:
-    /// `display` as in $DISPLAY, which is used when it is empty. Throws PlatformError "Tavro.X11": 1 no
-    /// connection, 2 an extension is missing, 3 a screen of an unsupported pixel format.
+    /// `display`: as in $DISPLAY, the default when empty. Throws PlatformError "Tavro.X11": 1 no connection,
+    /// 2 missing extension, 3 unsupported pixel format.
     explicit X11Connection(const QByteArray& display);
     ~X11Connection();
     X11Connection(const X11Connection&) = delete;
@@ -26,20 +26,18 @@ public:
     xcb_window_t root() const { return screen->root; }
     bool isBroken() const { return xcb_connection_has_error(connection.get()) != 0; }
     int descriptor() const { return xcb_get_file_descriptor(connection.get()); }
-    xcb_atom_t atom(const char* name); ///< 0 when no client has made it
+    xcb_atom_t atom(const char* name); ///< 0 when it does not exist
 
-    std::uint8_t damageEvent = 0; ///< first event codes, the major code of XInput
+    std::uint8_t damageEvent = 0; ///< first event code of the extension
     std::uint8_t fixesEvent = 0;
     std::uint8_t randrEvent = 0;
-    std::uint8_t inputOpcode = 0; ///< 0 without XInput 2.1
+    std::uint8_t inputOpcode = 0; ///< major opcode; 0 without XInput 2.1
 
-    /// Called whenever a reply has not come yet: returns when some of the connection's data has, or may have;
-    /// false to give the reply up. At first it just waits for data.
+    /// Called while a reply is missing. Returns when data may have come; false gives the reply up.
     std::function<bool()> whileWaiting;
 
-    /// The reply to a request of XCB's `_reply` function's type; null when the server answered with an error,
-    /// the connection broke, or it was given up. Example: `reply(xcb_query_tree_reply, xcb_query_tree(c,
-    /// w))`.
+    /// Waits for a reply, e.g. `reply(xcb_query_tree_reply, xcb_query_tree(c, w))`. Null on an error, a
+    /// broken connection, or when `whileWaiting` gives up.
     template <class Reply, class Cookie>
     XcbHandle<Reply> reply(Reply* (*)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) {
         return XcbHandle<Reply>(static_cast<Reply*>(waitForReply(cookie.sequence)));

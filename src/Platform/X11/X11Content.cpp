@@ -59,7 +59,7 @@ std::vector<ShareableWindow> listWindows(X11Connection& x) {
         xcb_get_window_attributes_cookie_t attributes;
         xcb_get_property_cookie_t netName, name;
     };
-    std::vector<Asked> asked; // all at once: one way to the server and back
+    std::vector<Asked> asked; // all requests first, for a single round trip
     for (const xcb_window_t window : windows)
         asked.push_back({xcb_get_window_attributes(x, window),
             xcb_get_property(x, 0, window, netName, XCB_GET_PROPERTY_TYPE_ANY, 0, 256),

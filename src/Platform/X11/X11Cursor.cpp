@@ -10,7 +10,7 @@ X11Cursor::X11Cursor(X11Connection& x11) : connection(x11) {
         connection, connection.root(), XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     if (!connection.inputOpcode)
         return;
-    // Raw motion: told whoever has grabbed the pointer and whatever window it is over.
+    // Raw motion events arrive despite pointer grabs and over every window.
     struct {
         xcb_input_event_mask_t head;
         std::uint32_t mask;

@@ -8,23 +8,22 @@
 
 namespace tavro {
 
-/// The mouse pointer over a target: where it is, what it looks like, and when that changes. The server tells
-/// of it, so nothing is asked while the pointer rests.
+/// Position and image of the pointer over a target. Follows X events, so a resting pointer costs nothing.
 class X11Cursor {
 public:
     explicit X11Cursor(X11Connection& connection);
 
-    /// Takes note of what an event tells. True when it is about the pointer.
+    /// True when the event concerns the pointer.
     bool handle(const xcb_generic_event_t& event);
     bool mayHaveChanged() const { return moved || imageChanged; }
     void suspectMotion() { moved = true; }
 
-    /// Asks for what may have changed. True when something has.
+    /// Queries the server for changes. True when there are any.
     bool update(const X11Target& target, const TargetPlace& place);
 
-    /// Where it lies in the target's coordinates, perhaps outside; empty when it is nowhere.
+    /// In target coordinates, possibly outside the target; empty when the pointer is on another screen.
     Rect area() const;
-    void drawInto(const PixelView& view) const; ///< the view's picture is the target's
+    void drawInto(const PixelView& view) const; ///< `view` shows the target
 
 private:
     X11Connection& connection;
@@ -32,7 +31,7 @@ private:
     bool imageChanged = true;
     CursorImage image;
     bool isThere = false; ///< on this screen
-    int x = 0;            ///< of the point that points, in the target
+    int x = 0;            ///< of the hot spot, in the target
     int y = 0;
 };
 

@@ -63,7 +63,7 @@ bool X11Grabber::grab() {
     const std::vector<Piece> pieces = fit.isOneToOne() ? piecesFor(damaged) : linesFor(damaged);
     target->clearDamage();
     if (!fetch(pieces)) {
-        failed = true; // it has just changed or gone; what comes tells which
+        failed = true; // the target has changed or is gone; later events show which
         return false;
     }
     failed = false;
@@ -117,7 +117,6 @@ void X11Grabber::moveTo(const TargetPlace& next) {
     cursor.suspectMotion();
 }
 
-// The pointer's old place shows again what lies below, its new one does not.
 void X11Grabber::lookAtCursor() {
     if (cursor.mayHaveChanged() && cursor.update(*target, *place)) {
         pending.add(intersected(shownCursor, wholeOf(*place)));
@@ -134,7 +133,7 @@ PictureRegion X11Grabber::damagedCanvas() const {
     return region;
 }
 
-// Unscaled pixels are read as they are damaged, one piece after the other.
+// For unscaled targets: the damaged rectangles, packed one after the other.
 std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region) const {
     std::vector<Piece> pieces;
     std::size_t used = 0;
@@ -145,12 +144,11 @@ std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region
     }
     if (used <= memory->size())
         return pieces;
-    const Rect all = fit.toSource(region.bounds()); // overlapping ones that do not fit
+    const Rect all = fit.toSource(region.bounds()); // the rectangles overlap and do not fit
     return {{all, 0, all.width * bytesPerPixel}};
 }
 
-// Scaling needs the neighbours too: whole lines are read, each to where it lies in a picture of the whole
-// target.
+// Scaling needs neighbouring pixels, so read whole lines, each at its offset in the full picture.
 std::vector<X11Grabber::Piece> X11Grabber::linesFor(const PictureRegion& region) const {
     std::vector<std::pair<int, int>> ranges;
     for (const Rect& rect : region.rects()) {
@@ -171,7 +169,7 @@ std::vector<X11Grabber::Piece> X11Grabber::linesFor(const PictureRegion& region)
 }
 
 bool X11Grabber::fetch(const std::vector<Piece>& pieces) {
-    std::vector<xcb_shm_get_image_cookie_t> asked; // all at once: one way to the server and back
+    std::vector<xcb_shm_get_image_cookie_t> asked; // all requests first, for a single round trip
     std::size_t bytes = 0;
     for (const Piece& piece : pieces) {
         bytes += std::size_t(areaOf(piece.area)) * bytesPerPixel;

@@ -14,32 +14,30 @@
 
 namespace tavro {
 
-/// Keeps the picture of one target up to date, on one canvas after the other. Belongs to one capture thread.
+/// Keeps the picture of one target up to date. Used by one capture thread.
 class X11Grabber {
 public:
     X11Grabber(X11Connection& connection, const ContentFilter& filter,
         const StreamConfiguration& configuration, std::shared_ptr<CanvasPool> pool);
 
-    /// Takes note of what has happened. True when something has been drawn or has moved.
+    /// True when something was drawn or has moved.
     bool handle(const xcb_generic_event_t& event);
-    /// Notes that there may be changes of which the server has not told.
+    /// Marks possible changes without an event.
     void suspectChange();
     bool mayHaveChanged() const;
-    /// Lets the server tell of further drawing in what is old already, before that can be taken.
+    /// Resets reported damage, so that the server reports new drawing in the same place before the next grab.
     void listenOn() { target->clearDamage(); }
 
-    /// Takes what has changed into a new picture. False when nothing has, or it cannot be read now. There
-    /// must be a canvas. Throws PlatformError when there is no memory for pictures of the target's size.
+    /// Makes a new picture with the changes. False without changes or when they cannot be read now. Needs a
+    /// free canvas. Throws PlatformError without memory for the target's size.
     bool grab();
-    /// Gives back the memory of canvases that have not been needed for a while, and, once large parts of the
-    /// picture have stopped changing, what those needed.
+    /// Frees canvases unused for a while, and the shared memory when no large grab has needed it for as long.
     void giveBackMemory();
 
     const std::shared_ptr<Canvas>& picture() const { return canvas; } ///< null before the first
     const PictureRegion& damage() const { return damaged; }           ///< of the last grab, on the canvas
 
 private:
-    // Pixels of the target, in the shared memory.
     struct Piece {
         Rect area;
         std::size_t offset = 0;
@@ -61,13 +59,13 @@ private:
     const int height;
     const std::shared_ptr<CanvasPool> pool;
 
-    std::optional<TargetPlace> place; // nothing while the target is away
+    std::optional<TargetPlace> place; // empty while the target is away
     bool mustLocate = true;
-    bool failed = false; // to read the pixels, the last time
+    bool failed = false; // the last read failed
     bool fitChanged = true;
     PictureFit fit;
     std::unique_ptr<ShmImage> memory;
-    std::optional<std::chrono::steady_clock::time_point> lastLarge; // grab, while its memory is held
+    std::optional<std::chrono::steady_clock::time_point> lastLarge; // grab, until its memory is freed
     PictureRegion pending;                                          // in the target
     Rect shownCursor;                                               // in the target
     std::shared_ptr<Canvas> canvas;

@@ -9,7 +9,7 @@
 namespace tavro {
 namespace {
 
-// An X server that is named is the caller's choice.
+// An explicit display is used even on a Wayland desktop.
 bool isWaylandDesktop(const QByteArray& display) {
     return display.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
 }
@@ -18,7 +18,7 @@ const QString onlyX11 =
     QStringLiteral("Tavro records X11 desktops. Log in to an X11 session (“on Xorg”) to record.");
 
 ShareableContent readContent(const QByteArray& display) {
-    if (isWaylandDesktop(display)) // its X server would give a black picture
+    if (isWaylandDesktop(display)) // its X server shows a black picture
         throw PlatformError(QStringLiteral("Tavro.X11"), 6, onlyX11);
     X11Connection connection(display);
     ShareableContent content;
@@ -38,7 +38,7 @@ public:
         , display(std::move(server)) {}
 
     QCoro::Task<ShareableContent> shareableContent() override {
-        SerialQueue queue(QStringLiteral("x11-content")); // the server may take its time
+        SerialQueue queue(QStringLiteral("x11-content")); // the server may be slow
         const auto content = queue.run([server = display] { return readContent(server); });
         co_return co_await content;
     }

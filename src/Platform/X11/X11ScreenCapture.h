@@ -9,15 +9,13 @@
 
 namespace tavro {
 
-/// The screen of an X server: `display` as in $DISPLAY, which is used when it is empty. Streams connect by
-/// themselves; an unreachable server shows when one starts. Recording outputs write through `writers`, which
-/// outlives them. Main thread.
+/// An X server's screen. `display`: as in $DISPLAY, the default when empty. Each stream connects at its start
+/// and fails without a server. `writers` writes recordings and outlives them. Main thread.
 std::unique_ptr<ScreenCaptureService> makeX11ScreenCapture(
     AssetWriterFactory& writers, QByteArray display = {});
 
-/// Why that X server cannot be captured, for the user to read: it is out of reach, lacks what a capture
-/// needs, or belongs to a Wayland desktop, whose screen it does not show. Empty when it can. Blocks for a few
-/// milliseconds. Any thread.
+/// Explains to the user why the X server cannot be captured: unreachable, without an extension, or part of a
+/// Wayland desktop. Empty when it can. Blocks for some milliseconds. Any thread.
 QString obstacleToX11Capture(const QByteArray& display = {});
 
 } // namespace tavro

@@ -11,7 +11,7 @@ namespace tavro {
 
 class X11CaptureThread;
 
-/// The main thread's side of a capture.
+/// The main thread's part of a capture.
 class X11ScreenStream final : public ScreenStream {
 public:
     X11ScreenStream(

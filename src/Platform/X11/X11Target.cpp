@@ -20,7 +20,6 @@ void selectStructureEvents(X11Connection& connection, xcb_window_t window) {
     xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &mask);
 }
 
-/// A monitor, read from the root window.
 class DisplayTarget final : public X11Target {
 public:
     DisplayTarget(X11Connection& x, std::uint32_t displayID)
@@ -33,7 +32,7 @@ public:
     }
 
     std::optional<TargetPlace> locate() override {
-        // Reading beyond the screen is an error, and while it changes a monitor may reach there.
+        // Reads beyond the screen fail. A monitor may extend beyond it while the screen changes.
         const auto screen = connection.reply(xcb_get_geometry_reply, xcb_get_geometry(connection, watched));
         for (const X11Monitor& monitor : listMonitors(connection)) {
             if (monitor.id != id || !screen)
@@ -56,7 +55,7 @@ private:
     const std::uint32_t id;
 };
 
-/// A window, read from the pixmap that it is drawn into, so that what covers it does not matter.
+/// A window, read from its own pixmap, so covering windows do not show.
 class WindowTarget final : public X11Target {
 public:
     WindowTarget(X11Connection& x, xcb_window_t window)
@@ -99,7 +98,7 @@ public:
     }
 
 private:
-    // A window gets another pixmap whenever its size changes or it is shown again.
+    // A window gets a new pixmap when it is resized or shown again.
     xcb_pixmap_t namePixmap() {
         if (pixmap)
             xcb_free_pixmap(connection, pixmap);
@@ -130,7 +129,7 @@ X11Target::X11Target(X11Connection& x, xcb_window_t window, QString name)
     xcb_damage_create(connection, damage, watched, XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX);
 }
 
-X11Target::~X11Target() = default; // the connection's end ends what was asked for
+X11Target::~X11Target() = default; // the connection's end releases server resources
 
 std::optional<Rect> X11Target::damageIn(const xcb_generic_event_t& event, const TargetPlace& place) const {
     if ((event.response_type & 0x7f) != connection.damageEvent + XCB_DAMAGE_NOTIFY)

@@ -9,17 +9,16 @@
 
 namespace tavro {
 
-/// Where a target's pixels can be read now.
+/// Where the target's pixels can be read now.
 struct TargetPlace {
     xcb_drawable_t drawable = 0;
-    Rect area;       ///< of the drawable
-    int originX = 0; ///< the target's top left corner in the coordinates of the window that is watched
+    Rect area;       ///< in the drawable
+    int originX = 0; ///< the target's top left corner in the watched window
     int originY = 0;
     bool operator==(const TargetPlace&) const = default;
 };
 
-/// A display or a window as the X server has it: tells what is drawn in it and where it is to be read.
-/// Belongs to one capture thread.
+/// A display or a window on the X server: its place and its damage. Used by one capture thread.
 class X11Target {
 public:
     static std::unique_ptr<X11Target> make(X11Connection& connection, const ContentFilter& filter);
@@ -30,15 +29,14 @@ public:
     const QString& name() const { return label; } ///< for the log, e.g. "display 66"
     xcb_window_t watchedWindow() const { return watched; }
 
-    /// Asks the server. Nothing while the target is not there or not shown; another place when the pixels of
-    /// the one before are no longer the target's.
+    /// Queries the server. Empty while the target is missing or hidden; changes when its pixels move.
     virtual std::optional<TargetPlace> locate() = 0;
-    /// Whether the event tells of something that makes it necessary to locate the target anew.
+    /// True when the event requires a new `locate()`.
     virtual bool isMovedBy(const xcb_generic_event_t& event) = 0;
 
-    /// What has been drawn, in coordinates of `place`, when the event tells that.
+    /// The damage that the event reports, in coordinates of `place`; empty for other events.
     std::optional<Rect> damageIn(const xcb_generic_event_t& event, const TargetPlace& place) const;
-    /// Starts collecting damage anew. What was told before is in the pixels read after this.
+    /// Resets damage. Pixels read afterwards contain all damage reported before.
     void clearDamage();
 
 protected:

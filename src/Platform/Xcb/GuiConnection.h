@@ -6,16 +6,15 @@
 #include <QGuiApplication>
 #include <xcb/xcb.h>
 
-/// Questions over the connection that Qt has for the program's windows. Main thread.
+/// Requests on Qt's own connection. Main thread.
 namespace tavro::gui {
 
-/// Null when the program is not on an X server, or has no application object.
+/// Null without an X server or an application object.
 inline xcb_connection_t* connection() {
     const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     return x11 ? x11->connection() : nullptr;
 }
 
-/// Made where there is none yet.
 inline xcb_atom_t atom(xcb_connection_t* x, const QByteArray& name) {
     const auto asked = xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.constData());
     const XcbHandle<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, asked, nullptr));

@@ -9,7 +9,7 @@ struct FreeMemory {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// A reply, an event or an error: all that XCB hands over is the receiver's to free.
+/// A reply, an event or an error; the receiver frees it.
 template <class Message>
 using XcbHandle = std::unique_ptr<Message, FreeMemory>;
 

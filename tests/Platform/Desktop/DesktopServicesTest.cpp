@@ -15,7 +15,7 @@ using namespace tavro::test;
 
 namespace {
 
-/// A service on a connection of its own, as another program would have it, that grants every inhibition.
+/// A service on its own connection that grants every inhibition.
 class PowerService final : public QDBusVirtualObject {
 public:
     PowerService(const QString& called, const QString& path)
@@ -103,7 +103,7 @@ struct DesktopNotifierTest : testing::Test {
 
     QList<QByteArray> lines() const {
         auto all = readFile(record).split('\n');
-        all.removeLast(); // what follows the last line feed
+        all.removeLast(); // the part after the last line feed
         return all;
     }
     QJsonObject shown(int number) {
@@ -135,7 +135,7 @@ TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasCli
 
     const auto one = shown(0);
     EXPECT_EQ(one[u"summary"].toString(), QStringLiteral("Title"));
-    EXPECT_EQ(one[u"body"].toString(), QStringLiteral("a < b")); // this service reads no markup
+    EXPECT_EQ(one[u"body"].toString(), QStringLiteral("a < b")); // this service does not support markup
     EXPECT_EQ(
         one[u"actions"].toObject().keys(), (QStringList{QStringLiteral("default"), QStringLiteral("open")}));
     const auto two = shown(1);
@@ -145,7 +145,7 @@ TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasCli
     EXPECT_TRUE(waitUntil([&] { return second == 1; }));
     click(one[u"id"].toInt(), QStringLiteral("default"));
     EXPECT_TRUE(waitUntil([&] { return first == 1; }));
-    click(one[u"id"].toInt(), QStringLiteral("default")); // gone already
+    click(one[u"id"].toInt(), QStringLiteral("default")); // closed already
     click(two[u"id"].toInt(), QStringLiteral("other"));
     notify(QStringLiteral("three"), first, false);
     shown(2);
@@ -164,7 +164,7 @@ struct DesktopPrivacyTest : testing::Test {
     TemporaryFolder folder;
     QString obstacle;
     bool hasMicrophone = true;
-    std::optional<Promise<void>> silence; // of the system, until it is resolved
+    std::optional<Promise<void>> silence; // delays the system's answer until resolved
     RecordingNotifier notifier;
     DesktopPrivacy privacy = make();
 
@@ -206,7 +206,7 @@ TEST_F(DesktopPrivacyTest, agreementWithoutAMicrophoneIsNoGrantUntilThereIsOne) 
     std::optional<bool> answer;
     privacy.requestMicrophoneAccess([&](bool granted) { answer = granted; });
     EXPECT_EQ(answer, false);
-    EXPECT_EQ(notifier.shown.size(), 1U); // or the click would seem to do nothing
+    EXPECT_EQ(notifier.shown.size(), 1U); // the click needs a visible effect
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted);
     hasMicrophone = true;
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted) << "nobody has asked again";

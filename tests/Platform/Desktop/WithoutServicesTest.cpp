@@ -8,7 +8,7 @@
 using namespace tavro;
 using namespace tavro::test;
 
-// Runs without any bus, as on a bare X session.
+// Runs without any bus, like a bare X session.
 
 TEST(WithoutABus, notificationBecomesALogLine) {
     const LogLines log;

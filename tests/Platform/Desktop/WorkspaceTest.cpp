@@ -33,7 +33,7 @@ TEST_F(DesktopWorkspaceTest, handsTheWholeAddressToTheDesktopsOpener) {
 TEST_F(DesktopWorkspaceTest, waitsForNothing) {
     installOpener("exec sleep 3");
     EXPECT_TRUE(workspace.open(QUrl(QStringLiteral("https://tavro.example/"))));
-    installOpener("exit 3"); // what becomes of it is not known when the call returns
+    installOpener("exit 3"); // the exit code comes after the return
     EXPECT_TRUE(workspace.open(QUrl(QStringLiteral("https://tavro.example/"))));
 }
 

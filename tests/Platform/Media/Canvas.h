@@ -14,7 +14,6 @@ struct Colour {
     std::uint8_t blue = 0;
 };
 
-/// A picture that is painted on and handed out as the frames of a stream, as a screen capture would.
 class Canvas {
 public:
     Canvas(int width, int height);
@@ -23,14 +22,14 @@ public:
     int height() const { return rows; }
 
     void fill(const Rect& area, Colour colour); ///< even edges
-    /// Rows of dark marks on white that look to an encoder like text; other text for another seed.
+    /// Draws rows of dark marks on white, similar to text. `seed` selects the text.
     void writeText(const Rect& area, std::uint32_t seed);
-    /// Moves what is in the area up by `lines` (even).
+    /// Moves the area's content up by `lines` (even).
     void scroll(const Rect& area, int lines);
 
-    /// The picture as it is, with what was painted since the last call as damage.
+    /// The present picture, with damage since the last call.
     VideoFramePtr take(std::chrono::microseconds time);
-    /// As `take`, but nobody gets the frame: the next one's sequence tells of the gap.
+    /// Like `take`, but drops the frame, which leaves a gap in the sequence.
     void skip();
 
     const std::array<std::vector<std::uint8_t>, 3>& planes() const { return pixels; }

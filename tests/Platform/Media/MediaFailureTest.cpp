@@ -13,14 +13,13 @@
 #include <random>
 #include <sys/resource.h>
 
-// What is left of a take when its process, its disk or its time does not behave.
 namespace tavro::test {
 namespace {
 
 using std::chrono::microseconds;
 using namespace std::chrono_literals;
 
-// As on a full disk, every write beyond that many bytes of a file fails.
+// Writes beyond this file size fail, like on a full disk.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) {
@@ -109,7 +108,7 @@ TEST_F(MediaFailureTest, AnExportOntoAFullDiskTellsWhy) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "out.mp4.finishing"));
 }
 
-// There under the sanitizers, which hold on to freed memory for a while: what is resident says nothing then.
+// Present with sanitizers. They delay freeing, so resident memory says nothing.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 
 std::int64_t kilobytesInUse() {
@@ -177,7 +176,7 @@ struct RunningTake {
     bool killed = false;
 };
 
-// From the clock to the disk, with twenty takes at once on a busy machine.
+// Limit from the clock to the disk, with twenty takes on a busy machine.
 constexpr auto onItsWay = 100ms;
 
 TEST_F(MediaFailureTest, AKilledProcessLosesASecondAtMost) {

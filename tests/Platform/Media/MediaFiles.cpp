@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::microseconds;
 
-// What a program that reads media files makes of one. Throws when it complains.
+// Output of a media program for a file. Throws on errors and warnings.
 QByteArray readBy(const QString& program, const QString& options, const std::filesystem::path& file,
     const QStringList& more = {}) {
     const Ended ended = run(program, options.split(u' ') + QStringList{QString::fromStdString(file)} + more);

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-// Media files as others see them: through the boxes of the format, and through ffprobe and ffmpeg.
+// Media files as read by other programs: their boxes, ffprobe and ffmpeg.
 namespace tavro::test {
 
-/// The kinds of the boxes a file consists of, in order.
+/// Types of the file's top-level boxes, in order.
 std::vector<std::string> boxes(const std::filesystem::path& file);
 
 struct Sample {
@@ -24,13 +24,13 @@ struct Sample {
 };
 
 struct Track {
-    std::string codec; ///< empty: there is no such track
+    std::string codec; ///< empty without such a track
     std::string profile;
     int width = 0;
     int height = 0;
     int sampleRate = 0;
     int channels = 0;
-    bool isBT709 = false; ///< tagged so, limited range
+    bool isBT709 = false; ///< tagged BT.709, limited range
     std::int64_t bitRate = 0;
     std::vector<Sample> samples;
     std::chrono::microseconds length() const;
@@ -45,10 +45,9 @@ struct Picture {
     std::array<std::vector<std::uint8_t>, 3> planes;
 };
 
-/// All pictures, decoded; throws when one of them cannot be.
 std::vector<Picture> decodePictures(const std::filesystem::path& file);
 
-/// What ffmpeg makes of the file with these arguments; its standard output. Throws when it complains.
+/// Standard output of ffmpeg with these arguments. Throws on errors and warnings.
 QByteArray ffmpeg(const std::filesystem::path& file, const QStringList& arguments);
 /// The sound, mono, at the file's own rate, from the file's time zero.
 std::vector<std::int16_t> decodeSound(const std::filesystem::path& file);

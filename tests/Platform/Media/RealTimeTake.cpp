@@ -5,8 +5,7 @@
 #include <string_view>
 #include <thread>
 
-// Writes a picture and a sound file in real time until it is killed: real-time-take VIDEO AUDIO still|busy.
-// Says on standard output when the take began, in microseconds of the steady clock.
+// Usage: real-time-take VIDEO AUDIO still|busy. Runs until killed. Prints its start (steady clock, µs).
 int main(int argc, char** argv) {
     using namespace tavro;
     using namespace std::chrono_literals;

@@ -46,8 +46,7 @@ protected:
     std::unique_ptr<AudioConverterFactory> factory = makeAudioConverterFactory();
 };
 
-// Buffers of any size are one stream: the tone has no step where they meet, and no sample is lost but for
-// what the filter keeps.
+// The tone has no step between buffers, and only the filter's delay is missing at the end.
 TEST_P(SwrConverterTest, BuffersAreOneStream) {
     const auto format = GetParam();
     const auto converter = factory->makeConverter(format, voice);

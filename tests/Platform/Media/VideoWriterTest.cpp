@@ -20,7 +20,6 @@ using ::testing::ElementsAre;
 constexpr int width = 320;
 constexpr int height = 192;
 
-// A take of a small screen, through the writer as the recorder uses it.
 class VideoWriterTest : public ::testing::Test {
 protected:
     void SetUp() override { open("take.mp4"); }
@@ -37,7 +36,7 @@ protected:
         writer->startSession({time.count(), std::micro::den});
     }
 
-    // As soon as there is room for it.
+    // Waits for room first.
     void append(const VideoFramePtr& frame) {
         ASSERT_TRUE(waitUntil([&] {
             return input->isReadyForMoreMediaData() || writer->status() != AssetWriter::Status::writing;
@@ -92,7 +91,7 @@ TEST_F(VideoWriterTest, WritesEveryFrameAtItsMicrosecond) {
 
 TEST_F(VideoWriterTest, KeyFramesComeByTime) {
     start(0us);
-    for (int i = 0; i < 40; ++i) // a still screen's second, and a little late
+    for (int i = 0; i < 40; ++i) // frames of a still screen, slightly late
         append(canvas.take(std::chrono::microseconds(1'003'000) * i));
     for (int i = 0; i < 400; ++i)
         append(canvas.take(40s + 50ms * i));
@@ -107,8 +106,7 @@ TEST_F(VideoWriterTest, KeyFramesComeByTime) {
 }
 
 TEST_F(VideoWriterTest, WhatIsNotDamagedStaysAsItWas) {
-    // Text is typed in one line while what stands around it must not fade, over more frames than a key frame
-    // would mend.
+    // Typing in one line must not fade the text around it, over more frames than between key frames.
     start(0us);
     canvas.writeText({0, 0, width, height}, 1);
     int index = 0;
@@ -159,7 +157,7 @@ TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
     int refused = 0;
     bool lastRefused = false;
     std::vector<std::vector<std::uint8_t>> painted;
-    // Far faster than they can be encoded, so that many are refused; each paints elsewhere.
+    // Faster than the encoder, so that it refuses many; each frame paints elsewhere.
     for (int i = 0; i < 2000 && (refused < 50 || accepted < 50); ++i) {
         canvas.fill({i * 16 % width, i * 16 / width * 16 % height, 16, 16},
             {static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(i * 3), 128});
@@ -172,7 +170,7 @@ TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
         }
     }
     ASSERT_GT(refused, 0);
-    if (lastRefused) // the end of the take is kept all the same
+    if (lastRefused) // the take's last frame is always kept
         painted.push_back(canvas.planes()[0]);
     finish();
     const auto pictures = decodePictures(file);
@@ -184,7 +182,7 @@ TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
 TEST_F(VideoWriterTest, AFrameThatNobodyHandedOverIsMissedNowhere) {
     start(0us);
     append(canvas.take(0us));
-    canvas.fill({0, 0, width, height}, {255, 0, 0}); // seen by nobody, as in a pause
+    canvas.fill({0, 0, width, height}, {255, 0, 0}); // not in any frame, as in a pause
     canvas.skip();
     canvas.fill({0, 0, 16, 16}, {0, 0, 255});
     append(canvas.take(100ms));
@@ -260,7 +258,7 @@ TEST_F(VideoWriterTest, ADroppedWriterLeavesAFileThatPlays) {
 TEST_F(VideoWriterTest, APauseHoldsThePictureAndCostsNoLength) {
     start(0us);
     append(canvas.take(0us));
-    std::this_thread::sleep_for(500ms); // long enough for the picture to go into the file as one that stands
+    std::this_thread::sleep_for(500ms); // long enough to be written as a still picture
     canvas.fill({0, 0, 64, 64}, {200, 0, 0});
     append(canvas.take(200ms));
     append(canvas.take(30min));
@@ -285,7 +283,7 @@ TEST_F(VideoWriterTest, StartsAndEndsAgainAndAgain) {
         for (int i = 0; i < 3; ++i)
             input->append(canvas.take(10ms * i));
         if (round % 3 == 0)
-            continue; // dropped in mid-take
+            continue; // destroyed unfinished
         finish();
         EXPECT_EQ(writer->status(), AssetWriter::Status::completed);
     }
@@ -304,7 +302,7 @@ TEST_F(VideoWriterTest, AFinishThatCannotRewriteKeepsTheFragments) {
     EXPECT_THAT(boxes(file), ::testing::Contains("moof"));
     EXPECT_EQ(decodePictures(file).size(), 30U);
 
-    // The mux takes it as it is.
+    // The file can be muxed.
     const auto library = makeMediaLibrary();
     const auto asset = library->openAsset(file);
     EXPECT_EQ(asset->trackCount(MediaType::video), 1);

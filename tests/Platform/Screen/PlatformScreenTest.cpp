@@ -27,7 +27,6 @@ Rect randomRect(int width, int height) {
     return {x, y, roll(1, width - x), roll(1, height - y)};
 }
 
-// Pixels of a picture of their own.
 struct Picture {
     Picture(int width, int height) : pixels(std::size_t(width) * height * 4), area{0, 0, width, height} {}
     PixelView view() { return {pixels.data(), area.width * 4, area}; }
@@ -55,7 +54,7 @@ bool equal(const Canvas& a, const Canvas& b) {
     return true;
 }
 
-// As a standard decoder does it: BT.709, limited range.
+// Decodes BT.709, limited range.
 std::array<double, 3> rgbAt(const Canvas& canvas, int x, int y) {
     const double luma = (canvas.planes[0][y * canvas.strides[0] + x] - 16) / 219.0;
     const double blue = (canvas.planes[1][y / 2 * canvas.strides[1] + x / 2] - 128) / 224.0;
@@ -150,7 +149,7 @@ TEST(PictureFit, drawsPiecesThatEqualTheWhole) {
             const Rect changed = randomRect(width, height);
             picture.fill(changed, {std::uint8_t(roll(0, 255)), std::uint8_t(roll(0, 255)), 99});
             const Rect onCanvas = fit.toCanvas(changed);
-            // Only what `toSource` names may be read.
+            // Only pixels in `toSource` may be read.
             const Rect needed = fit.toSource(onCanvas);
             ASSERT_TRUE(contains(picture.area, needed));
             PixelView part{picture.view().at(needed.x, needed.y), width * 4, needed};
@@ -175,7 +174,7 @@ TEST(PictureFit, changesNoPlainColor) {
 }
 
 TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
-    const auto pool = std::make_shared<CanvasPool>(256, 128, 5, [] {}); // some pages each
+    const auto pool = std::make_shared<CanvasPool>(256, 128, 5, [] {}); // several pages each
     Canvas expected(256, 128);
     std::shared_ptr<Canvas> latest;
     std::vector<std::shared_ptr<Canvas>> held;
@@ -223,7 +222,7 @@ TEST(FramePacer, holdsTheAverageAndLetsJitterPass) {
     FramePacer pacer(interval);
     const FramePacer::Clock::time_point start{1h};
     int late = 0;
-    for (int frame = 0; frame < 600; ++frame) { // painted 60 times a second, up to 6 ms early or late
+    for (int frame = 0; frame < 600; ++frame) { // 60 times a second, up to 6 ms early or late
         const auto painted = start + frame * interval + std::chrono::microseconds(roll(-6000, 6000));
         const auto taken = std::max(painted, pacer.next());
         late += taken - painted > 5ms;
@@ -233,7 +232,7 @@ TEST(FramePacer, holdsTheAverageAndLetsJitterPass) {
 
     FramePacer busy(interval);
     auto now = start;
-    for (int frame = 0; frame < 600; ++frame) { // always something to take
+    for (int frame = 0; frame < 600; ++frame) { // always ready
         now = std::max(now, busy.next());
         busy.taken(now);
     }

@@ -38,8 +38,7 @@ bool isIn(const std::vector<Rect>& rects, int x, int y) {
 
 } // namespace
 
-// Not by the toolkit's class for processes: after its kind of fork the thread sanitizer no longer sees this
-// thread's locks.
+// Not QProcess: after its fork, the thread sanitizer misses this thread's locks.
 VirtualScreen::VirtualScreen(int width, int height) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
@@ -124,13 +123,13 @@ void VirtualScreen::movePointer(int x, int y) {
     sync();
 }
 
-// Not by XCB: the request that its function for this sends is malformed.
+// XCB sends a malformed request for this, so use the program.
 bool VirtualScreen::xrandr(const std::string& arguments) {
     return std::system(("xrandr --display " + name.toStdString() + ' ' + arguments).c_str()) == 0;
 }
 
 std::uint32_t VirtualScreen::setMonitor(const char* monitor, const Rect& rect) {
-    if (client->atom(monitor)) // it may be there already, and is not replaced
+    if (client->atom(monitor)) // an existing monitor is not replaced
         xrandr(std::string("--delmonitor ") + monitor + " 2>/dev/null");
     const auto text = [](int value) { return std::to_string(value); };
     EXPECT_TRUE(xrandr(std::string("--setmonitor ") + monitor + ' ' + text(rect.width) + "/100x" +

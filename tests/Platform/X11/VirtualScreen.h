@@ -13,7 +13,7 @@ namespace tavro::test {
 
 using Color = std::array<int, 3>; ///< red, green, blue
 
-/// An X server of the test's own, without a window manager, and a client that draws on it.
+/// A private X server without a window manager, and a client that draws.
 class VirtualScreen {
 public:
     VirtualScreen(int width, int height);
@@ -23,7 +23,7 @@ public:
     X11Connection& connection() { return *client; }
     xcb_window_t root() const { return client->root(); }
 
-    // Each returns when the server has done it.
+    // These return after the server has executed them.
     xcb_window_t openWindow(const Rect& rect, Color background);
     void fill(xcb_drawable_t drawable, const Rect& rect, Color color);
     void resize(xcb_window_t window, int width, int height);
@@ -31,12 +31,12 @@ public:
     void unmap(xcb_window_t window);
     void map(xcb_window_t window);
     void destroy(xcb_window_t window);
-    void movePointer(int x, int y);                               ///< as a mouse does
-    std::uint32_t setMonitor(const char* name, const Rect& rect); ///< the display's number
+    void movePointer(int x, int y);                               ///< like a mouse
+    std::uint32_t setMonitor(const char* name, const Rect& rect); ///< the display's id
     void removeMonitor(const char* name);
     void setScreenSize(int width, int height);
 
-    void kill();   ///< as a crash
+    void kill();   ///< like a crash
     void freeze(); ///< stops answering
 
 private:
@@ -49,24 +49,23 @@ private:
     xcb_gcontext_t context = 0;
 };
 
-/// What a standard decoder makes of a frame's pixel.
+/// The decoded colour of a frame's pixel.
 Color colorAt(const VideoFrame& frame, int x, int y);
 bool isNear(const Color& seen, const Color& expected, int tolerance = 3);
 bool samePicture(const VideoFrame& a, const VideoFrame& b);
-/// Whether `next` differs from `before` only where its damage says so.
+/// True when `next` differs from `before` only inside its damage.
 bool damageCovers(const VideoFrame& before, const VideoFrame& next);
 
-/// A running capture and its frames, checked as they come: times and sequence rise, damage tells all changes.
+/// A running capture. Checks each frame: times and sequence rise, damage covers all changes.
 class Recording {
 public:
-    /// Waits for the first picture; throws what keeps the capture from starting.
+    /// Waits for the first picture. Throws the error of the start.
     Recording(ScreenCaptureService& service, const ContentFilter& filter);
     ~Recording();
 
     const VideoFrame& latest() const { return *frames.back(); }
     Color at(int x, int y) const { return colorAt(latest(), x, y); }
     bool waitForColor(int x, int y, Color color);
-    /// Waits for frames more; false when they do not come.
     bool waitForFrames(std::size_t more);
     void stop();
 
@@ -75,7 +74,7 @@ public:
     std::size_t count = 0;
 };
 
-/// The picture as a capture that begins now sees it.
+/// The first picture of a new capture.
 VideoFramePtr freshPicture(ScreenCaptureService& service, const ContentFilter& filter);
 
 } // namespace tavro::test

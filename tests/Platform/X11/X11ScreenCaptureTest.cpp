@@ -120,13 +120,13 @@ TEST_F(X11ScreenCapture, repeatsAStillPictureAndEndsWithIt) {
     EXPECT_FALSE(waitUntil([&] { return recording.count > before + 1; }, 100ms));
 }
 
-// Kilobytes that this process holds of the memory it shares with the X server.
+// Resident memory shared with the X server, in kilobytes.
 int sharedMemory() {
     std::ifstream maps("/proc/self/smaps");
     int size = 0;
     bool isShared = false;
     for (std::string line; std::getline(maps, line);) {
-        if (line.find('-') < line.find(' ')) // the range of addresses that begins a mapping
+        if (line.find('-') < line.find(' ')) // an address range begins each mapping
             isShared = line.find("tavro-screen") != std::string::npos;
         else if (isShared && line.starts_with("Rss:"))
             size += std::stoi(line.substr(4));
@@ -179,7 +179,7 @@ TEST_F(X11ScreenCapture, showsThePointerAndFollowsIt) {
         test::samePicture(recording.latest(), *test::freshPicture(*service, {Kind::display, display})));
 }
 
-// A long row of small changes must leave the same picture as one look at the whole.
+// Many small changes must give the same picture as a full read.
 TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
     std::mt19937 dice(7);
     const auto roll = [&](int least, int most) { return std::uniform_int_distribution(least, most)(dice); };
@@ -189,8 +189,8 @@ TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
         Rect area;
     } cases[] = {
         {"SAME", {123, 77, 1920, 1080}},    // one to one
-        {"LARGER", {0, 0, 2560, 1440}},     // made smaller
-        {"SMALLER", {301, 201, 1203, 777}}, // made larger, bars at the sides
+        {"LARGER", {0, 0, 2560, 1440}},     // scaled down
+        {"SMALLER", {301, 201, 1203, 777}}, // scaled up, bars at the sides
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -221,7 +221,7 @@ TEST_F(X11ScreenCapture, holdsFramesBackFromABusyReceiver) {
     const auto service = makeX11ScreenCapture(writers, screen.display());
     Recording recording(*service, {Kind::display, display});
     const auto before = recording.count;
-    for (int i = 0; i < 40; ++i) { // the main thread takes none of it meanwhile
+    for (int i = 0; i < 40; ++i) { // the main thread takes no frame meanwhile
         screen.fill(screen.root(), {0, 0, 100, 100}, {i * 6, 0, 0});
         std::this_thread::sleep_for(20ms);
     }
@@ -239,7 +239,7 @@ TEST_F(X11ScreenCapture, endsWhenTheStreamIsDropped) {
     const auto kept = recording->frames.back();
     screen.fill(screen.root(), {0, 0, 100, 100}, red);
     recording.reset();
-    EXPECT_TRUE(test::isNear(test::colorAt(*kept, 1000, 1000), black)); // frames outlive their stream
+    EXPECT_TRUE(test::isNear(test::colorAt(*kept, 1000, 1000), black)); // a frame outlives its stream
 }
 
 } // namespace

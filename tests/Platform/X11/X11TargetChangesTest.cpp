@@ -24,7 +24,6 @@ class NoWriters final : public AssetWriterFactory {
     }
 };
 
-// What happens to a target while it is captured.
 struct X11TargetChanges : ::testing::Test {
     VirtualScreen screen{1920, 1080};
     NoWriters writers;
@@ -85,11 +84,11 @@ TEST_F(X11TargetChanges, aWindowTooLargeForTheMemoryKeepsItsPicture) {
     ::setrlimit(RLIMIT_FSIZE, &little);
     screen.resize(window, 1800, 900);
     EXPECT_TRUE(waitUntil([&] { return hasLine(lines, QStringLiteral("No memory shared")); }));
-    EXPECT_TRUE(recording.waitForFrames(3)); // some seconds
+    EXPECT_TRUE(recording.waitForFrames(3)); // takes some seconds
     ::setrlimit(RLIMIT_FSIZE, &usual);
     ::signal(SIGXFSZ, ignored);
     EXPECT_TRUE(test::isNear(recording.at(960, 540), red));
-    screen.resize(window, 960, 540); // as it was
+    screen.resize(window, 960, 540); // original size
     screen.fill(window, {0, 0, 960, 540}, green);
     EXPECT_TRUE(recording.waitForColor(960, 540, green));
 }
@@ -113,7 +112,7 @@ TEST_F(X11TargetChanges, aMonitorMovesChangesItsModeAndDisappears) {
     EXPECT_TRUE(test::isNear(recording.at(1000, 540), red));
     screen.setMonitor("M", {960, 0, 960, 540}); // moved
     EXPECT_TRUE(recording.waitForColor(1000, 540, green));
-    screen.setMonitor("M", {960, 0, 600, 600}); // another mode
+    screen.setMonitor("M", {960, 0, 600, 600}); // resized
     EXPECT_TRUE(recording.waitForColor(100, 540, black));
     EXPECT_TRUE(test::isNear(recording.at(960, 540), green));
     screen.removeMonitor("M");
@@ -156,7 +155,7 @@ TEST_F(X11TargetChanges, aServerThatDoesNotAnswerDelaysNoStop) {
     Recording recording(*service, {Kind::display, display});
     ASSERT_TRUE(recording.waitForColor(960, 540, red));
     screen.freeze();
-    EXPECT_FALSE(test::waitUntil([] { return false; }, 1200ms)); // it asks, once a second, and waits
+    EXPECT_FALSE(test::waitUntil([] { return false; }, 1200ms)); // it queries each second, and waits
     const auto before = recording.count;
     recording.stop();
     EXPECT_GT(recording.count, before);
