@@ -31,7 +31,7 @@ std::filesystem::path workDirectory() {
     return Paths::temporary() / "Tavro-recordings";
 }
 
-/// The file of a take that stayed behind: picture and sound joined, else the picture alone.
+/// The kept file of a take: the joined one, else the video alone.
 std::optional<std::filesystem::path> keptRecording(const QString& sessionId) {
     const RecordingsFolder folder(workDirectory());
     for (const auto& file : {folder.muxed(sessionId), folder.video(sessionId)}) {
@@ -54,7 +54,7 @@ QString text(bool value) {
     return value ? QStringLiteral("true") : QStringLiteral("false");
 }
 
-/// Starts a task once the event loop runs again: the task may delete the view whose button asked for it.
+/// Runs the task from the event loop, because it may delete the view whose button handler is running.
 void startLater(const QString& name, std::function<QCoro::Task<>()> task) {
     EventLoop::current()->post([name, task = std::move(task)] { startTask(name, task); });
 }
@@ -106,7 +106,7 @@ void AppDelegate::completeLaunch() {
         requestedAtLaunch();
 }
 
-/// A keyring that was locked, or slow, has the token only after the launch.
+/// The token of a locked or slow keyring can arrive after the launch.
 void AppDelegate::tokenIsRead() {
     if (!wizard)
         return completeLaunch();
@@ -139,7 +139,7 @@ void AppDelegate::buildBackend() {
     backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
     if (setup && setup->window())
-        showSetup(); // what the open one offers is the other backend's
+        showSetup(); // the open window lists the previous backend's records
 }
 
 void AppDelegate::startedAgain() {
@@ -226,7 +226,7 @@ void AppDelegate::showControlPanel() {
     controlPanel->show();
 }
 
-// What the bar shows follows the button that was pressed, whatever became of it.
+// The bar shows the state that the pressed button asked for, also when the operation fails.
 void AppDelegate::connectPauseAndRestart() {
     const auto connect = [this](ControlBarModel::Callback& callback, Operation operation, bool paused) {
         const std::weak_ptr model = controlModel;
@@ -250,7 +250,7 @@ QCoro::Task<> AppDelegate::attempt(Operation operation) {
         auto running = ((*current).*operation)();
         co_await running;
     } catch (const SessionStateMachine::TransitionError&) { // pressed too late
-    } catch (...) {                                         // the bar goes on
+    } catch (...) {                                         // the bar stays
         if (operation == &RecordingSession::restart)
             notices.restartFailed(describeCurrentError());
     }
@@ -311,7 +311,7 @@ void AppDelegate::sessionEnded() {
     statusBar->clearTint();
 }
 
-/// The first of finish and delete counts, also when another press came before it could begin.
+/// True from the first finish or delete on: later presses have no effect.
 bool AppDelegate::isEnding() const {
     return controlModel && controlModel->isEnding();
 }
@@ -323,8 +323,7 @@ void AppDelegate::closeControlPanel() {
     awake.reset();
 }
 
-/// The program ends: a take under way gets complete files, which stay where they are; what the user asked for
-/// before, an upload for one, is done to its end.
+/// Completes and keeps the files of a running take. Earlier operations, such as an upload, run to their end.
 QCoro::Task<> AppDelegate::finaliseTake() {
     const auto current = session;
     if (controlModel)

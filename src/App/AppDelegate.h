@@ -27,9 +27,8 @@ class StatusBarController;
 struct LinuxDesktop;
 struct SetupResult;
 
-/// The application's one controller: chooses the backend, owns the capture and the recording session, and
-/// connects what the user does to the operation that carries it out. Main thread; lives for the whole
-/// process.
+/// The application's one controller. Chooses the backend, owns the capture and the recording session, and
+/// connects user actions to operations. Main thread; lives for the whole process.
 class AppDelegate {
 public:
     /// `desktop` outlives the controller. `makeWay` lets a second instance start beside this one.
@@ -38,15 +37,13 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// The tray comes at once; the rest of the launch, and what the user asks for before it, when the token
-    /// has been read or has kept the launch waiting for a second.
+    /// Shows the tray at once. The rest of the launch and earlier requests wait a second at most for the
+    /// token.
     void applicationDidFinishLaunching();
-    /// The user started the program although it runs. While a take does, they look for its bar, which gets
-    /// the keyboard: a new session could not begin, and its window would only get into the picture.
+    /// Handles a second start. During a take the bar gets the keyboard focus: a new window would be recorded.
     void startedAgain();
 
-    /// Backend and session anew, as the settings and the keychain are now. While a session is in progress:
-    /// once it has ended.
+    /// Rebuilds backend and session from the current settings and keychain; during a session, after its end.
     void buildBackend();
     void showSetup();
     void showSettings();
@@ -87,11 +84,11 @@ private:
     RealScreenCapture capture;
 
     std::shared_ptr<BackendClient> backend;
-    std::shared_ptr<MockBackend> localBackend; ///< the same, when it is the local one
+    std::shared_ptr<MockBackend> localBackend; ///< the backend, when it is the local one
     std::shared_ptr<RecordingSession> session; ///< shared with the operations under way
     bool rebuildWhenEnded = false;
-    int operationsUnderWay = 0;            ///< begin, finish and delete, from the press of their button on
-    std::optional<Promise<void>> allEnded; ///< once the program waits for them
+    int operationsUnderWay = 0;            ///< begin, finish and delete, from the press of the button on
+    std::optional<Promise<void>> allEnded; ///< set while the program's end waits for the operations
 
     std::shared_ptr<AppSignIn> signInFlow;
     std::unique_ptr<StatusBarController> statusBar;
@@ -99,8 +96,8 @@ private:
     std::shared_ptr<ControlBarModel> controlModel;
     std::unique_ptr<RecordingControlPanel> controlPanel;
     std::unique_ptr<OnboardingWizard> wizard;          ///< from the completed launch on
-    std::function<void()> requestedAtLaunch;           ///< the last that the user asked for before
-    std::unique_ptr<PowerInhibitor::Inhibition> awake; ///< while the control panel is there
+    std::function<void()> requestedAtLaunch;           ///< the last user request before the completed launch
+    std::unique_ptr<PowerInhibitor::Inhibition> awake; ///< while the control panel exists
     Termination termination;
 };
 

@@ -14,7 +14,7 @@
 
 namespace tavro {
 
-/// The concrete platform that the program runs on. After the QApplication; main thread.
+/// The concrete platform. Construct it after the QApplication; main thread.
 struct LinuxDesktop {
     std::shared_ptr<KeychainStore> secrets =
         std::make_shared<KeychainStore>(Paths::applicationSupport() / "tavro" / "secrets.json");

@@ -11,20 +11,20 @@ namespace tavro {
 class Notifier;
 class Workspace;
 
-/// What the user is told in desktop notifications.
+/// Desktop notifications to the user.
 class Notices {
 public:
-    /// Both outlive the object.
+    /// Both arguments outlive the object.
     Notices(Notifier& notifier, Workspace& workspace);
 
     void beginFailed(const ErrorDescription& error);
-    /// During a take, of which what was recorded so far is kept.
+    /// Writing failed during a take; the part recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
-    /// The take that was to be replaced is gone, and no other runs.
+    /// The old take is deleted and no new take runs.
     void restartFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.
     void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
-    /// The video was uploaded, or saved, without the narration that lies in `sound`.
+    /// The uploaded or saved video lacks the narration, which is in `sound`.
     void narrationLeft(const std::filesystem::path& sound);
     void deleteFailed(const ErrorDescription& error);
     void savedLocally(const std::filesystem::path& video);

@@ -34,7 +34,7 @@ void Termination::begin() {
     QTimer::singleShot(longestWait, this, [this] {
         if (!done)
             guard.giveUp();
-        EventLoop::current()->post([this] { quit(); }); // after what goes on now that it is given up
+        EventLoop::current()->post([this] { quit(); }); // the coroutines that giveUp() resumes run first
     });
     startTask(QStringLiteral("quit"), [this] { return makeSafeAndQuit(); });
 }
@@ -50,13 +50,13 @@ void Termination::quit() {
     QCoreApplication::exit();
 }
 
-// The session manager waits until this returns, and ends the program soon after.
+// The session manager waits for this call and ends the program soon after.
 void Termination::desktopSessionEnds(QSessionManager&) {
     if (done || (!begun && !guard.mustWait()))
         return;
     begin();
     if (!done)
-        QEventLoop().exec(); // ends with the application's
+        QEventLoop().exec(); // exit() in quit() ends this loop, too
 }
 
 } // namespace tavro

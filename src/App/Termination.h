@@ -10,16 +10,16 @@ class QSessionManager;
 
 namespace tavro {
 
-/// Delays the end of the application, whoever asks for it (a menu, a signal, the end of the desktop session),
-/// until what must not be lost is safe. Main thread; needs the QGuiApplication.
+/// Delays the end of the application until the guarded work is safe, on a quit by menu, signal or desktop
+/// session. Main thread; needs the QGuiApplication.
 class Termination final : public QObject {
 public:
     struct Guard {
-        std::function<bool()> mustWait;          ///< whether there is anything to be made safe now
+        std::function<bool()> mustWait;          ///< true while there is work to make safe
         std::function<QCoro::Task<>()> makeSafe; ///< called at most once; does not throw
-        std::function<void()> giveUp;            ///< the longest wait is over: `makeSafe` has to end now
+        std::function<void()> giveUp;            ///< `longestWait` is over: `makeSafe` must end now
     };
-    /// A disk or a service that does not answer must not keep the user from leaving.
+    /// Limits the wait for a disk or a service that does not respond.
     static constexpr std::chrono::seconds longestWait{15};
 
     explicit Termination(Guard guard);

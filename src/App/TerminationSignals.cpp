@@ -8,7 +8,7 @@
 namespace tavro {
 namespace {
 
-Waker* wakeUp = nullptr; // a signal handler reaches nothing but globals
+Waker* wakeUp = nullptr; // a signal handler can use only globals
 
 void handle(int) {
     const int before = errno;

@@ -19,11 +19,11 @@ void describeApplication() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
 }
 
-/// No window is drawn with OpenGL: its libraries are not even loaded.
+/// Keeps Qt from loading the OpenGL libraries, which no window uses.
 class WithoutOpenGL {
 public:
     WithoutOpenGL() { qputenv(variable, "none"); }
-    ~WithoutOpenGL() { // programs that are started from here decide for themselves
+    ~WithoutOpenGL() { // child processes must not inherit the setting
         if (before.isNull())
             qunsetenv(variable);
         else
@@ -39,7 +39,7 @@ private:
 
 int main(int argc, char** argv) {
     using namespace tavro;
-    ::mallopt(M_ARENA_MAX, 2); // few threads ever allocate at once, and each arena keeps what it has had
+    ::mallopt(M_ARENA_MAX, 2); // few threads allocate at once, and each arena keeps freed memory
     describeApplication();
     std::optional<WithoutOpenGL> withoutOpenGL{std::in_place};
     QApplication application(argc, argv);

@@ -27,8 +27,7 @@ AuthError failed() {
 
 } // namespace
 
-// The server stays until the next attempt: the browser may still be fetching the page when the sign-in is
-// done.
+// The server lives until the next attempt: the browser may still load its page after the sign-in.
 struct AppSignIn::Attempt {
     LocalCallbackServer server;
     Promise<QString> code; // the first code settles it, later ones are dropped
@@ -124,7 +123,7 @@ QCoro::Task<> AppSignIn::refresh(std::shared_ptr<Context> context) {
         auto asking = context->backend->currentUser();
         user = co_await asking;
     } catch (...) {
-        // Without an answer the address stays unknown until the next time.
+        // The address stays unknown until the next refresh.
     }
     if (!user)
         co_return;

@@ -13,9 +13,8 @@ namespace tavro {
 class BackendClient;
 class Workspace;
 
-/// Signs the user in through the web browser: opens the service's sign-in page there, receives the one-time
-/// code on a loopback port, exchanges it for the API token and keeps that in the user's secret store. "Signed
-/// in" is no state of this object but that a token is in the store. Main thread.
+/// Signs the user in through the browser: receives the one-time code on a loopback port, exchanges it for the
+/// API token and stores that. The user is signed in while the store has a token. Main thread.
 class AppSignIn {
 public:
     AppSignIn(std::shared_ptr<BackendClient> backend, KeychainHelper keychain,
@@ -24,18 +23,17 @@ public:
     AppSignIn(const AppSignIn&) = delete;
     AppSignIn& operator=(const AppSignIn&) = delete;
 
-    /// Returns the API token, stored already. Waits for the browser without a limit; a second call ends the
-    /// wait of the first, which then throws AuthError. Throws what the callback server, the network and the
-    /// JSON coder do.
+    /// Returns the API token, already stored. Waits for the browser without a limit. A second call makes the
+    /// first one throw AuthError. Passes on errors of the callback server, the network and the JSON coder.
     QCoro::Task<QString> signInWithBrowser(QUrl baseURL);
 
-    /// Asks the backend who is signed in, if somebody is and the address is not known yet. Never throws.
+    /// Asks the backend for the address of a signed-in user when it is unknown. Never throws.
     QCoro::Task<> refreshEmail();
 
     void signOut();
 
 private:
-    struct Context; // outlives this object for as long as an operation runs
+    struct Context; // a running operation keeps it alive beyond this object
     struct Attempt;
     static QCoro::Task<QString> signIn(std::shared_ptr<Context> context, QUrl baseURL);
     static QCoro::Task<> refresh(std::shared_ptr<Context> context);

@@ -6,7 +6,7 @@
 
 namespace tavro {
 
-/// A sign-in that failed; why, the log tells.
+/// A sign-in failed; the log has the reason.
 class AuthError final : public Error {
 public:
     enum class Case { failed };

@@ -25,7 +25,7 @@ std::optional<QString> percentDecoded(const QString& text) {
 
 std::optional<QString> LocalCallbackServer::extractCode(QByteArrayView received) {
     const QString text = decoded(received).value_or(QString());
-    // Whole lines only: a line cut short could hold a code cut short.
+    // Only whole lines: a truncated line could hold a truncated code.
     return extractCode(text.first(std::max<qsizetype>(0, text.lastIndexOf(QStringLiteral("\r\n")))));
 }
 
@@ -37,7 +37,7 @@ std::optional<QString> LocalCallbackServer::extractCode(const QString& request) 
     const QUrl url(QStringLiteral("http://localhost") + words[1], QUrl::StrictMode);
     if (!url.isValid())
         return std::nullopt;
-    // Not QUrlQuery: it cannot tell an item without a value from one with an empty value.
+    // QUrlQuery does not distinguish an item without a value from one with an empty value.
     for (const QString& item : url.query(QUrl::FullyEncoded).split(QLatin1Char('&'))) {
         const qsizetype equals = item.indexOf(QLatin1Char('='));
         if (percentDecoded(item.left(equals)) != QStringLiteral("code"))

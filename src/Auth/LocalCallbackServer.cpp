@@ -25,14 +25,14 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t mostConnections = 64;
 constexpr std::size_t longestReceive = 4096;
-// What a client may still be sending when it has its answer; a browser is done, or ends, long before.
+// Limits for input after the answer. A browser ends its side long before.
 constexpr ssize_t longestDrain = 1 << 20;
 constexpr std::chrono::milliseconds drainTime = 2s;
 constexpr int attempts = 300;
 constexpr auto pause = 10ms;
 constexpr auto pauseAfterFailure = 100ms; // accepting fails while descriptors are short
 
-// Hands over each accepted descriptor as it is: QTcpSocket cannot answer a client that has ended its side.
+// Passes on raw descriptors: QTcpSocket cannot answer a client that has shut down its sending side.
 class Listener : public QTcpServer {
 public:
     explicit Listener(std::function<void(int accepted)> handler) : serve(std::move(handler)) {
@@ -52,7 +52,7 @@ private:
 
 } // namespace
 
-// One client: one receive, one answer, and it is over.
+// One client: one receive, then one answer.
 class LocalCallbackServer::Connection {
 public:
     Connection(int accepted, std::chrono::milliseconds limit, CodeHandler handler)
@@ -65,12 +65,12 @@ public:
     }
     ~Connection() { end(); }
 
-    // Negative when it is over.
+    // Negative after the end of the connection.
     std::chrono::milliseconds remainingTime() const { return timer.remainingTimeAsDuration(); }
 
 private:
-    // A socket closed over unread data resets the connection, and the browser may lose the page with it: what
-    // the client still has to say after its answer is read and thrown away until it ends, too.
+    // Closing a socket with unread data resets the connection, and the browser may lose the page. So input
+    // after the answer is read and discarded until the client ends its side.
     void receive() {
         std::array<char, longestReceive> buffer;
         const ssize_t size = ::recv(socket, buffer.data(), buffer.size(), MSG_DONTWAIT);
@@ -127,7 +127,7 @@ int LocalCallbackServer::start(CodeHandler onCode) {
     int port = 0;
     try {
         if (!thread) {
-            // Qt aborts the process when a new event loop gets no descriptors. It takes one, the ports two.
+            // Qt aborts when a new event loop gets no descriptor. The loop needs one, the ports need two.
             const std::array<Waker, 3> obtainable;
             thread = std::make_unique<SerialQueue>(QStringLiteral("callback-server"));
         }
@@ -149,7 +149,7 @@ int LocalCallbackServer::start(CodeHandler onCode) {
     return port;
 }
 
-// Returns 0 when the two families have no free port in common, for now.
+// Returns 0 when the IPv4 port is taken on IPv6.
 int LocalCallbackServer::listen(const CodeHandler& onCode) {
     quint16 port = 0;
     std::optional<PlatformError> failure;
@@ -161,7 +161,7 @@ int LocalCallbackServer::listen(const CodeHandler& onCode) {
             failure.emplace(QStringLiteral("QAbstractSocket"), ipv4->serverError(), ipv4->errorString());
             return;
         }
-        // Browsers take "localhost" to mean either family. Not every system has the second.
+        // Browsers resolve "localhost" to either family. Some systems have no IPv6.
         if (!ipv6->listen(QHostAddress::LocalHostIPv6, ipv4->serverPort()) &&
             ipv6->serverError() == QAbstractSocket::AddressInUseError)
             return;
@@ -179,8 +179,7 @@ void LocalCallbackServer::stop() {
         thread->sync([this] { listeners.clear(); });
 }
 
-// When too many are there, one that is over makes room, or else the one that would have to go next anyway, so
-// that idle clients keep nobody out.
+// At the limit a new client replaces the connection with the least time left, so idle clients block nobody.
 void LocalCallbackServer::serve(int accepted, const CodeHandler& onCode) {
     if (connections.size() >= mostConnections)
         connections.erase(std::min_element(connections.begin(), connections.end(),

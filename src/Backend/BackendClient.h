@@ -14,8 +14,7 @@
 
 namespace tavro {
 
-/// What a backend refuses by itself. Errors of the network, the file system and the JSON coder pass
-/// unchanged.
+/// A refusal by the backend itself. Errors of network, file system and JSON coder pass unchanged.
 class BackendError final : public Error {
 public:
     enum class Case { notFound, notAuthenticated };
@@ -31,9 +30,9 @@ struct SessionHandle {
     Session session;
 };
 
-/// The one way to the backend, remote or local. An implementation is an actor: its operations run one at a
-/// time between their suspension points, on a thread of its own. Call from any thread that runs an event
-/// loop; the awaiting coroutine goes on there. A backend outlives the operations called on it.
+/// The contract of the remote and the local backend. An implementation is an actor: its operations run on its
+/// own thread, one at a time between suspension points. Call from any thread with an event loop; the awaiting
+/// coroutine resumes there. A backend outlives the operations called on it.
 class BackendClient {
 public:
     virtual ~BackendClient() = default;
@@ -45,12 +44,12 @@ public:
     virtual QCoro::Task<SessionHandle> createSession(
         QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) = 0;
     virtual QCoro::Task<> sendEvent(QString sessionId, LiveEvent event) = 0;
-    /// Returns the storage key under which the video now lies.
+    /// Returns the video's storage key.
     virtual QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) = 0;
     virtual QCoro::Task<> finishSession(QString sessionId, double durationSeconds) = 0;
     virtual QCoro::Task<> deleteSession(QString sessionId) = 0;
 
-    /// Told how far an upload has come, on the thread that called this: bytes sent and bytes in all.
+    /// Called on the thread that set it, with the bytes sent and the total.
     using UploadProgress = std::function<void(std::int64_t sent, std::int64_t total)>;
     virtual void setUploadProgress(UploadProgress) {}
 };

@@ -10,30 +10,27 @@
 
 namespace tavro {
 
-/// The remote service: a REST interface below /api/app/ with a bearer token, a WebSocket for each session's
-/// live events, and a pre-signed address for its video. Uses the proxies of QNetworkProxyFactory's
-/// application-wide settings and the system's certificates.
-///
-/// Beside BackendError::notFound and JsonError, operations throw PlatformErrors whose domain says who failed:
+/// The remote service: REST below /api/app/ with a bearer token, a WebSocket for each session's live events,
+/// a pre-signed address for its video. Uses the application-wide QNetworkProxyFactory settings and the
+/// system's certificates. Throws BackendError::notFound, JsonError, and PlatformError with the domain
 /// "QNetworkReply" (code: QNetworkReply::NetworkError), "QWebSocket" (QAbstractSocket::SocketError) or
-/// "QFile". Nothing is retried, nothing already done on the service is undone.
-///
-/// Only scheme, host, port and query of `baseURL` are used. `timeout` is the longest time without progress.
+/// "QFile". Never retries or undoes a step. `baseURL` gives scheme, host, port and query. `timeout` is the
+/// longest time without progress.
 class HTTPBackend final : public BackendClient {
 public:
     HTTPBackend(
         QUrl baseURL, const QString& token, std::chrono::milliseconds timeout = std::chrono::seconds(60));
-    /// Ends what is under way with an error and waits for it.
+    /// Fails the operations under way and waits for their end.
     ~HTTPBackend() override;
 
     QCoro::Task<std::optional<User>> currentUser() override; ///< never absent
     QCoro::Task<std::vector<Project>> listProjects() override;
     QCoro::Task<std::vector<Scenario>> listScenarios(QString projectId) override;
     QCoro::Task<Scenario> createScenario(QString projectId, QString name, QString description) override;
-    /// Opens the live channel too, without waiting for it.
+    /// Also opens the live channel, without waiting for it.
     QCoro::Task<SessionHandle> createSession(
         QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) override;
-    /// Drops the event when no live channel is open. The channel is the last created session's.
+    /// Drops the event when no live channel is open. The channel belongs to the last created session.
     QCoro::Task<> sendEvent(QString sessionId, LiveEvent event) override;
     QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) override;
     QCoro::Task<> finishSession(QString sessionId, double durationSeconds) override;
@@ -42,13 +39,13 @@ public:
     void setUploadProgress(UploadProgress progress) override;
 
 private:
-    class Service; // what runs on the queue
+    class Service; // used on the queue
 
     template <class Operation>
     auto onQueue(Operation operation);
 
     std::unique_ptr<Service> service;
-    SerialQueue queue; // last: gone before what runs on it
+    SerialQueue queue; // last: joined before the members above are destroyed
 };
 
 } // namespace tavro

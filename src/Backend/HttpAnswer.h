@@ -6,7 +6,7 @@
 namespace tavro {
 
 struct HttpAnswer {
-    int status = 0; ///< 0: the answer was none of HTTP's
+    int status = 0; ///< 0: no HTTP answer
     QUrl location;  ///< of a redirection
     QByteArray body;
 

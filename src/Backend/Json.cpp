@@ -37,7 +37,7 @@ void refuse(JsonError::Case which, Place place) {
     throw JsonError(which, QStringLiteral("%1: %2").arg(nameOf(place), QLatin1String(reason(which))));
 }
 
-// The document would write what is not finite as null without a word.
+// QJsonDocument would silently write a non-finite number as null.
 QJsonValue encodeNumber(double value, Place place) {
     if (!std::isfinite(value))
         refuse(JsonError::Case::notFinite, place);
@@ -57,7 +57,7 @@ double decodeNumber(const QJsonValue& value, Place place) {
 }
 
 std::int64_t decodeInteger(const QJsonValue& value, Place place) {
-    // Answers the default for what is no whole number or does not fit.
+    // toInteger() returns its default for a fraction or an overflow.
     const qint64 integer = value.toInteger(0);
     if (!value.isDouble() || (integer == 0 && value.toInteger(1) == 1))
         refuse(JsonError::Case::wrongType, place);

@@ -16,20 +16,17 @@
 #include <variant>
 #include <vector>
 
-/// One JSON form for each type, declared once beside the type in a constexpr function `jsonForm`:
-///
-///     struct Presign { QString url; std::optional<QString> note; };
+/// Each type has one JSON form: a constexpr function `jsonForm` beside the type.
+///     struct Presign { QString url; };
 ///     constexpr auto jsonForm(const Presign*) {
-///         return json::record("Presign", json::field("url", &Presign::url), json::field("note",
-///         &Presign::note));
+///         return json::record("Presign", json::field("url", &Presign::url));
 ///     }
-///
-/// Fields are QString, double, std::int64_t, or std::vector of these, enumerations and records with a form of
-/// their own, or std::optional of any of them. A field that is no optional is required, an absent optional is
-/// left out. Keys without a field are ignored.
+/// A field is a QString, a double, a std::int64_t, an enumeration or record with a form, a std::vector of
+/// these, or a std::optional of any of them. Only an optional may be absent; it is left out. Unknown keys are
+/// ignored.
 namespace tavro {
 
-/// What the JSON coder refuses. The text names the record and the key.
+/// A failure of the JSON coder. The text names the record and the key.
 class JsonError final : public Error {
 public:
     enum class Case { malformed, missingKey, wrongType, unknownName, notFinite };
@@ -58,8 +55,8 @@ struct EnumForm {
     std::array<std::pair<Enum, const char*>, count> names; ///< in the order of the enumerators
 };
 
-/// One alternative of a variant: its type's name in JSON, and the key of its record; without a key the
-/// record's fields stand beside the type.
+/// One alternative of a variant: its JSON type name and the key of its record. Without a key the record's
+/// fields stand beside the type.
 struct Alternative {
     const char* type;
     const char* payloadKey = nullptr;
@@ -82,7 +79,6 @@ constexpr auto record(const char* name, Field<Record, Values>... fields) {
     return RecordForm<Record, Values...>{name, {fields...}};
 }
 
-/// A record without fields of its own.
 template <class Record>
 constexpr auto emptyRecord(const char* name) {
     return RecordForm<Record>{name, {}};
@@ -98,9 +94,7 @@ constexpr auto variant(const char* name, const char* typeKey, const Alternative 
     return VariantForm<count>{name, typeKey, std::to_array(alternatives)};
 }
 
-// Below: how the forms are applied.
-
-/// Where in the JSON a value stands, for the error text.
+/// The position of a value in the JSON, for the error text.
 struct Place {
     const char* record = nullptr;
     const char* key = nullptr;
@@ -300,7 +294,7 @@ T decodeJson(const QByteArray& bytes) {
     return json::decode<T>(json::parse(bytes, place), place);
 }
 
-/// An enumeration's JSON string and back; no value for a string that stands for none.
+/// Converts an enumeration to its JSON string and back. An unknown string gives no value.
 template <class Enum>
 QString rawString(Enum value) {
     return json::encode(value, {}).toString();

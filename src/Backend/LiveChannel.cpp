@@ -29,7 +29,7 @@ LiveChannel::LiveChannel(
     QObject::connect(&socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), &socket,
         [this](QAbstractSocket::SocketError error) { fail(error, socket.errorString()); });
     QObject::connect(&socket, &QWebSocket::disconnected, &socket, [this] {
-        // Comes before the error that it comes from, and without one when the other side closed the channel.
+        // This signal precedes the error signal. There is no error when the peer closed the channel.
         if (socket.error() != QAbstractSocket::UnknownSocketError)
             fail(socket.error(), socket.errorString());
         else

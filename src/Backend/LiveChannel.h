@@ -15,29 +15,26 @@
 
 namespace tavro {
 
-/// A WebSocket on which text messages are sent and nothing is read; pings and close frames are answered by
-/// the library underneath. Lives and works on one thread, which runs an event loop. Destroying it drops the
-/// connection without a close frame.
+/// A WebSocket that sends text messages and reads none; the library answers pings and close frames. Use it on
+/// one thread with an event loop. The destructor drops the connection without a close frame.
 class LiveChannel {
 public:
-    /// Starts to connect. What goes wrong shows when something is sent. Pings every `keepAlive`: what lies in
-    /// between (proxies, address translation) forgets connections on which nothing is said, often after a
-    /// minute.
+    /// Starts to connect; a failure shows in `send`. Pings every `keepAlive`: proxies and address translation
+    /// drop idle connections, often after a minute.
     LiveChannel(const QNetworkRequest& request, std::chrono::milliseconds timeout,
         std::chrono::milliseconds keepAlive = std::chrono::seconds(25));
     ~LiveChannel();
     LiveChannel(const LiveChannel&) = delete;
     LiveChannel& operator=(const LiveChannel&) = delete;
 
-    /// Waits until the connection stands and the message has been handed to the system, which must not stand
-    /// still for longer than `timeout`. Messages go out in the order of the calls. Throws PlatformError
-    /// (domain "QWebSocket", QAbstractSocket::SocketError, the socket's own text).
+    /// Waits until the system has taken the message. Fails after `timeout` without progress. Keeps the order
+    /// of the calls. Throws PlatformError (domain "QWebSocket", code SocketError, the socket's text).
     static QCoro::Task<> send(std::shared_ptr<LiveChannel> channel, QString text);
 
-    /// Closes the connection with code 1000 and no reason. Keep the channel until it `isIdle`.
+    /// Closes the connection with code 1000 and no reason. Keep the channel until `isIdle()`.
     void close();
 
-    /// Ends whatever waits with an error, and the connection.
+    /// Fails all waiting operations and drops the connection.
     void cancel();
 
     bool isIdle() const; ///< neither sends nor closes: may be destroyed
@@ -57,7 +54,7 @@ private:
     QTimer ping;
     std::deque<Message> unsent;           // waiting for the handshake
     std::deque<Promise<void>> unwritten;  // in the socket's own buffer
-    std::optional<PlatformError> failure; // the first one: why nothing can be sent any more
+    std::optional<PlatformError> failure; // the first one; nothing can be sent after it
     bool closing = false;
 };
 

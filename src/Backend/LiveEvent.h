@@ -6,7 +6,6 @@
 
 namespace tavro {
 
-/// One step of a running session, reported while it is in progress.
 namespace event {
 struct Paused {
     bool operator==(const Paused&) const = default;

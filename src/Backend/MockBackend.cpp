@@ -40,7 +40,7 @@ Session& MockBackend::existing(const QString& sessionId) {
     return found->second;
 }
 
-// The log in memory is what counts: a file that cannot be written is made good by the next event's.
+// The log in memory is authoritative: the next event writes the whole file again.
 void MockBackend::persistEventLog(const QString& sessionId) {
     try {
         const QByteArray text = encodeJson(events.at(sessionId));

@@ -7,12 +7,11 @@
 
 namespace tavro {
 
-/// The backend without a service: a fixed sample project, sessions kept in memory, and for each session a
-/// folder
-/// `<root>/sessions/<id>` that receives events.json and video.mp4. What it wrote is never read back.
+/// The backend without a service: a fixed sample project, and sessions in memory. Each session writes
+/// events.json and video.mp4 to `<root>/sessions/<id>` and never reads them back.
 class MockBackend final : public BackendClient {
 public:
-    /// Creates `root` with its parents; a failure to do so shows when a video is uploaded.
+    /// Creates `root` with its parents. A failure shows when a video is uploaded.
     explicit MockBackend(std::filesystem::path root);
 
     QCoro::Task<std::optional<User>> currentUser() override; ///< always absent
@@ -26,7 +25,7 @@ public:
     QCoro::Task<> finishSession(QString sessionId, double durationSeconds) override;
     QCoro::Task<> deleteSession(QString sessionId) override;
 
-    /// The session as it stands, absent when it does not exist (any more).
+    /// The session's current record; absent when the session does not exist.
     QCoro::Task<std::optional<Session>> storedSession(QString sessionId);
     std::filesystem::path sessionFolder(const QString& sessionId) const;
 
@@ -40,7 +39,7 @@ private:
     std::vector<Scenario> scenarios;
     std::map<QString, Session> sessions;
     std::map<QString, std::vector<LiveEvent>> events;
-    SerialQueue queue; // last: all of the above is used on its thread
+    SerialQueue queue; // last: the members above are used on its thread
 };
 
 } // namespace tavro

@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-/// The records exchanged with the backend and kept by the local one. Plain values; two are equal when every
-/// field is. Their one JSON form is declared in ModelsJson.h.
+/// The records exchanged with the backend. Plain values, equal when all fields are. JSON form: ModelsJson.h.
 namespace tavro {
 
 enum class CaptureKind { display, window };
@@ -36,7 +35,6 @@ struct Scenario {
     bool operator==(const Scenario&) const = default;
 };
 
-/// What is being recorded, as it travels with a session.
 struct CaptureTargetMeta {
     CaptureKind kind = CaptureKind::display;
     QString identifier; ///< the platform's display or window number, decimal

@@ -4,7 +4,6 @@
 #include "Backend/LiveEvent.h"
 #include "Backend/Models.h"
 
-/// The JSON forms of the records and of the live event.
 namespace tavro {
 
 constexpr auto jsonForm(const CaptureKind*) {

@@ -3,7 +3,7 @@
 namespace tavro {
 
 QNetworkProxy proxyFor(QUrl url) {
-    // Settings know no WebSockets, only the HTTP that they begin with.
+    // Proxy settings have no entry for WebSockets, which begin as HTTP.
     if (url.scheme() == QLatin1String("ws"))
         url.setScheme(QStringLiteral("http"));
     else if (url.scheme() == QLatin1String("wss"))

@@ -5,8 +5,7 @@
 
 namespace tavro {
 
-/// The proxy that the application-wide settings (QNetworkProxyFactory) name for the address, or none.
-/// Loopback addresses are never proxied.
+/// The address's proxy by the application-wide settings (QNetworkProxyFactory). None for loopback.
 QNetworkProxy proxyFor(QUrl url);
 
 } // namespace tavro

@@ -7,9 +7,8 @@
 
 namespace tavro {
 
-/// The bytes that a request sends: read once, from the front. The network stack would send a request again by
-/// itself when the connection breaks; whether to try again is not its decision, so a body that has been begun
-/// cannot be taken back to its start.
+/// The bytes of a request, read once from the front. A started body cannot seek back, so the network stack
+/// does not repeat the request by itself after a broken connection.
 class RequestBody final : public QIODevice {
 public:
     explicit RequestBody(QByteArray content) : bytes(std::move(content)) {

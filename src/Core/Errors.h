@@ -7,9 +7,8 @@
 
 namespace tavro {
 
-/// Base of every failure that this program raises itself.
-/// An error has a domain (whose failure it is), a code within it and, sometimes, a text for people.
-/// Failures travel as exceptions, unchanged, from where they arise to whoever handles them.
+/// Base of every failure that this program raises. An error has a domain, a code within it and sometimes a
+/// text for people. It travels as an exception, unchanged, to its handler.
 class Error : public std::exception {
 public:
     const QString& domain() const { return errorDomain; }
@@ -21,9 +20,9 @@ public:
     const char* what() const noexcept override { return logText.constData(); }
 
 protected:
-    /// An error that reads like "Error Domain=D Code=1 "why"" in the log.
+    /// The log shows "Error Domain=D Code=1 "why"".
     Error(QString domain, int code, QString message);
-    /// A named case. It has no text for people, and reads as `name` in the log.
+    /// A named case without a text for people. The log shows `name`.
     struct Named {
         QString name;
     };
@@ -36,14 +35,14 @@ private:
     QByteArray logText;
 };
 
-/// A failure of the platform layer or of a library below it. The message keeps the library's own words.
+/// A failure of the platform layer or of a library below it, with the library's own message.
 class PlatformError final : public Error {
 public:
     PlatformError(QString domain, int code, QString message = {})
         : Error(std::move(domain), code, std::move(message)) {}
 };
 
-/// What any caught exception says of itself, whether it is an `Error` or not.
+/// The description of any caught exception, `Error` or not.
 struct ErrorDescription {
     QString domain;
     int code = 0;
@@ -54,7 +53,7 @@ struct ErrorDescription {
 /// Describes `error`, which must not be null. Any thread.
 ErrorDescription describe(const std::exception_ptr& error);
 
-/// Shorthands for handlers: of the exception being handled (`catch (...)`).
+/// Describe the exception being handled, within `catch (...)`.
 ErrorDescription describeCurrentError();
 QString localizedDescriptionOfCurrentError();
 

@@ -26,7 +26,7 @@ struct EventLoop::Queue {
     const std::thread::id thread = std::this_thread::get_id();
 };
 
-// Lives on the thread itself.
+// Lives on the loop's thread.
 struct EventLoop::Slot final : QObject {
     const std::shared_ptr<EventLoop> loop{new EventLoop};
 
@@ -39,7 +39,7 @@ struct EventLoop::Slot final : QObject {
     }
 
     bool event(QEvent* event) override {
-        // `post` held the mutex: what the other thread wrote before, the event too, is visible from here on.
+        // `post` held this mutex, so this thread sees all that the posting thread wrote before.
         std::unique_lock(loop->queue->mutex).unlock();
         if (event->type() != QEvent::User)
             return QObject::event(event);
@@ -58,7 +58,7 @@ std::shared_ptr<EventLoop> EventLoop::current() {
 }
 
 void EventLoop::post(Work work) {
-    auto event = std::make_unique<WorkEvent>(std::move(work)); // where it is dropped, outside the lock
+    auto event = std::make_unique<WorkEvent>(std::move(work)); // destroyed outside the lock when not posted
     const std::lock_guard lock(queue->mutex);
     if (queue->receiver)
         QCoreApplication::postEvent(queue->receiver, event.release());

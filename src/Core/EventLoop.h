@@ -5,16 +5,13 @@
 
 namespace tavro {
 
-/// Posts functions to the event loop of one thread, in order.
-///
-/// The functions travel as ordinary Qt events. QMetaObject::invokeMethod would do, but ThreadSanitizer sees
-/// no lock inside Qt and reports each function so carried as a race (tried with Qt 6.4). Here a mutex of ours
-/// orders the memory of the two threads.
+/// Posts functions to the event loop of one thread, in order. A mutex orders the memory of the two threads:
+/// ThreadSanitizer sees no lock inside Qt 6.4 and reports QMetaObject::invokeMethod as a race.
 class EventLoop {
 public:
     using Work = std::function<void()>;
 
-    /// The loop of the calling thread. Functions that are left when the thread ends are dropped.
+    /// The loop of the calling thread. The thread's end drops the remaining functions.
     static std::shared_ptr<EventLoop> current();
 
     ~EventLoop();

@@ -4,15 +4,14 @@
 
 #include <filesystem>
 
-/// The one application log. A line is "[LEVEL] message\n" in UTF-8, written to standard error and appended
-/// to a file in the user's log folder. Never throws, never reports its own failures. Any thread; lines of
-/// concurrent callers are neither lost nor interleaved.
+/// The application log. Each line, "[LEVEL] message\n" in UTF-8, goes to standard error and to a file in the
+/// user's log folder. Never throws or reports its own failures. Any thread; lines are neither lost nor mixed.
 namespace tavro::Log {
 
 void info(const QString& message);
 void error(const QString& message);
 
-/// The log file, determined at first use (its folder is created then) and the same for the whole process.
+/// The log file. The first call creates its folder; the path then stays the same.
 const std::filesystem::path& url();
 
 } // namespace tavro::Log

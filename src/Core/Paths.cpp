@@ -7,7 +7,7 @@ namespace tavro::Paths {
 
 namespace {
 
-// A relative value is invalid and is treated as unset, as the base directory rules ask.
+// The base directory rules treat a relative value as unset.
 std::filesystem::path folder(const char* variable, const char* belowHome) {
     const QString value = QFile::decodeName(qgetenv(variable));
     if (QDir::isAbsolutePath(value))

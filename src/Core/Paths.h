@@ -4,14 +4,13 @@
 
 #include <filesystem>
 
-/// Where this user's files belong, after the XDG base directories. Computed from the environment at
-/// every call; nothing is created. Any thread.
+/// The user's XDG base directories. Reads the environment at every call, creates nothing. Any thread.
 namespace tavro::Paths {
 
 std::filesystem::path config();             ///< $XDG_CONFIG_HOME, else ~/.config
 std::filesystem::path library();            ///< $XDG_STATE_HOME, else ~/.local/state
 std::filesystem::path applicationSupport(); ///< $XDG_DATA_HOME, else ~/.local/share
-/// The user's own temporary folder, not wiped at boot: $TMPDIR when set, else $XDG_CACHE_HOME or ~/.cache.
+/// The user's temporary folder, not cleared at boot: $TMPDIR, else $XDG_CACHE_HOME, else ~/.cache.
 std::filesystem::path temporary();
 
 QString toText(const std::filesystem::path& path);

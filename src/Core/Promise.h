@@ -13,12 +13,10 @@
 
 namespace tavro {
 
-/// A value that comes later, once, from any thread. A coroutine that awaits it goes on on its own thread,
-/// which has an event loop. Copies share the value. The first of `resolve` and `reject` counts, later ones
-/// are dropped. At most one coroutine awaits it.
-///
-/// QPromise and QFuture, awaited through QCoro, were tried: they hand an exception over inside Qt, which
-/// ThreadSanitizer reports as a race, they keep a second outcome, and each wait takes a QObject.
+/// A value that is set later, once, from any thread. Copies share it. Only the first `resolve` or `reject`
+/// counts. At most one coroutine awaits it and resumes on its own thread, which has an event loop.
+/// QPromise and QFuture with QCoro were tried: ThreadSanitizer reports their exceptions as races, they store
+/// a second outcome, and each wait needs a QObject.
 template <class T>
 class Promise {
     using Stored = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
@@ -32,7 +30,7 @@ class Promise {
     };
 
 public:
-    /// False when the value was there already.
+    /// False when the value was set already.
     template <class... Value>
     bool resolve(Value&&... value) const {
         return settle(

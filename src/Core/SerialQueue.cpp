@@ -7,7 +7,7 @@ namespace tavro {
 SerialQueue::SerialQueue(const QString& label) {
     std::promise<std::shared_ptr<EventLoop>> started;
     auto ready = started.get_future();
-    thread.setObjectName(label.right(15)); // the system's limit; the end of a label tells it from others
+    thread.setObjectName(label.right(15)); // the system's limit; labels differ at their end
     // Runs on the new thread, before its event loop.
     QObject::connect(
         &thread, &QThread::started, &thread, [&] { started.set_value(EventLoop::current()); },

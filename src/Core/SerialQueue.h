@@ -26,8 +26,7 @@ struct Outcome<QCoro::Task<T>> {
     static constexpr bool isTask = true;
 };
 
-/// Runs `operation()` and passes its outcome on. The frame of this coroutine keeps the operation, and what it
-/// captured, until the operation has finished.
+/// Runs `operation()` and settles `promise`. The coroutine keeps the operation and its captures alive.
 template <class T, class Operation>
 QCoro::Task<> fulfil(Promise<T> promise, Operation operation) {
     try {
@@ -53,15 +52,14 @@ QCoro::Task<> fulfil(Promise<T> promise, Operation operation) {
 
 } // namespace detail
 
-/// A named thread with an event loop. Functions run on it one at a time, in the order of their submission;
-/// coroutines each until their next suspension. Timers and sockets work on it.
+/// A named thread with an event loop. Runs functions one at a time in submission order, coroutines up to
+/// their next suspension. Timers and sockets work on it.
 class SerialQueue {
 public:
     using Work = EventLoop::Work;
 
     explicit SerialQueue(const QString& label);
-    /// Runs what was submitted before, then ends the loop and joins. A coroutine that is still suspended
-    /// never finishes: end what it waits for first.
+    /// Runs the submitted work, then joins. A suspended coroutine never finishes: end its wait first.
     ~SerialQueue();
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
@@ -72,8 +70,8 @@ public:
     /// Waits until `work` has run. Any thread but the queue's own.
     void sync(const Work& work);
 
-    /// Runs `operation`, a function or a coroutine function without arguments, and has its outcome. Submits
-    /// it at once. The caller has an event loop and goes on on its own thread.
+    /// Submits `operation`, a function or coroutine function without arguments, at once. Returns its outcome.
+    /// The caller has an event loop and resumes on its own thread.
     template <class Operation, class T = typename detail::Outcome<std::invoke_result_t<Operation>>::type>
     QCoro::Task<T> run(Operation operation) {
         const Promise<T> promise;

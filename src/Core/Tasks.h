@@ -7,10 +7,8 @@
 
 namespace tavro {
 
-/// Starts a task that nobody awaits, as a button does. This is the one place for that: an exception that
-/// leaves the task would be lost otherwise. It is logged as "NAME failed: …".
-///
-/// `makeTask` runs at once. What it captured lives until the task has ended.
+/// Starts a task that nobody awaits, and logs its exception as "NAME failed: …". Use no other way: the
+/// exception would be lost. `makeTask` runs at once; its captures live until the task has ended.
 void startTask(QString name, std::function<QCoro::Task<>()> makeTask);
 
 } // namespace tavro

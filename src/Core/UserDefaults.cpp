@@ -27,7 +27,7 @@ std::optional<QString> UserDefaults::string(const QString& key) const {
     const QVariant value = open(file).value(key);
     if (!value.isValid())
         return std::nullopt;
-    // An unquoted comma makes the INI reader see a list; the file's author meant one text.
+    // The INI reader turns an unquoted comma into a list; the value is one text.
     return value.typeId() == QMetaType::QStringList ? value.toStringList().join(QStringLiteral(", "))
                                                     : value.toString();
 }

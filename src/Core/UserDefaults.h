@@ -7,8 +7,8 @@
 
 namespace tavro {
 
-/// The user's stored settings: an INI file whose [General] group holds one key a line. Every access reads
-/// the file afresh, so a change made from outside takes effect at the next use. Any thread.
+/// The user's settings: an INI file with one key a line in the group [General]. Every access reads the file,
+/// so outside changes apply at once. Any thread.
 class UserDefaults {
 public:
     /// The application's own store, $XDG_CONFIG_HOME/tavro/defaults.conf.

@@ -4,8 +4,8 @@
 
 namespace tavro {
 
-/// Wakes a thread that waits for descriptors, or an event loop through a QSocketNotifier. Throws
-/// std::system_error when the system has no descriptor left.
+/// Wakes a thread that polls descriptors, or an event loop through a QSocketNotifier. Throws
+/// std::system_error without a free descriptor.
 class Waker {
 public:
     Waker();
@@ -14,7 +14,7 @@ public:
     Waker& operator=(const Waker&) = delete;
 
     void wake();  ///< any thread, any signal handler
-    void clear(); ///< the waiting thread, once awake
+    void clear(); ///< for the waiting thread, after it woke
     int descriptor() const { return fd; }
 
 private:

@@ -6,7 +6,7 @@
 
 namespace tavro {
 
-/// The application's configuration, read from the user's defaults at each access.
+/// The configuration, read from the user's defaults at each access.
 struct WorkerConfig {
     UserDefaults defaults = UserDefaults::standard();
 
@@ -18,7 +18,6 @@ struct WorkerConfig {
     bool devMode() const;
 };
 
-/// The key under which the signed-in user's e-mail address is kept for display.
 inline const QString userEmailKey = QStringLiteral("tavro.userEmail");
 
 } // namespace tavro

@@ -41,7 +41,7 @@ QString OnboardingModel::accountText() const {
 
 void OnboardingModel::grantScreen() {
     services.permissions.openScreenRecordingSettings();
-    refreshPerms(); // where nobody is asked, it is granted by now
+    refreshPerms(); // systems without a prompt have granted it by now
 }
 
 void OnboardingModel::grantMicrophone() {
@@ -78,13 +78,13 @@ QCoro::Task<> OnboardingModel::signIn() {
     try {
         auto signingIn = services.signIn.signInWithBrowser(services.config.backendURL());
         co_await signingIn;
-    } catch (...) { // the log says why; here it shows by the state alone
+    } catch (...) { // the log has the reason; the view shows only the state
     }
     setAccount(services.isSignedIn(), storedEmail());
 }
 
 void OnboardingModel::done() {
-    const auto self = shared_from_this(); // the callee lets go of the view
+    const auto self = shared_from_this(); // the callee may destroy the view
     if (isComplete())
         onDone();
 }

@@ -16,7 +16,7 @@ namespace tavro {
 
 class AppSignIn;
 
-/// What onboarding works with. The references outlive every wizard and view.
+/// The services of onboarding. The references outlive every wizard and view.
 struct OnboardingServices {
     AppSignIn& signIn;
     Permissions& permissions;
@@ -26,8 +26,7 @@ struct OnboardingServices {
     bool isSignedIn() const { return keychain.get(apiTokenAccount).has_value(); }
 };
 
-/// What the onboarding view shows: the grants, and who is signed in. Main thread. Lives in a shared_ptr: work
-/// under way keeps it alive.
+/// The onboarding view's grants and user. Main thread. Lives in a shared_ptr; running work keeps it alive.
 class OnboardingModel : public QObject, public std::enable_shared_from_this<OnboardingModel> {
     Q_OBJECT
     QML_ELEMENT
@@ -40,7 +39,7 @@ class OnboardingModel : public QObject, public std::enable_shared_from_this<Onbo
     Q_PROPERTY(bool isComplete READ isComplete NOTIFY isCompleteChanged)
 
 public:
-    /// Reads the grants; nobody is signed in until `appear()`.
+    /// Reads the grants. Shows nobody as signed in until `appear()`.
     explicit OnboardingModel(OnboardingServices services);
 
     const PermissionSet& perms() const { return permissionSet; }
@@ -49,13 +48,11 @@ public:
     QString accountText() const;
     bool isComplete() const { return permissionSet.allGranted() && isSignedIn; }
 
-    /// Asks for the grants anew, and follows them from now on. Reads who is signed in, then completes the
-    /// address from the backend.
+    /// Refreshes and follows the grants. Reads the signed-in user, then asks the backend for the address.
     QCoro::Task<> appear();
 
     std::function<void()> onDone = [] {};
 
-    // What the view's buttons call.
     Q_INVOKABLE void grantScreen();
     Q_INVOKABLE void grantMicrophone();
     Q_INVOKABLE void grantSpeech();

@@ -14,6 +14,6 @@ FormCard {
         text: section.title.toUpperCase()
         font: Theme.section
         color: Theme.c.sage
-        Accessible.ignored: true // the group bears its name
+        Accessible.ignored: true // the group has the same name
     }
 }

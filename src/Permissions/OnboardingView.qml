@@ -2,7 +2,6 @@ import QtQuick
 import Tavro.Onboarding
 import Tavro.UI
 
-// Leads through the grants and the sign-in.
 FocusScope {
     id: view
 

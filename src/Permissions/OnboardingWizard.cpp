@@ -23,7 +23,7 @@ void OnboardingWizard::present() {
     [[maybe_unused]] const volatile auto linkedIn = &qml_register_types_Tavro_Onboarding;
     const auto model = std::make_shared<OnboardingModel>(services);
     model->onDone = [this] {
-        const auto callback = onComplete; // the callee may let go of this wizard
+        const auto callback = onComplete; // the callee may destroy this wizard
         currentWindow.reset();
         callback();
     };

@@ -7,19 +7,19 @@
 
 namespace tavro {
 
-/// The first-run window: it leads through the privacy grants and the sign-in. Main thread.
+/// The first-run window for the privacy grants and the sign-in. Main thread.
 class OnboardingWizard {
 public:
     OnboardingWizard(OnboardingServices services, std::function<void()> onComplete);
 
-    /// Asks for the grants anew, for a second at most. Then calls `onComplete` when nothing is missing;
-    /// otherwise shows the window. Outlived by the wizard.
+    /// Refreshes the grants within a second. Then calls `onComplete` if nothing is missing, else shows the
+    /// window. The wizard outlives the task.
     QCoro::Task<> presentIfNeeded();
-    /// Shows a new window, in place of one that is open. Done closes it and calls `onComplete`; its close
-    /// button calls nothing.
+    /// Shows a new window in place of any open one. Done closes it and calls `onComplete`; the close button
+    /// only closes it.
     void present();
 
-    /// The account shown is looked up again.
+    /// Looks up the shown account again.
     void refreshAccount();
 
     ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none

@@ -1,7 +1,7 @@
 import QtQuick
 import Tavro.UI
 
-// One grant: whether it is there, and the button that asks for it.
+// One grant and the button that asks for it.
 Item {
     id: row
 

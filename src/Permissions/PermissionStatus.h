@@ -14,7 +14,6 @@ class Workspace;
 
 enum class Grant { unknown, denied, granted };
 
-/// The case's name.
 QString toText(Grant grant);
 
 struct PermissionSet {
@@ -25,30 +24,30 @@ struct PermissionSet {
     bool allGranted() const { return *this == PermissionSet{Grant::granted, Grant::granted, Grant::granted}; }
 };
 
-/// What the user lets this program record.
+/// The user's grants for this program.
 class Permissions {
 public:
-    /// What a relaunch needs of the running program.
+    /// The running program's part in a relaunch.
     struct Application {
-        std::function<void()> makeWay;   ///< a new instance may start beside this one from now on
+        std::function<void()> makeWay;   ///< lets a new instance start beside this one
         std::function<void()> terminate; ///< the ordinary quit
     };
     static constexpr std::chrono::milliseconds relaunchOverlap{400};
 
-    /// All that is given outlives the object.
+    /// All arguments outlive the object.
     Permissions(PrivacyServices& services, Workspace& workspace, Application application);
 
-    PermissionSet current() const; ///< at once; the microphone as it was when it was last asked for
+    PermissionSet current() const; ///< immediate; the microphone's grant is that of the last refresh
     Grant screen() const;
-    /// Asks for the microphone anew. Completes when `current` is up to date, or after a second.
+    /// Refreshes the microphone's grant. Completes when `current` is up to date, or after a second.
     QCoro::Task<> refresh() { return services.refreshMicrophone(); }
-    /// `handler` is called when `current` has changed by a refresh. There is one handler.
+    /// Sets the one handler for changes of `current` by a refresh.
     void onChange(std::function<void()> handler) { services.onMicrophoneChange(std::move(handler)); }
-    /// Never `unknown`. The caller goes on on its own thread.
+    /// Never `unknown`. The caller resumes on its own thread.
     QCoro::Task<Grant> requestMicrophone();
     QCoro::Task<Grant> requestSpeech();
     void openScreenRecordingSettings();
-    /// Starts a new instance and quits this one shortly after, whether the new one started or not.
+    /// Starts a new instance and quits this one soon after, even when the start fails.
     void relaunch();
 
 private:

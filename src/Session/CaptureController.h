@@ -9,31 +9,30 @@
 
 namespace tavro {
 
-/// What records the screen and the narration of a take. All operations are called on the main thread:
-/// `start` first; then any `pause` and `resume`; then one of `stop` and `discard`. `restartTake` may replace
-/// the take at any point after `start`.
+/// Records the screen and the narration of a take. Main thread. Call `start` first, then any `pause` and
+/// `resume`, then `stop` or `discard`. `restartTake` may replace the take at any time after `start`.
 class CaptureController {
 public:
     virtual ~CaptureController() = default;
 
-    /// Records `target` into `outputURL`, with sound beside it when `includeMic`. Completes when the capture
-    /// runs. Throws what keeps the picture from being recorded; a failure of the sound never does.
+    /// Records `target` into `outputURL`, and the sound beside it when `includeMic` is set. Completes when
+    /// the capture runs. Throws failures of the picture, never of the sound.
     virtual QCoro::Task<> start(
         CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) = 0;
-    virtual void pause() = 0; ///< the picture stands still; the sound goes on
+    virtual void pause() = 0; ///< the picture freezes; the sound goes on
     virtual void resume() = 0;
-    /// Completes when all files of the take are finished; returns the video's.
+    /// Completes all files of the take; returns the video's.
     virtual QCoro::Task<std::filesystem::path> stop() = 0;
-    /// Throws the take away and starts another with the same target.
+    /// Deletes the take and starts another with the same target.
     virtual QCoro::Task<> restartTake(std::filesystem::path outputURL) = 0;
-    /// Stops and deletes the take's files. Never throws.
+    /// Stops the take and deletes its files. Never throws.
     virtual QCoro::Task<> discard() = 0;
 
-    /// The finished sound file of the take, when it has one. Readable after `stop()`.
+    /// The take's finished sound file, if any. Readable after `stop()`.
     virtual std::optional<std::filesystem::path> audioFile() const { return std::nullopt; }
 };
 
-/// Joins the picture and the sound of a take into one file. Throws; leaves both inputs untouched.
+/// Joins a take's picture and sound into one file. Throws; leaves both inputs untouched.
 class TakeMuxer {
 public:
     virtual ~TakeMuxer() = default;

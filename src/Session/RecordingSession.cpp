@@ -6,7 +6,7 @@
 
 namespace tavro {
 
-// Marks the time in which an operation changes the take's files; those that must wait go on when it ends.
+// Marks an operation that changes the take's files. Its end resumes the waiting operations.
 class RecordingSession::FileWork {
 public:
     explicit FileWork(RecordingSession& owner) : session(owner) { session.filesBusy = true; }
@@ -30,8 +30,7 @@ RecordingSession::RecordingSession(std::shared_ptr<BackendClient> client, Captur
     , folder(std::move(workDirectory))
     , now(std::move(clock)) {}
 
-// A restart leaves the phase `recording`, a delete `idle`, while the capture still works on it: there the
-// phase alone does not keep two operations from working on the capture at once.
+// A restart in `recording` or a delete in `idle` may still use the capture; the phase alone cannot show it.
 bool RecordingSession::mustWait() const {
     const SessionPhase phase = machine.phase();
     return filesBusy &&
@@ -114,7 +113,6 @@ QCoro::Task<> RecordingSession::restart() {
     startClock();
 }
 
-// Sends the event for the current session, if there is one.
 QCoro::Task<> RecordingSession::report(LiveEvent event) {
     if (!id)
         co_return;
@@ -148,8 +146,7 @@ QCoro::Task<> RecordingSession::finish() {
     machine.apply(SessionAction::uploadComplete);
 }
 
-// Ends the take, from `recording` or `paused` to `uploading`: the joined file when there is sound, else the
-// picture's.
+// Ends the take, `recording` or `paused` to `uploading`. Returns the joined file; without one, the video.
 QCoro::Task<std::filesystem::path> RecordingSession::finalFile(QString session, QString withoutMux) {
     machine.apply(SessionAction::finish);
     const FileWork work(*this);
@@ -179,7 +176,7 @@ QCoro::Task<> RecordingSession::deleteSession() {
         co_return;
     const QString session = *id;
     machine.apply(SessionAction::delete_);
-    // To the end: the next session must not take the place of one that is still being deleted.
+    // The next session must wait until this one is deleted.
     const FileWork work(*this);
     co_await capture.discard();
     if (id == session) {

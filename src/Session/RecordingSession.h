@@ -11,42 +11,38 @@
 
 namespace tavro {
 
-/// Drives one recording session after another, each from its opening to its upload. Main thread only.
-///
-/// Every operation throws TransitionError, with nothing done, when it does not fit the phase, and passes on
-/// unchanged what the backend and the capture throw. The object outlives the operations running on it.
+/// Drives recording sessions, one after another. Main thread only. The object outlives its operations. They
+/// throw TransitionError, without an effect, in a wrong phase, and pass on errors of backend and capture.
 class RecordingSession {
 public:
     using Clock = std::chrono::steady_clock;
     using Now = std::function<Clock::time_point()>;
 
-    /// `capture` and `muxer` outlive the session. `workDirectory` is created.
+    /// `capture` and `muxer` outlive the session. Creates `workDirectory`.
     RecordingSession(std::shared_ptr<BackendClient> backend, CaptureController& capture, TakeMuxer& muxer,
         std::filesystem::path workDirectory, Now now = &Clock::now);
 
-    /// Opens a session on the backend and starts capture. A failure returns to `idle` and discards what was
-    /// captured; a session that the backend created by then stays there.
+    /// Opens a session on the backend and starts the capture. A failure returns to `idle` and discards the
+    /// capture; a session already created on the backend stays there.
     QCoro::Task<> begin(
         QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta target, bool includeMic);
-    /// The picture stands still from here to `resume`. A failure to report it is thrown with the pause in
-    /// force.
+    /// Freezes the picture until `resume`. Throws when the report fails; the pause stays in force.
     QCoro::Task<> pause();
     QCoro::Task<> resume();
-    /// Throws the take so far away and records again, within the same session.
+    /// Discards the take and records again within the same session.
     QCoro::Task<> restart();
-    /// Stops capture, joins picture and sound, reports the duration and uploads. Nothing to do without a
+    /// Stops the capture, joins picture and sound, reports the duration, uploads. Does nothing without a
     /// session.
     QCoro::Task<> finish();
-    /// Throws take and session away. Nothing to do without a session.
+    /// Deletes take and session. Does nothing without a session.
     QCoro::Task<> deleteSession();
 
-    /// For a program that ends during a take: finishes the take's files, so that they play, and leaves them
-    /// in the work folder without a word to the backend. Returns the video's file, the joined one when there
-    /// is sound, or nothing when nothing was being recorded. With a finish under way, waits until its files
-    /// are complete.
+    /// For the program's end during a take: completes the files in the work folder without a report to the
+    /// backend. Returns the video, joined with any sound; nothing without a take. First lets a running finish
+    /// complete its files.
     QCoro::Task<std::optional<std::filesystem::path>> finalizeTake();
 
-    /// Back to `idle` and ready for another session, from any phase.
+    /// Returns to `idle` from any phase.
     void reset();
 
     /// Seconds of the current take without its pauses; 0 when there is none.
@@ -56,8 +52,7 @@ public:
     const std::optional<std::filesystem::path>& outputURL() const {
         return output;
     } ///< the current take's video
-    /// The sound of the take that was finished, when it could not be joined to the picture and so is not in
-    /// what was uploaded.
+    /// The sound that was not uploaded, because it could not be joined to the picture.
     const std::optional<std::filesystem::path>& soundLeftBehind() const { return soundLeft; }
 
 private:

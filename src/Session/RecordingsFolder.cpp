@@ -20,7 +20,7 @@ constexpr auto soundSuffix = ".m4a";
 constexpr auto muxedSuffix = "-muxed.mp4";
 constexpr auto markSuffix = ".uploaded";
 
-// An instance that makes way for this one may still be at work: what it writes changes all the time.
+// Another instance that is about to end may still write; its files keep changing.
 constexpr std::chrono::minutes longestStandstill{1};
 
 bool isFile(const fs::path& path) {
@@ -47,7 +47,7 @@ bool isAbandoned(const fs::path& unfinished) {
     return !failed && fs::file_time_type::clock::now() - changed > longestStandstill;
 }
 
-// Of a recording's files the most complete one: picture and sound joined, else the picture, else the sound.
+// True for the most complete file of a recording: joined, else picture, else sound.
 bool standsForItsRecording(const fs::path& path) {
     if (path.string().ends_with(muxedSuffix))
         return true;
@@ -66,7 +66,7 @@ RecordingsFolder::RecordingsFolder(fs::path path) : folder(std::move(path)) {
     fs::permissions(folder, fs::perms::owner_all, ignored);
 }
 
-// An identifier comes from the backend: whatever it is, the file lies in this folder.
+// The identifier comes from the backend; the file must stay in this folder.
 fs::path RecordingsFolder::file(const QString& sessionId, const char* suffix) const {
     QString name = sessionId;
     name.replace(QLatin1Char('/'), QLatin1Char('_')).remove(QChar::Null);
@@ -81,8 +81,7 @@ fs::path RecordingsFolder::muxed(const QString& sessionId) const {
     return file(sessionId, muxedSuffix);
 }
 
-// Without its mark a session counts as never uploaded, and its files are kept: nothing is lost by a failure
-// here.
+// A failure loses nothing: without its mark a session counts as not uploaded, and its files are kept.
 void RecordingsFolder::markUploaded(const QString& sessionId) const {
     QFile mark(Paths::toText(file(sessionId, markSuffix)));
     if (mark.open(QIODevice::WriteOnly))
@@ -94,10 +93,10 @@ void RecordingsFolder::removeUploaded() const {
         if (mark.extension() != markSuffix)
             continue;
         const std::string stem = (folder / mark.stem()).string();
-        if (isFile(stem + muxedSuffix)) // else the sound is not in what was uploaded
+        if (isFile(stem + muxedSuffix)) // else the upload lacks the sound
             Files::remove(stem + soundSuffix);
         for (const char* suffix : {videoSuffix, muxedSuffix, markSuffix})
-            Files::remove(stem + suffix); // the mark last, so that an interrupted removal is taken up again
+            Files::remove(stem + suffix); // the mark last: an interrupted removal continues next time
     }
 }
 

@@ -7,13 +7,12 @@
 
 namespace tavro {
 
-/// The folder in which takes are recorded, readable by its user alone, and the names of a session's files in
-/// it. The sound of a take lies beside its video, with the extension m4a. A mark beside them says that the
-/// session was uploaded: its files have served their purpose, but for sound that was not joined to the
-/// picture.
+/// The folder of recorded takes, readable only by its user, and the names of their files. A take's sound has
+/// the extension m4a. A mark means that the session was uploaded: its files can be removed, except sound that
+/// was not joined to the picture.
 class RecordingsFolder {
 public:
-    /// Creates the folder with its parents; a failure shows when a take is recorded into it.
+    /// Creates the folder with its parents. A failure shows when a take is recorded into it.
     explicit RecordingsFolder(std::filesystem::path path);
 
     std::filesystem::path video(const QString& sessionId) const;
@@ -21,11 +20,10 @@ public:
 
     void markUploaded(const QString& sessionId) const;
 
-    void removeUploaded() const; ///< the files of sessions that were
+    void removeUploaded() const; ///< the files of uploaded sessions
 
-    /// To be called once at the program's start: removes those, and what an interrupted rewrite left. What
-    /// was never uploaded is kept and named in the log. Returns one file of each such recording, the most
-    /// complete one, in alphabetical order.
+    /// Call once at the program's start. Removes the files of uploaded sessions and of interrupted rewrites.
+    /// Logs and keeps the others; returns the most complete file of each recording, in alphabetical order.
     std::vector<std::filesystem::path> tidy() const;
 
 private:

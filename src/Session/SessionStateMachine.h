@@ -20,11 +20,10 @@ enum class SessionAction {
     delete_,
 };
 
-/// The cases' names, as they stand in a log line.
 QString name(SessionPhase phase);
 QString name(SessionAction action);
 
-/// Decides which step of a recording session may come next. A plain value.
+/// The permitted steps of a recording session. A plain value.
 class SessionStateMachine {
 public:
     /// An action that does not fit the phase: `invalid(from:action:)`.

@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// The surface of a card.
 Rectangle {
     radius: Theme.rMd
     color: Theme.c.card

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// A round button with a symbol, which shows for a moment that it was pressed.
+// A round button with a symbol; shows a press for a moment.
 T.Button {
     id: control
 

@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds levelInterval{100};
 constexpr float levelSteps = 44; // the meter's width in points
 
 float inSteps(float level) {
-    const float inRange = level > 0 ? std::min(level, 1.0f) : 0.0f; // not a number counts as silence
+    const float inRange = level > 0 ? std::min(level, 1.0f) : 0.0f; // NaN counts as silence
     return std::round(inRange * levelSteps) / levelSteps;
 }
 
@@ -43,7 +43,7 @@ void ControlBarModel::showLevel() {
     if (shown == displayedLevel)
         return;
     displayedLevel = shown;
-    levelTimer.start(); // what comes until then is shown then
+    levelTimer.start(); // the timeout shows the latest level
     emit shownLevelChanged();
 }
 

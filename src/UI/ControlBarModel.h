@@ -10,9 +10,8 @@
 
 namespace tavro {
 
-/// What the recording control bar shows, and what its controls do. Main thread. Lives in a shared_ptr. The
-/// owner sets the callbacks and writes the state; a control that is pressed calls back and changes nothing
-/// here by itself.
+/// The state and callbacks of the recording control bar. Main thread. Lives in a shared_ptr. The owner sets
+/// the callbacks and writes the state; a pressed control only calls back.
 class ControlBarModel : public QObject, public std::enable_shared_from_this<ControlBarModel> {
     Q_OBJECT
     QML_ELEMENT
@@ -32,9 +31,8 @@ public:
     QString elapsed() const { return elapsedText; }
     void setElapsed(const QString& text);
 
-    /// The audio level as given. The bar shows it as `shownLevel`, which is in 0…1, in steps that the meter
-    /// can show, and changes a few times a second at most: what a recording shows of itself it also has to
-    /// record.
+    /// The audio level as given. The bar shows `shownLevel`: 0…1, in steps of the meter, a few changes a
+    /// second at most. Each change of the bar is one more picture to record.
     float level() const { return currentLevel; }
     void setLevel(float level);
     float shownLevel() const { return displayedLevel; }
@@ -45,14 +43,13 @@ public:
     bool isFinishing() const { return finishing; }
     void setFinishing(bool finishing);
 
-    /// The session is being deleted: the time stands.
+    /// The session is being deleted: the time stops.
     void setDeleting();
 
-    /// It is being finished or deleted: no control reacts any more.
+    /// The session is being finished or deleted; no control reacts.
     bool isEnding() const { return finishing || deleting; }
 
-    /// How much of the video the service has, 0…1; below 0 while nothing is uploaded. In steps of a
-    /// hundredth.
+    /// The uploaded share of the video, 0…1 in steps of 0.01; below 0 without an upload.
     double uploadProgress() const { return progress; }
     void setUploadProgress(double fraction);
 
@@ -62,7 +59,7 @@ public:
     Callback onRestart = [] {};
     Callback onDelete = [] {};
 
-    // What the bar's controls call. Nothing reacts while the session is ending.
+    // For the bar's controls; no effect while the session is ending.
     Q_INVOKABLE void pauseOrResume();
     Q_INVOKABLE void finish();
     Q_INVOKABLE void restart();

@@ -2,7 +2,6 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// A line of text to fill in.
 T.TextField {
     id: field
 

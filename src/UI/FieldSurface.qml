@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// What lies behind a field that can be filled in.
 Rectangle {
     required property bool focused
 

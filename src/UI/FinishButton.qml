@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// Ends the recording.
 PillButton {
     id: control
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Tavro.UI
 
-// Says that the recording is being finished and, once it is uploaded, how far that has come.
+// Shows that the recording is being finished, and the progress of its upload.
 Item {
     id: note
 

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// Shows that the keyboard is at a control: a ring just outside its parent.
+// A ring just outside its parent; marks the keyboard focus.
 Rectangle {
     required property T.Control around
 

@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// A group of rows on a card.
 CardSurface {
     id: surface
 

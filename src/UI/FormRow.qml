@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// A label and the field that it names.
 Item {
     id: row
 
@@ -19,7 +18,7 @@ Item {
         text: row.label
         font: Theme.body
         color: Theme.c.sand
-        Accessible.ignored: true // the field bears its name
+        Accessible.ignored: true // the field has the same name
     }
     Item {
         id: holder

@@ -11,7 +11,7 @@ void Glow::paint(QPainter* painter) {
     QRadialGradient light(boundingRect().center(), width() / 2);
     constexpr int stops = 8;
     for (int i = 0; i <= stops; ++i) {
-        // The bell of a blurred disc, brought to nothing at the edge.
+        // The profile of a blurred disc, reduced to zero at the edge.
         const double r = static_cast<double>(i) / stops;
         QColor color = lightColor;
         color.setAlphaF(static_cast<float>(lightColor.alphaF() * std::exp(-3 * r * r) * (1 - r)));

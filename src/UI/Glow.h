@@ -6,7 +6,7 @@
 
 namespace tavro {
 
-/// Light around a round thing: `color` in the middle, nothing at the item's edge.
+/// A round glow: `color` in the middle, transparent at the item's edge.
 class Glow : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT

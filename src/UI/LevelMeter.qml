@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// How loud it is: a track, filled from its leading edge.
 Rectangle {
     required property real level
 

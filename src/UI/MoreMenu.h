@@ -10,8 +10,8 @@ namespace tavro {
 
 class ControlBarModel;
 
-/// The bar's menu of what throws the take away: whether it is open, and which item the keyboard or the
-/// pointer is at. It lies in a window of its own, which never has the focus; the keys come from the bar.
+/// The bar's menu of actions that discard the take: whether it is open, and the current item. Its window
+/// never has the focus; the bar forwards the keys.
 class MoreMenu : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -37,7 +37,7 @@ public:
     Q_INVOKABLE void toggle();
     Q_INVOKABLE void close();
     Q_INVOKABLE void move(int by); ///< opens the menu when it is closed
-    /// Closes the menu and does what the item says; with none, only closes.
+    /// Closes the menu and runs the item's action, if there is an item.
     Q_INVOKABLE void choose(int item);
 
 signals:

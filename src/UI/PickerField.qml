@@ -10,7 +10,7 @@ T.ComboBox {
     required property var items
     required property string selectedId
     signal picked(string id)
-    signal submitted // Return, which a combo box otherwise keeps to itself
+    signal submitted // the Return key, which a plain combo box does not pass on
 
     function showSelected() { currentIndex = indexOfValue(selectedId) }
 

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// What the buttons with a text share: the ends are round, and the size is that of what they hold.
+// The base of the text buttons: round ends, sized by the content.
 T.Button {
     id: control
 

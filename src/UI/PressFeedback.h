@@ -8,8 +8,8 @@
 
 namespace tavro {
 
-/// Which symbol was just pressed, for as long as the press is shown. Every press ends what is shown when its
-/// own time is over, also when another press came in between.
+/// The symbol pressed last, while the press is shown. Each press clears it after its own time, even a newer
+/// one.
 class PressFeedback : public QObject {
     Q_OBJECT
     QML_ELEMENT

@@ -9,8 +9,7 @@ namespace tavro {
 
 namespace {
 
-/// How much larger than ordinary the desktop wants text: by its resolution, and by a font larger than the
-/// largest that a desktop comes with.
+/// The desktop's text scale: by its resolution, and by a font larger than any desktop's default.
 double textScale() {
     constexpr double ordinaryDpi = 96;
     constexpr double ordinaryPoints = 11;

@@ -9,8 +9,7 @@
 
 namespace tavro {
 
-/// The theme as the QML singleton `Theme`. Text is as large as the desktop wants it: the sizes given are for
-/// an ordinary text size, and `scaled()` takes a length that has to grow with the text along.
+/// The QML singleton `Theme`. Fonts follow the desktop's text scale; `scaled()` applies it to a length.
 class QmlTheme : public QObject {
     Q_OBJECT
     QML_NAMED_ELEMENT(Theme)

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// The bar that floats over the screen while it is recorded.
+// The bar that floats over the recorded screen.
 FocusScope {
     id: bar
 
@@ -31,7 +31,7 @@ FocusScope {
 
         DragHandler {
             objectName: "drag"
-            target: null // the window is moved, by its owner
+            target: null // the owner moves the window instead
         }
 
         Row {

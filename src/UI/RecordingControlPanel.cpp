@@ -21,7 +21,7 @@ constexpr std::chrono::seconds tick{1};
 constexpr int aboveBottom = 60; // points between the panel and the end of the usable screen
 constexpr int menuGap = 6;      // points between the panel and its menu
 
-/// The part of the window that the item called `name` covers, its corners rounded by its own radius.
+/// The window area of the item `name`, with the item's own corner radius.
 QPainterPath shapeOf(const ViewWindow& window, const QString& name) {
     const auto* item = window.rootObject()->findChild<QQuickItem*>(name);
     if (!item)

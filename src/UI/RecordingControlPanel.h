@@ -17,9 +17,8 @@ namespace tavro {
 class ControlBarModel;
 class Windowing;
 
-/// The small bar that floats near the bottom of the screen while a recording runs. It never takes the
-/// keyboard's focus from the program being recorded of its own accord; it can be dragged by its background.
-/// When a screen changes so that a part of it is out of sight, it returns to its place. Main thread.
+/// The bar near the bottom of the screen during a recording, dragged by its background. Takes the keyboard
+/// focus only at the user's request. Returns to its place when a screen change hides a part. Main thread.
 class RecordingControlPanel : public QObject {
 public:
     /// Seconds recorded so far.
@@ -29,22 +28,21 @@ public:
     RecordingControlPanel(ControlBarModel& model, Windowing& windowing);
     ~RecordingControlPanel() override;
 
-    /// Puts the panel at its place on the main screen and in front of everything.
+    /// Shows the panel at its place on the main screen, above all windows.
     void show();
-    /// From now on writes the elapsed time into the model once a second, in place of any earlier source.
+    /// Writes the elapsed time into the model once a second. Replaces any earlier source.
     void startTimer(Elapsed elapsed);
     /// Ends the timer and hides the panel.
     void close();
 
-    /// Gives the panel the keyboard, because the user asked for it; it falls back to not taking any when the
-    /// focus goes elsewhere. Puts it where it can be seen.
+    /// Moves the panel into view and gives it the keyboard focus. It accepts no focus after losing it.
     void takeFocus();
 
     MoreMenu& moreMenu() { return *menu; }
     ViewWindow* window() const { return panel.get(); }
     ViewWindow* menuWindow() const { return currentMenuWindow.get(); } ///< null while the menu is closed
 
-    /// Minutes and seconds, "75:03"; hours count as minutes. Time that cannot be is shown as none.
+    /// Minutes and seconds, "75:03", without hours. An impossible time counts as 0.
     static QString elapsedText(double seconds);
 
 private:
@@ -62,7 +60,7 @@ private:
     const std::shared_ptr<MoreMenu> menu;
     ViewWindowPtr panel;
     ViewWindowPtr currentMenuWindow;
-    std::optional<QPoint> dragStart; ///< where the panel was when the user took hold of it
+    std::optional<QPoint> dragStart; ///< the panel's position at the start of the drag
     std::optional<QTimer> timer;
 };
 

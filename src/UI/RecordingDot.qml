@@ -1,7 +1,7 @@
 import QtQuick
 import Tavro.UI
 
-// The sign that a recording runs; dimmed while it is paused.
+// The recording sign; dimmed during a pause.
 Item {
     id: dot
 

@@ -2,7 +2,6 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// What the bar's More button offers.
 Item {
     id: root
 

@@ -15,7 +15,7 @@ SessionSetupController::SessionSetupController(std::shared_ptr<BackendClient> ba
 void SessionSetupController::show() {
     const auto model = std::make_shared<SetupModel>(backend, displays);
     model->onStart = [this](const SetupResult& result) {
-        const OnStart callback = onStart; // the callee may let go of this controller
+        const OnStart callback = onStart; // the callee may destroy this controller
         currentWindow.reset();
         callback(result);
     };

@@ -8,8 +8,7 @@
 
 namespace tavro {
 
-/// The window in which the user chooses what to record. Main thread. Destroying the controller closes the
-/// window.
+/// The window to choose what to record. Main thread. The destructor closes it.
 class SessionSetupController {
 public:
     using OnStart = std::function<void(SetupResult)>;
@@ -18,8 +17,8 @@ public:
     SessionSetupController(std::shared_ptr<BackendClient> backend, SetupModel::Displays displays,
         OnStart onStart, OnCancel onCancel);
 
-    /// Shows a new window with an empty form and starts to fill it. Start and Cancel close the window before
-    /// they call back; its close button calls nothing.
+    /// Shows a new window and fills its form. Start and Cancel close it, then call back; the close button
+    /// only closes it.
     void show();
 
     ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none

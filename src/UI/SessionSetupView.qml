@@ -1,7 +1,6 @@
 import QtQuick
 import Tavro.UI
 
-// The form in which the user chooses what to record.
 FocusScope {
     id: form
 

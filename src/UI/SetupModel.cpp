@@ -13,7 +13,6 @@ namespace tavro {
 
 namespace {
 
-/// The id of a list's first entry; none when it is empty.
 template <class Records>
 std::optional<QString> firstId(const Records& records) {
     return records.empty() ? std::nullopt : std::optional(records.front().id);
@@ -127,14 +126,14 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
     try {
         auto creating = backend->createScenario(project, name, QString());
         const Scenario created = co_await creating;
-        if (projectId == project) { // else it is in no list that is shown
+        if (projectId == project) { // else the shown list is another project's
             scenarioList.push_back(created);
             emit scenariosChanged();
             setScenarioId(created.id);
         }
         if (newName == name)
             setNewScenarioName({});
-    } catch (...) { // the name stays in its field, to be tried again
+    } catch (...) { // the name stays in its field for another try
     }
     setAdding(false);
 }
@@ -153,12 +152,12 @@ std::optional<SetupResult> SetupModel::makeResult() const {
 }
 
 void SetupModel::add() {
-    if (canAdd()) // a screen reader presses buttons that are disabled, too
+    if (canAdd()) // a screen reader can press disabled buttons
         startTask(QStringLiteral("setup"), [this] { return createScenario(newName); });
 }
 
 void SetupModel::start() {
-    const auto self = shared_from_this(); // the callee lets go of the form
+    const auto self = shared_from_this(); // the callee may destroy the form
     if (const auto result = makeResult(); result && canStart())
         onStart(*result);
 }

@@ -18,10 +18,9 @@ namespace tavro {
 
 class BackendClient;
 
-/// The choices of the setup form and what the user has chosen. Main thread. Lives in a shared_ptr: work under
-/// way keeps it alive. Failures to load leave a list empty and a line in the log.
-///
-/// In QML a list is one of objects with `id` and `text`, and an absent selection reads as the empty string.
+/// The setup form's lists and selections. Main thread. Lives in a shared_ptr; running work keeps it alive. A
+/// failed load leaves an empty list and a log line. QML lists hold objects with `id` and `text`; an absent
+/// selection is the empty string.
 class SetupModel : public QObject, public std::enable_shared_from_this<SetupModel> {
     Q_OBJECT
     QML_ELEMENT
@@ -66,7 +65,7 @@ public:
 
     /// Fills the lists and selects the first of each.
     QCoro::Task<> load();
-    /// Fills `scenarios` with those of the selected project. When several run, the last to finish counts.
+    /// Fills `scenarios` for the selected project. Of several calls the last to finish counts.
     QCoro::Task<> reloadScenarios();
     /// Selects a project and starts to load its scenarios.
     Q_INVOKABLE void selectProject(const QString& id);
@@ -78,7 +77,6 @@ public:
     std::function<void(SetupResult)> onStart = [](const SetupResult&) {};
     std::function<void()> onCancel = [] {};
 
-    // What the form's buttons call.
     Q_INVOKABLE void add();
     Q_INVOKABLE void start();
     Q_INVOKABLE void cancel();
@@ -114,7 +112,7 @@ private:
     QString captureIdText() const { return captureId.value_or(QString()); }
     bool noDisplays() const { return captureList.empty(); }
     bool canAdd() const { return !adding && !newName.isEmpty(); }
-    /// Not while the scenarios shown are those of another project than the one shown.
+    /// False while the shown scenarios belong to another project.
     bool canStart() const { return scenarioId && captureId && listedProjectId == projectId; }
 
     const std::shared_ptr<BackendClient> backend;
@@ -124,7 +122,7 @@ private:
     std::vector<Scenario> scenarioList;
     std::vector<CaptureOption> captureList;
     std::optional<QString> projectId;
-    std::optional<QString> listedProjectId; ///< whose scenarios are in the list
+    std::optional<QString> listedProjectId; ///< the project of the listed scenarios
     std::optional<QString> scenarioId;
     std::optional<QString> captureId;
     QString appUrlText;

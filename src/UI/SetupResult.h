@@ -4,7 +4,6 @@
 
 namespace tavro {
 
-/// What a completed setup form yields.
 struct SetupResult {
     QString scenarioId;
     std::optional<QString> appUrl;

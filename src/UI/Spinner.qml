@@ -1,7 +1,7 @@
 import QtQuick
 import Tavro.UI
 
-// Turns while something is under way, a twelfth at a time.
+// A busy sign that turns by a twelfth at a time.
 Symbol {
     id: spinner
 

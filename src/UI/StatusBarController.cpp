@@ -16,7 +16,7 @@
 namespace tavro {
 namespace {
 
-/// A menu whose shortcuts work while it is open: it belongs to no window that would see to them.
+/// A menu that handles its shortcuts while open: no window does it for a tray menu.
 class ShortcutMenu final : public QMenu {
 protected:
     void keyPressEvent(QKeyEvent* event) override {
@@ -82,7 +82,7 @@ void StatusBarController::buildMenu() {
     quit->setShortcut(Qt::CTRL | Qt::Key_Q);
 }
 
-// Qt chooses once, at the first icon, how it reaches the tray; hence no icon before there is one.
+// Qt chooses its tray protocol once, at the first icon. So the icon waits for a tray.
 void StatusBarController::showIcon() {
     if (!statusItem) {
         statusItem = std::make_unique<QSystemTrayIcon>();

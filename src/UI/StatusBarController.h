@@ -14,13 +14,13 @@ namespace tavro {
 
 class TrayHost;
 
-/// The program's only permanent presence: an icon in the desktop's tray with a menu. Where no tray is, the
-/// icon comes as soon as one does. Main thread; needs a QApplication.
+/// The tray icon and its menu, the program's only permanent part. The icon appears as soon as a tray exists.
+/// Main thread; needs a QApplication.
 class StatusBarController {
 public:
     using Callback = std::function<void()>;
 
-    /// `host` outlives the controller, which takes over its callbacks.
+    /// `host` outlives the controller, which sets its callbacks.
     StatusBarController(TrayHost& host, Callback onNewSession, Callback onSettings, Callback onViewLogs);
     ~StatusBarController();
 
@@ -36,7 +36,7 @@ private:
     TrayHost& host;
     const Callback onNewSession, onSettings, onViewLogs;
     std::unique_ptr<QMenu> menu;
-    std::unique_ptr<QSystemTrayIcon> statusItem; ///< none before a tray was there
+    std::unique_ptr<QSystemTrayIcon> statusItem; ///< null until a tray exists
     std::optional<QColor> tint;
 };
 

@@ -7,11 +7,10 @@ class QColor;
 
 namespace tavro {
 
-/// The program's mark: a viewfinder frame of four corner brackets with a dot in its middle, drawn in one
-/// colour on nothing. Designed on a square of 18 points.
+/// The program's mark: four corner brackets around a dot, in one colour on a transparent ground.
 QPixmap captureFramePixmap(const QColor& color, double points = 18, double devicePixelRatio = 1);
 
-/// The same as an icon that is sharp at every size that panels ask for.
+/// The mark as an icon, sharp at every panel size.
 QIcon captureFrameIcon(const QColor& color);
 
 } // namespace tavro

@@ -11,7 +11,7 @@ namespace tavro {
 
 namespace {
 
-// Every symbol is designed on a square of 16, y downwards.
+// Symbols are designed on a square of 16, y downwards.
 constexpr double design = 16;
 
 void stroke(QPainter& painter, const QColor& color, double width, const QPainterPath& path) {
@@ -60,7 +60,7 @@ void ring(QPainter& painter, const QColor& color) {
 
 void checkmarkInCircle(QPainter& painter, const QColor& color) {
     painter.fillPath(circle({8, 8}, 7.3), color);
-    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut); // what lies behind shows through
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut); // cuts the shape out
     stroke(painter, Qt::black, 1.7, line({{4.9, 8.3}, {7.1, 10.5}, {11.2, 5.7}}));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 }

@@ -6,8 +6,7 @@
 
 namespace tavro {
 
-/// A symbol drawn in one colour, as large as the item: sharp at every scale, in any number of colours, with
-/// no image files. The names are those by which the views speak of symbols; an unknown one draws nothing.
+/// A symbol in one colour, sharp at every size, without image files. An unknown name draws nothing.
 class Symbol : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT

@@ -2,7 +2,6 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// Something that is on or off.
 T.Switch {
     id: toggle
 
@@ -14,7 +13,7 @@ T.Switch {
     Accessible.onPressAction: flip()
     Accessible.onToggleAction: flip()
 
-    function flip() { // as the user does
+    function flip() { // the same as a click
         checked = !checked
         toggled()
     }

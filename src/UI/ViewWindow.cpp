@@ -17,7 +17,7 @@ namespace tavro {
 
 namespace {
 
-/// The engine that all windows share for as long as there are any.
+/// The QML engine of all windows; destroyed with the last.
 std::shared_ptr<QQmlEngine> sharedEngine() {
     static std::weak_ptr<QQmlEngine> current;
     if (auto engine = current.lock())

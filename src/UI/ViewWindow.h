@@ -10,32 +10,29 @@ class QQmlEngine;
 namespace tavro {
 
 namespace detail {
-/// What has to outlive a view.
+/// Members that outlive the view.
 struct ViewSupport {
     std::shared_ptr<QQmlEngine> qmlEngine;
     std::shared_ptr<void> kept;
 };
 } // namespace detail
 
-/// A window that shows one of the program's QML views, drawn by the processor and always exactly as large as
-/// the view wants to be. The QML engine comes into being with the first window and goes with the last: the
-/// program's ordinary state is to have none. Main thread.
+/// A window for one QML view, drawn in software and sized by the view. The first window creates the QML
+/// engine and the last destroys it: the program usually has no window. Main thread.
 class ViewWindow : private detail::ViewSupport, public QQuickView {
 public:
-    /// `view` names the QML file below qrc:/qml/Tavro, e.g. "UI/SessionSetupView.qml". `properties` are the
-    /// view's required properties; `kept` lives as long as the view. Not shown yet. Throws std::logic_error
-    /// when the view cannot be made.
+    /// `view`: QML file below qrc:/qml/Tavro, e.g. "UI/SessionSetupView.qml". `properties`: its required
+    /// ones. `kept` lives as long as the view. Starts hidden. Throws std::logic_error when the view cannot be
+    /// made.
     ViewWindow(const QString& view, const QVariantMap& properties, std::shared_ptr<void> kept = nullptr);
 
-    /// Shows it as an ordinary window with a title bar and a close button, on the theme's background and in
-    /// the middle of the screen; in front and with the focus.
+    /// Shows a window with title bar, close button and the theme's background: centred, in front, focused.
     void showOrdinary(const QString& title);
 
-    /// Called when the user closes the window. May let go of it.
+    /// Called when the user closes the window. May destroy the window.
     std::function<void()> onClosed = [] {};
 
-    /// For an owner whose view may be on the stack when it lets go of the window: hides it at once and
-    /// destroys it when the event loop runs again.
+    /// Hides the window at once and destroys it from the event loop: the view's own code may be running.
     struct Release {
         void operator()(ViewWindow* window) const;
     };

@@ -22,7 +22,6 @@ namespace {
 using test::CallbackClient;
 using test::waitUntil;
 
-/// A backend that knows who is signed in, or fails to say so.
 class BackendOfUser final : public BackendClient {
 public:
     std::optional<User> user;
@@ -60,7 +59,7 @@ protected:
     QCoro::Task<QString> begin() { return begin(service.baseURL()); }
     QCoro::Task<QString> begin(const QUrl& baseURL) { return signIn->signInWithBrowser(baseURL); }
 
-    /// The callback port in the address that was last opened in the browser.
+    /// The callback port in the last opened address.
     int port() const {
         const QUrlQuery query(workspace->opened.back());
         return QUrl(query.queryItemValue(u"cb"_qs, QUrl::FullyDecoded)).port();
@@ -203,7 +202,7 @@ struct Answer {
     std::optional<QString> token; // none: the exchange fails …
     QString errorDomain;          // … with this
     QString logLine;
-    QString email; // what is known of it afterwards
+    QString email; // the stored address afterwards
 };
 
 void PrintTo(const Answer& answer, std::ostream* out) {

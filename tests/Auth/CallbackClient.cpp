@@ -67,7 +67,7 @@ void CallbackClient::send(const QByteArray& bytes) {
         const auto size = ::send(
             socket, bytes.constData() + sent, static_cast<std::size_t>(bytes.size() - sent), MSG_NOSIGNAL);
         if (size <= 0)
-            return; // the server has had enough
+            return; // the server closed the connection
         sent += size;
     }
 }

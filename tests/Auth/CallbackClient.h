@@ -6,14 +6,13 @@
 
 namespace tavro::test {
 
-/// A client of the callback server, as bare as a socket: it may be slow, silent or rude.
+/// A raw socket client of the callback server: may be slow, silent or incorrect.
 class CallbackClient {
 public:
     enum class Family { ipv4, ipv6 };
 
     static bool hasIPv6(); ///< whether this machine has an IPv6 loopback address
 
-    /// Connects; see `isConnected`.
     explicit CallbackClient(int port, Family family = Family::ipv4);
     CallbackClient(CallbackClient&& other) noexcept;
     ~CallbackClient();
@@ -21,10 +20,9 @@ public:
     bool isConnected() const { return socket >= 0; }
     void send(const QByteArray& bytes);
     void finishSending();
-    /// All that comes until the server ends the connection; no value when it is reset instead, or not ended
-    /// for a minute.
+    /// All bytes until the server ends the connection. No value after a reset or a minute.
     std::optional<QByteArray> receiveAll();
-    /// Whether the server has ended the connection and nothing is left to receive.
+    /// True when the server has ended the connection and no data is left.
     bool isEnded() const;
 
 private:

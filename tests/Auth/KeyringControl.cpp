@@ -12,7 +12,7 @@ namespace {
 const QString keyringPath = QStringLiteral("/org/freedesktop/secrets/collection/login");
 
 void desktop(const char* verb) {
-    // The keyring keeps its files where the desktop told it to, not in this test's own home.
+    // The keyring's files are in the desktop's folder, not in this test's home.
     const ScopedEnvironment data("XDG_DATA_HOME", qgetenv("TAVRO_DESKTOP") + "/data");
     const QStringList arguments{
         QStringLiteral(TAVRO_DESKTOP_SCRIPT), QString::fromLatin1(verb), QStringLiteral("keyring")};

@@ -31,7 +31,7 @@ protected:
             received.push_back(code);
         });
     }
-    QStringList codes() { // a list of its own: one that Qt shares would be written to by the server's thread
+    QStringList codes() { // a deep copy: the server's thread writes to a shared list
         const std::lock_guard lock(mutex);
         return {received.begin(), received.end()};
     }
@@ -49,7 +49,7 @@ private:
     std::vector<QString> received;
 
 protected:
-    std::unique_ptr<LocalCallbackServer> server; // last: its thread uses the above
+    std::unique_ptr<LocalCallbackServer> server; // last: its thread uses the members above
 };
 
 void expectPage(const std::optional<QByteArray>& response) {
@@ -174,7 +174,7 @@ TEST_F(LocalCallbackServerTest, listensForThisMachineOnly) {
     EXPECT_EQ(addresses, loopback);
 }
 
-// Leaves this process so few free descriptors for as long as it lives.
+// Leaves this process `left` free descriptors during its lifetime.
 class FewDescriptors {
 public:
     explicit FewDescriptors(int left) {
@@ -201,7 +201,7 @@ private:
 };
 
 TEST_F(LocalCallbackServerTest, failsWithTheSystemsErrorWhenItCannotListen) {
-    // The sanitizers need descriptors of their own when they see a type for the first time.
+    // The sanitizers open descriptors when they first see a type.
     EXPECT_EQ(
         test::errorOf([] { throw std::system_error(EMFILE, std::generic_category(), "x"); }).code, EMFILE);
     const test::LogLines log;
@@ -221,7 +221,7 @@ TEST_F(LocalCallbackServerTest, outlivesAShortageOfDescriptors) {
     std::optional<CallbackClient> late;
     {
         const FewDescriptors one(1);
-        late.emplace(port); // takes the last one, so that the server has none
+        late.emplace(port); // takes the last descriptor
         accepted.send("GET /?code=abc HTTP/1.1\r\n\r\n");
         expectPage(accepted.receiveAll());
     }

@@ -29,7 +29,7 @@ QStringList chromium(const fs::path& profile) {
     return arguments << u"--user-data-dir="_qs + QString::fromStdString(profile.string());
 }
 
-/// What the browser shows for an address, in a tab of its own.
+/// The browser's page for an address, in a new tab.
 QByteArray shownAt(const QString& url, const fs::path& profile) {
     QProcess browser;
     browser.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -38,7 +38,6 @@ QByteArray shownAt(const QString& url, const fs::path& profile) {
     return browser.readAll();
 }
 
-/// The files below `folder` that hold `bytes`.
 std::vector<fs::path> filesWith(const QByteArray& bytes, const fs::path& folder) {
     std::vector<fs::path> found;
     for (const auto& entry : fs::recursive_directory_iterator(folder))
@@ -47,7 +46,7 @@ std::vector<fs::path> filesWith(const QByteArray& bytes, const fs::path& folder)
     return found;
 }
 
-// A user signs in: the desktop's opener starts a real browser, the keyring is a real one.
+// Signs in with the desktop's opener, a real browser and a real keyring.
 TEST(SignInBrowser, leavesTheTokenInTheKeyringAndNowhereElse) {
     const test::TemporaryFolder folder;
     const fs::path page = folder.path() / "page.html", opener = folder.path() / "xdg-open";

@@ -70,7 +70,7 @@ TEST_P(BackendContract, receivesEveryKindOfEventInOrder) {
     EXPECT_EQ(backend->events(id), sent);
 }
 
-// The session's own order of calls, in which `finished` is sent twice where it arrives once.
+// The session's order of calls; `finished` is sent twice and arrives once.
 TEST_P(BackendContract, takesATakeFromItsPauseToItsVideo) {
     const TemporaryFolder folder;
     const QByteArray bytes(3'000'000, 'v');

@@ -10,14 +10,13 @@
 
 namespace tavro::test {
 
-/// A backend to run the contract's cases on, and a look at what stands behind it.
+/// A backend for the contract's cases, with access to its results.
 class BackendUnderTest {
 public:
     virtual ~BackendUnderTest() = default;
     virtual BackendClient& client() = 0;
-    /// The events that have arrived for the session, in order.
     virtual std::vector<LiveEvent> events(const QString& sessionId) = 0;
-    /// The video that was uploaded for the session; empty when there is none.
+    /// The session's uploaded video; empty without one.
     virtual QByteArray video(const QString& sessionId) = 0;
 };
 
@@ -26,12 +25,9 @@ struct BackendKind {
     std::function<std::unique_ptr<BackendUnderTest>()> make;
 };
 
-/// The cases in BackendContract.cpp, which every backend passes. To run them on another one, compile
-/// BackendContract.cpp into its test program and instantiate the suite there:
-///
+/// The cases in BackendContract.cpp. A backend's test program compiles that file and instantiates the suite:
 ///     INSTANTIATE_TEST_SUITE_P(Mock, BackendContract, testing::Values(BackendKind{"mock", makeMock}));
-///
-/// The backend offers at least one project, and the first one has at least one scenario.
+/// The backend has a project, and its first project has a scenario.
 class BackendContract : public testing::TestWithParam<BackendKind> {
 protected:
     std::unique_ptr<BackendUnderTest> backend = GetParam().make();

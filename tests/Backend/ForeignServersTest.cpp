@@ -17,8 +17,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-// Servers that others wrote stand at the far end here: nginx with WebDAV as the object store, the Python
-// websockets package as the live channel's peer, both also behind certificates of a private authority.
+// Servers by other authors: nginx with WebDAV as the object store, the Python websockets package as the live
+// channel's peer, both also with certificates of a private authority.
 namespace tavro::test {
 
 namespace fs = std::filesystem;
@@ -37,7 +37,6 @@ QString localhost(const char* scheme, int port, const char* path) {
         .arg(QLatin1String(path));
 }
 
-/// A certificate for this machine's loopback name, and the authority that issued it.
 struct PrivateAuthority {
     TemporaryFolder folder;
     fs::path authority = folder.path() / "ca.pem";
@@ -57,7 +56,7 @@ struct PrivateAuthority {
     }
 };
 
-/// Adds the authority to those of the system, for this program.
+/// Adds the authority to the system's in this program.
 class Trusting {
 public:
     explicit Trusting(const PrivateAuthority& authority) {
@@ -181,7 +180,7 @@ QByteArray hashOf(const fs::path& path) {
     return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray();
 }
 
-/// Bytes that do not compress or repeat, and a length that is no multiple of anything.
+/// Bytes without repetition that do not compress, in an uneven number.
 fs::path makeVideo(const TemporaryFolder& folder) {
     QByteArray bytes(40'000'003, Qt::Uninitialized);
     quint32 state = 1;
@@ -209,7 +208,7 @@ TEST(ForeignServers, storeAFileByteForByte) {
             EXPECT_EQ(await(http.uploadVideo(id, video)), u"videos/ses_1.mp4");
         EXPECT_EQ(hashOf(nginx.stored("a b/take.mp4")), hashOf(video));
 
-        service->setStoreURL(nginx.url("/small/take.mp4")); // refused from the head of the request on
+        service->setStoreURL(nginx.url("/small/take.mp4")); // refused at the request's head
         EXPECT_EQ(errorOf([&] { await(http.uploadVideo(id, video)); }).text, u"notFound");
     }
 }

@@ -114,7 +114,6 @@ TEST(HTTPBackend, putsItsPathsInPlaceOfTheBaseAddresss) {
     }
 }
 
-// Every request that an operation makes, and whether its answer is decoded.
 struct Call {
     const char* request;
     bool decodes;
@@ -229,7 +228,7 @@ TEST(HTTPBackend, followsRedirectionsButTakesTheTokenNowhereElse) {
         int status;
         const char* request;
         bool here;
-        QList<QByteArray> then; // requests at the place that it leads to
+        QList<QByteArray> then; // requests at the redirection's target
         bool works;
     } cases[] = {
         {302, "GET /api/app/me", true, {"GET /api/app/me"}, true},
@@ -270,7 +269,7 @@ TEST(HTTPBackend, waitsForAsLongAsSomethingMoves) {
     HTTPUnderTest t;
     t.http = std::make_unique<HTTPBackend>(t.service.baseURL(), token, 600ms);
     const QString id = t.newSession();
-    // An answer of some 100 bytes takes a second, a body of 20 MB several times the limit, and both succeed.
+    // An answer of some 100 bytes takes a second, a body of 20 MB several times the limit. Both succeed.
     t.service.misbehave({.match = "GET /api/app/projects", .dribble = 10ms});
     EXPECT_EQ(await(t.http->listProjects()).size(), 1u);
     t.service.misbehave({.match = "PUT", .times = 1, .readChunk = 1 << 16, .readEvery = 5ms});
@@ -290,7 +289,7 @@ TEST(HTTPBackend, waitsForAsLongAsSomethingMoves) {
         QAbstractSocket::SocketTimeoutError, text);
 }
 
-// The service itself is on the loopback, which is never proxied; what it names is elsewhere.
+// The loopback service is never proxied; the other addresses that it names are.
 TEST(HTTPBackend, goesThroughTheSystemsProxies) {
     QTcpServer proxy;
     proxy.listen(QHostAddress::LocalHost);

@@ -11,7 +11,6 @@ namespace tavro::test {
 inline const CaptureTargetMeta display{CaptureKind::display, u"1"_qs, u"Display 1"_qs};
 inline const QString token = u"token-1"_qs;
 
-/// The remote backend and the service that it talks to.
 struct HTTPUnderTest final : BackendUnderTest {
     LoopbackService service;
     std::unique_ptr<HTTPBackend> http = std::make_unique<HTTPBackend>(service.baseURL(), token);
@@ -37,7 +36,7 @@ struct HTTPUnderTest final : BackendUnderTest {
         writeFile(folder.path() / "take.mp4", bytes);
         return folder.path() / "take.mp4";
     }
-    /// What came on the live channel up to its close.
+    /// The live channel's messages up to its close.
     QList<QByteArray> channelUntilClosed() {
         EXPECT_TRUE(waitUntil([&] { return service.received("close").size() == 1; }));
         return service.channelLines();

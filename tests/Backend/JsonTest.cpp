@@ -29,7 +29,7 @@ void expectRoundTrip(const T& value, const QByteArray& text) {
 const CaptureTargetMeta window{CaptureKind::window, QStringLiteral("4711"), QStringLiteral("Shop — Basket")};
 
 TEST(Json, writesEveryRecordWithTheKeysOfItsFieldsAndReadsItBack) {
-    // The writer puts keys in alphabetical order; their order carries no meaning.
+    // The writer sorts keys alphabetically; the order has no meaning.
     expectRoundTrip(
         User{u"u1"_qs, u"a@b.example"_qs, u"Ann"_qs}, R"({"email":"a@b.example","id":"u1","name":"Ann"})");
     expectRoundTrip(Project{u"p"_qs, u"P"_qs, u""_qs, u"S"_qs},
@@ -91,7 +91,7 @@ TEST(Json, writesNumbersInTheirShortestForm) {
 struct Refusal {
     QByteArray json;
     JsonError::Case reason;
-    QString place; // with which the error's text begins
+    QString place; // the beginning of the error's text
 };
 
 template <class T>

@@ -14,7 +14,7 @@ TEST(LiveChannel, failsASendWhenTheChannelFailed) {
     const struct {
         const char* what;
         Misbehaviour rule;
-        QByteArray text; // within the error's
+        QByteArray text; // part of the error's text
     } cases[] = {
         {"refused", {.match = "GET /live", .status = 401}, "Unhandled http status code: 401"},
         {"redirected", {.match = "GET /live", .status = 302}, "Unhandled http status code: 302"},

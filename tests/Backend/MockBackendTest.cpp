@@ -106,7 +106,7 @@ TEST(MockBackend, refusesUnknownSessionsAndChangesNothing) {
     EXPECT_TRUE(fs::is_empty(mock.root));
 }
 
-// The log in memory is complete again in the file as soon as it can be written.
+// The next successful write restores the whole log file.
 TEST(MockBackend, goesOnWhenItsFilesCannotBeWritten) {
     MockUnderTest mock;
     const QString id = mock.newSession();

@@ -35,7 +35,7 @@ struct RecordingSessionTest : testing::Test {
     QCoro::Task<> beginning(bool includeMic = false) {
         return session.begin(u"scn_guest"_qs, {}, display, includeMic);
     }
-    // Begins, and forgets the calls that it took.
+    // Begins a session and clears the recorded calls.
     QString begin(bool includeMic = false) {
         await(beginning(includeMic));
         script.calls.clear();
@@ -63,7 +63,7 @@ struct RecordingSessionTest : testing::Test {
     QString failureOf(QCoro::Task<> operation) {
         return errorOf([&] { await(std::move(operation)); }).text;
     }
-    // Starts an operation that will wait at the call named.
+    // Starts an operation that waits at the named call.
     QCoro::Task<> held(const QString& call, const std::function<QCoro::Task<>()>& operation) {
         script.held.emplace(call, Promise<void>());
         auto running = operation();
@@ -163,7 +163,7 @@ TEST_F(RecordingSessionTest, restartsFromZeroAlsoWhilePaused) {
     pass(1s);
     script.calls.clear();
     await(session.restart());
-    EXPECT_EQ(script.calls, QStringList(u"restartTake"_qs)); // not a word to the backend
+    EXPECT_EQ(script.calls, QStringList(u"restartTake"_qs)); // no call to the backend
     EXPECT_EQ(session.phase(), SessionPhase::recording);
     EXPECT_EQ(session.elapsed(), 0);
     pass(2s);
@@ -331,7 +331,7 @@ TEST_F(RecordingSessionTest, refusesASecondBeginDuringTheFirst) {
     }
 }
 
-// The capture is never told two things at once: what comes during a restart waits for the new take.
+// The capture runs one operation at a time: presses during a restart wait for the new take.
 TEST_F(RecordingSessionTest, takesButtonsPressedDuringARestartAfterIt) {
     const QString id = begin();
     pass(9s);

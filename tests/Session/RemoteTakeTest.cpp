@@ -8,7 +8,6 @@
 namespace tavro::test {
 namespace {
 
-/// The session as it is driven against the remote service.
 struct RemoteTake : testing::Test {
     TemporaryFolder temporary;
     LoopbackService service;

@@ -11,14 +11,12 @@
 
 namespace tavro::test {
 
-/// What the scripted parts of a session do: they note each call here, and at the calls named they fail or
-/// wait.
+/// The script of a session's fakes: records each call, and fails or waits at the named calls.
 struct Script {
     QStringList calls;
     std::set<QString> failing;
-    std::map<QString, Promise<void>> held; ///< resolved by the test to let the call go on
+    std::map<QString, Promise<void>> held; ///< the test resolves it to continue the call
 
-    /// One call: noted at once; then held and failed as told.
     QCoro::Task<> step(QString name) {
         calls << name;
         const auto wait = held.find(name);

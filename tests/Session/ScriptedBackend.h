@@ -7,7 +7,7 @@
 
 namespace tavro::test {
 
-/// The local backend, with a script before each of its session operations.
+/// The local backend, with a script before each session operation.
 class ScriptedBackend final : public BackendClient {
 public:
     ScriptedBackend(Script& playedScript, std::filesystem::path root)

@@ -8,8 +8,7 @@
 
 namespace tavro::test {
 
-/// A capture that writes small files where a real one writes films. A start leaves its file also when it
-/// fails, as an interrupted one does.
+/// A capture that writes small placeholder files. A failed start leaves its file, like an interrupted one.
 class ScriptedCapture final : public CaptureController {
 public:
     explicit ScriptedCapture(Script& playedScript) : script(playedScript) {}
@@ -33,7 +32,7 @@ public:
     QCoro::Task<std::filesystem::path> stop() override {
         co_await script.step(u"stop"_qs);
         running = false;
-        co_return std::filesystem::path(video); // a task would move the member itself away
+        co_return std::filesystem::path(video); // a copy: the task would move the member away
     }
     QCoro::Task<> restartTake(std::filesystem::path outputURL) override {
         return startTake(u"restartTake"_qs, outputURL);

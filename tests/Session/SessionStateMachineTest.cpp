@@ -16,7 +16,7 @@ Machine after(const std::vector<SessionAction>& way) {
     return machine;
 }
 
-// What a session refuses while it records is tested with it; these phases its callers hardly ever see.
+// The session's tests cover refusals while recording; this covers the rare late phases.
 TEST(SessionStateMachine, leavesTheLatePhasesByOneStepAlone) {
     const struct {
         std::vector<SessionAction> way;

@@ -42,7 +42,7 @@ TEST(ElapsedText, isMinutesAndSecondsWithoutACap) {
 
 TEST_F(ControlBarTest, aControlCallsBackAndChangesNothing) {
     model->pauseOrResume();
-    EXPECT_FALSE(model->isPaused()); // that is the owner's to say
+    EXPECT_FALSE(model->isPaused()); // the owner sets it
     model->setPaused(true);
     model->pauseOrResume();
     model->restart();

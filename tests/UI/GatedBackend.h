@@ -7,7 +7,7 @@
 
 namespace tavro::test {
 
-/// A backend whose answers the test gives when it likes: every listing and creation waits for its promise.
+/// A backend whose listings and creations wait for the test's promises.
 class GatedBackend final : public BackendClient {
 public:
     Promise<std::vector<Project>> projects;
@@ -29,7 +29,7 @@ public:
         co_return co_await creation;
     }
 
-    // Not part of choosing what to record.
+    // Not used by the setup form.
     QCoro::Task<std::optional<User>> currentUser() override { throw std::logic_error("not expected"); }
     QCoro::Task<SessionHandle> createSession(QString, std::optional<QString>, CaptureTargetMeta) override {
         throw std::logic_error("not expected");

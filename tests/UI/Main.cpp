@@ -2,7 +2,7 @@
 
 #include <QGuiApplication>
 
-// As the main of the other tests, with windows: on the X server that is there, else on none.
+// Like the other tests' main, with windows on the X server, or offscreen without one.
 int main(int argc, char** argv) {
     const tavro::test::IsolatedHome home;
     if (!qEnvironmentVariableIsSet("DISPLAY"))

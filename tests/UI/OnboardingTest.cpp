@@ -65,7 +65,6 @@ TEST_F(OnboardingTest, theWizardShowsWhenAnythingIsMissing) {
         privacy.microphoneRefreshes = 0;
         EXPECT_EQ(wizard.window() != nullptr, test.shown);
         EXPECT_EQ(completed, test.shown ? 0 : 1);
-        // The view says the same.
         EXPECT_EQ(appeared()->isComplete(), !test.shown);
     }
 }
@@ -99,7 +98,7 @@ TEST_F(OnboardingTest, aRequestShowsWhatHoldsAfterIt) {
     ASSERT_EQ(privacy.microphoneRequests.size(), 1u);
     EXPECT_EQ(model->perms().microphone, Grant::unknown);
     privacy.microphone = AuthorizationStatus::authorized;
-    privacy.microphoneRequests[0](false); // its own answer is not what is shown
+    privacy.microphoneRequests[0](false); // the answer itself is not shown
     EXPECT_TRUE(waitUntil([&] { return model->perms().microphone == Grant::granted; }));
 
     model->grantSpeech();

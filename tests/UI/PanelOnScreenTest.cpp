@@ -1,4 +1,4 @@
-// The control bar among a window manager, other windows, a pointer and screens.
+// The control bar with a window manager, other windows, a pointer and screens.
 #include "KeyPress.h"
 #include "Platform/Windowing/DesktopWindowing.h"
 #include "UI/ControlBarModel.h"
@@ -27,7 +27,7 @@ struct PanelOnScreenTest : testing::Test {
     }
 
     QString id() const { return QString::number(panel.window()->winId()); }
-    /// Where the X server has it.
+    /// The position on the X server.
     QPoint position() const {
         static const QRegularExpression line(u"Absolute upper-left [XY]: +(-?[0-9]+)"_qs);
         auto matches = line.globalMatch(outputOf(u"xwininfo"_qs, {u"-id"_qs, id()}));
@@ -40,7 +40,7 @@ struct PanelOnScreenTest : testing::Test {
     bool comesTo(const QPoint& expected) const {
         return waitUntil([&] { return position() == expected; });
     }
-    /// By its left end, where no control is.
+    /// Drags the bar by its left end, which has no control.
     void drag(const QPoint& by) const {
         const auto* capsule = panel.window()->rootObject()->findChild<QQuickItem*>(u"capsule"_qs);
         const QRectF inWindow = capsule->mapRectToScene(capsule->boundingRect());
@@ -61,7 +61,7 @@ struct PanelOnScreenTest : testing::Test {
 } // namespace
 
 TEST_F(PanelOnScreenTest, hasTheKeyboardOnlyWhenAskedTo) {
-    QWindow worked; // what the user works with
+    QWindow worked; // the window that the user works in
     worked.resize(300, 200);
     worked.show();
     worked.requestActivate();

@@ -54,7 +54,7 @@ struct SetupModelTest : testing::Test {
         await(model->load());
         return model;
     }
-    /// The property, and what a press of the button does while it says no.
+    /// Presses Start, which must work exactly while the property is true.
     static bool canStart(SetupModel& model) {
         bool started = false;
         model.onStart = [&](const SetupResult&) { started = true; };

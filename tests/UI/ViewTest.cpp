@@ -1,5 +1,4 @@
-// Every window of the program, in every state: nothing to complain about for QML, for the eye, or for a
-// screen reader.
+// Every window in every state: QML warnings, cut texts and accessibility.
 #include "KeyPress.h"
 #include "UI/SetupModel.h"
 #include "UI/Theme.h"
@@ -17,7 +16,6 @@ using namespace tavro::test;
 
 namespace {
 
-/// What Qt and QML warned of since this object was made.
 class Warnings {
 public:
     Warnings() {
@@ -38,7 +36,6 @@ private:
     QtMessageHandler before;
 };
 
-/// The names of the texts that do not fit where they stand.
 QStringList cutTexts(const QQuickItem& root) {
     QStringList names;
     for (const QQuickItem* item : root.findChildren<QQuickItem*>()) {
@@ -96,7 +93,7 @@ struct ViewTest : testing::TestWithParam<double> {
         EXPECT_TRUE(waitUntil([&] { return scene->isReady(); }));
         scene->arrange();
         for (const ViewWindow* window : scene->windows()) {
-            int inARow = 0; // a late word of the window manager may set an earlier size once more
+            int inARow = 0; // the window manager may report an earlier size late
             EXPECT_TRUE(waitUntil([&] {
                 const bool fits = window->isExposed() && window->size() == window->minimumSize() &&
                                   window->rootObject()->size() == window->size();
@@ -129,7 +126,7 @@ TEST_P(ViewTest, everyStateFitsAndCanBeReadAloud) {
             EXPECT_GT(controls, 0);
         }
     }
-    // Gone with the last window: what shows them, and every complaint they might have had.
+    // The last window destroys the engine. Its late warnings count, too.
     waitUntil([] { return QGuiApplication::allWindows().empty(); });
     EXPECT_EQ(QGuiApplication::allWindows().size(), 0);
     EXPECT_EQ(warnings.all(), QStringList());
