@@ -26,10 +26,8 @@ ControlBarModel::ControlBarModel() {
 }
 
 void ControlBarModel::setElapsed(const QString& text) {
-    if (deleting || text == elapsedText)
-        return;
-    elapsedText = text;
-    emit elapsedChanged();
+    if (!deleting)
+        elapsedText = text;
 }
 
 void ControlBarModel::setLevel(float level) {
@@ -45,13 +43,6 @@ void ControlBarModel::showLevel() {
     displayedLevel = shown;
     levelTimer.start(); // the timeout shows the latest level
     emit shownLevelChanged();
-}
-
-void ControlBarModel::setPaused(bool value) {
-    if (value == paused)
-        return;
-    paused = value;
-    emit isPausedChanged();
 }
 
 void ControlBarModel::setFinishing(bool value) {

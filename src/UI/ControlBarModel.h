@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QProperty>
 #include <QString>
 #include <QTimer>
 #include <QtQml/qqmlregistration.h>
@@ -38,7 +39,7 @@ public:
     float shownLevel() const { return displayedLevel; }
 
     bool isPaused() const { return paused; }
-    void setPaused(bool paused);
+    void setPaused(bool value) { paused = value; }
 
     bool isFinishing() const { return finishing; }
     void setFinishing(bool finishing);
@@ -77,11 +78,13 @@ private:
     void call(const Callback& callback);
     void showLevel();
 
-    QString elapsedText = QStringLiteral("00:00");
+    Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
+        ControlBarModel, QString, elapsedText, QStringLiteral("00:00"), &ControlBarModel::elapsedChanged)
     float currentLevel = 0;
     float displayedLevel = 0;
     QTimer levelTimer;
-    bool paused = false;
+    Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
+        ControlBarModel, bool, paused, false, &ControlBarModel::isPausedChanged)
     bool finishing = false;
     bool deleting = false;
     double progress = -1;

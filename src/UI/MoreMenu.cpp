@@ -8,13 +8,6 @@ MoreMenu::MoreMenu(std::shared_ptr<ControlBarModel> modelGiven) : model(std::mov
     connect(model.get(), &ControlBarModel::isEndingChanged, this, &MoreMenu::close);
 }
 
-void MoreMenu::setCurrent(int item) {
-    if (item == currentItem)
-        return;
-    currentItem = item;
-    emit currentChanged();
-}
-
 void MoreMenu::setOpen(bool value) {
     if (value == open)
         return;

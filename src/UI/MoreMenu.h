@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QProperty>
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
 
@@ -28,7 +29,7 @@ public:
 
     bool isOpen() const { return open; }
     int current() const { return currentItem; }
-    void setCurrent(int item);
+    void setCurrent(int item) { currentItem = item; }
     QStringList items() const { return {QStringLiteral("Restart"), QStringLiteral("Delete")}; }
     QStringList symbols() const {
         return {QStringLiteral("arrow.counterclockwise"), QStringLiteral("trash")};
@@ -49,7 +50,7 @@ private:
 
     const std::shared_ptr<ControlBarModel> model;
     bool open = false;
-    int currentItem = none;
+    Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(MoreMenu, int, currentItem, none, &MoreMenu::currentChanged)
 };
 
 } // namespace tavro

@@ -5,15 +5,8 @@
 namespace tavro {
 
 void PressFeedback::press(const QString& name) {
-    flash(name);
-    QTimer::singleShot(duration, Qt::PreciseTimer, this, [this] { flash({}); });
-}
-
-void PressFeedback::flash(const QString& name) {
-    if (name == symbol)
-        return;
     symbol = name;
-    emit flashingChanged();
+    QTimer::singleShot(duration, Qt::PreciseTimer, this, [this] { symbol = QString(); });
 }
 
 } // namespace tavro

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QProperty>
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
@@ -25,9 +26,7 @@ signals:
     void flashingChanged();
 
 private:
-    void flash(const QString& name);
-
-    QString symbol;
+    Q_OBJECT_BINDABLE_PROPERTY(PressFeedback, QString, symbol, &PressFeedback::flashingChanged)
 };
 
 } // namespace tavro

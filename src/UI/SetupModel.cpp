@@ -146,7 +146,7 @@ std::optional<SetupResult> SetupModel::makeResult() const {
     if (option == captureList.end())
         return std::nullopt;
     return SetupResult{.scenarioId = *scenarioId,
-        .appUrl = appUrlText.isEmpty() ? std::nullopt : std::optional(appUrlText),
+        .appUrl = appUrl().isEmpty() ? std::nullopt : std::optional(appUrl()),
         .target = option->meta,
         .includeMic = microphone};
 }
@@ -195,27 +195,6 @@ void SetupModel::setScenarioId(std::optional<QString> id) {
 void SetupModel::setCaptureId(std::optional<QString> id) {
     captureId = std::move(id);
     emit selectedCaptureIdChanged();
-}
-
-void SetupModel::setAppUrl(const QString& text) {
-    if (text == appUrlText)
-        return;
-    appUrlText = text;
-    emit appUrlChanged();
-}
-
-void SetupModel::setIncludeMic(bool include) {
-    if (include == microphone)
-        return;
-    microphone = include;
-    emit includeMicChanged();
-}
-
-void SetupModel::setNewScenarioName(const QString& text) {
-    if (text == newName)
-        return;
-    newName = text;
-    emit newScenarioNameChanged();
 }
 
 QVariantList SetupModel::projectItems() const {

@@ -5,6 +5,7 @@
 #include "UI/SetupResult.h"
 
 #include <QObject>
+#include <QProperty>
 #include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 #include <qcoro/qcorotask.h>
@@ -53,15 +54,15 @@ public:
     const std::optional<QString>& selectedProjectId() const { return projectId; }
     const std::optional<QString>& selectedScenarioId() const { return scenarioId; }
     const std::optional<QString>& selectedCaptureId() const { return captureId; }
-    const QString& appUrl() const { return appUrlText; }
+    QString appUrl() const { return appUrlText; }
     bool includeMic() const { return microphone; }
-    const QString& newScenarioName() const { return newName; }
+    QString newScenarioName() const { return newName; }
 
     void selectScenario(const QString& id) { setScenarioId(id); }
     void selectCapture(const QString& id) { setCaptureId(id); }
-    void setAppUrl(const QString& text);
-    void setIncludeMic(bool include);
-    void setNewScenarioName(const QString& text);
+    void setAppUrl(const QString& text) { appUrlText = text; }
+    void setIncludeMic(bool include) { microphone = include; }
+    void setNewScenarioName(const QString& text) { newName = text; }
 
     /// Fills the lists and selects the first of each.
     QCoro::Task<> load();
@@ -111,7 +112,7 @@ private:
     QString scenarioIdText() const { return scenarioId.value_or(QString()); }
     QString captureIdText() const { return captureId.value_or(QString()); }
     bool noDisplays() const { return captureList.empty(); }
-    bool canAdd() const { return !adding && !newName.isEmpty(); }
+    bool canAdd() const { return !adding && !newScenarioName().isEmpty(); }
     /// False while the shown scenarios belong to another project.
     bool canStart() const { return scenarioId && captureId && listedProjectId == projectId; }
 
@@ -125,9 +126,9 @@ private:
     std::optional<QString> listedProjectId; ///< the project of the listed scenarios
     std::optional<QString> scenarioId;
     std::optional<QString> captureId;
-    QString appUrlText;
-    bool microphone = true;
-    QString newName;
+    Q_OBJECT_BINDABLE_PROPERTY(SetupModel, QString, appUrlText, &SetupModel::appUrlChanged)
+    Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(SetupModel, bool, microphone, true, &SetupModel::includeMicChanged)
+    Q_OBJECT_BINDABLE_PROPERTY(SetupModel, QString, newName, &SetupModel::newScenarioNameChanged)
     bool adding = false; ///< a scenario is being created
 };
 

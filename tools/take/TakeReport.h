@@ -7,8 +7,8 @@ namespace tavro {
 /// What the program says of a take, in one line of JSON.
 struct TakeReport {
     QString sessionId;
-    std::optional<QString> video;  ///< absent when the session was deleted
-    std::optional<QString> events; ///< absent too when they are with a service
+    std::optional<QString> video;  ///< left out when the session was deleted
+    std::optional<QString> events; ///< left out too when they are with a service
     double durationSeconds = 0;    ///< as it was reported to the backend
     std::int64_t framesDelivered = 0;
     std::int64_t framesDropped = 0;
@@ -17,8 +17,7 @@ struct TakeReport {
 constexpr auto jsonForm(const TakeReport*) {
     using json::field;
     return json::record("TakeReport", field("sessionId", &TakeReport::sessionId),
-        field("video", &TakeReport::video, json::Absent::null),
-        field("events", &TakeReport::events, json::Absent::null),
+        field("video", &TakeReport::video), field("events", &TakeReport::events),
         field("durationSeconds", &TakeReport::durationSeconds),
         field("framesDelivered", &TakeReport::framesDelivered),
         field("framesDropped", &TakeReport::framesDropped));
