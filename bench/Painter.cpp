@@ -3,8 +3,7 @@
 //   tavro-painter SCENE [--rate FRAMES-PER-SECOND] [--seconds S]
 //   tavro-painter SCENE --render N[,N…]      raw B, G, R, x pixels of 1920×1080, one frame after the other
 //
-// While painting it prints "number seconds" for each frame, seconds by CLOCK_MONOTONIC when the server had
-// it.
+// Prints "number seconds" for each painted frame: the CLOCK_MONOTONIC time at which the server had it.
 
 #include "Scene.h"
 
@@ -32,7 +31,7 @@ struct Options {
     SceneKind scene = SceneKind::still;
     double rate = 60;
     double seconds = 1e9;
-    bool behind = false; // the windows of others
+    bool behind = false; // other windows
     std::string render;
 };
 
@@ -103,7 +102,7 @@ int paintScreen(const Scene& scene, const Options& options) {
             static_cast<std::uint16_t>(area.y), static_cast<std::uint16_t>(area.width),
             static_cast<std::uint16_t>(area.height), static_cast<std::int16_t>(area.x),
             static_cast<std::int16_t>(area.y), screen->root_depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment, 0);
-        // One picture at a time: the pixels are the server's until it has answered.
+        // One picture at a time: the server reads the pixels until it answers.
         const auto answer = xcb_get_input_focus_reply(x, xcb_get_input_focus(x), nullptr);
         if (!answer)
             return 1;

@@ -35,7 +35,7 @@ void fill(std::uint32_t* pixels, const Area& area, std::uint32_t colour) {
         std::fill_n(pixels + y * Scene::width + area.x, area.width, colour);
 }
 
-// The character at a place of the endless text; 0 is a space.
+// A character of the endless text; 0 is a space.
 std::uint32_t characterAt(int line, int column) {
     const auto seed = hash(static_cast<std::uint32_t>(line) * 977u + static_cast<std::uint32_t>(column));
     const int length = 30 + static_cast<int>(hash(static_cast<std::uint32_t>(line)) % (columns - 30));
@@ -85,7 +85,7 @@ Area Scene::paint(std::uint32_t* pixels, std::uint32_t number, bool whole) const
             paintText(pixels, 0);
         break;
     case SceneKind::typing:
-        // A field right below the number: as near as a caret is to what it types.
+        // A field right below the number, as close as a caret is to its text.
         for (int i = whole ? 0 : n % 150; i <= n % 150; ++i) {
             if (i == 0)
                 fill(pixels, {0, cellSize, 150 * glyphWidth, lineHeight}, paper);
@@ -122,7 +122,7 @@ void Scene::paintCode(std::uint32_t* pixels, std::uint32_t number) const {
 
 void Scene::paintGlyph(
     std::uint32_t* pixels, int x, int y, std::uint32_t character, int clipTop, int clipBottom) const {
-    // A made-up letter of 4×6 strokes, each two pixels, with soft edges as anti-aliased text has.
+    // An invented letter of 4×6 strokes, two pixels each, with soft edges like anti-aliased text.
     const std::uint32_t strokes = character == 0 ? 0 : hash(character) | 0x00420;
     for (int row = 0; row < lineHeight; ++row) {
         const int line = y + row;

@@ -6,16 +6,16 @@
 
 namespace tavro::bench {
 
-/// What a screen does while it is recorded. Every picture is a function of the frame number alone, so that
-/// what was painted can be rendered again and compared with what a recording holds.
+/// Contents of a recorded screen. A picture depends on the frame number alone, so it can be rendered again
+/// and compared with a recording.
 enum class SceneKind { still, typing, scroll, motion };
 
 struct Area {
     int x, y, width, height;
 };
 
-/// A 1920×1080 picture, 4 bytes a pixel (B, G, R, unused), in which the frame number stands at the top left
-/// as 24 cells of 16×16 pixels, most significant bit first, white for 1.
+/// A 1920×1080 picture, 4 bytes a pixel (B, G, R, unused). 24 cells of 16×16 pixels at the top left are the
+/// frame number, most significant bit first, white for 1.
 class Scene {
 public:
     static constexpr int width = 1920, height = 1080;
@@ -24,8 +24,8 @@ public:
     explicit Scene(SceneKind kind);
     static bool parse(std::string_view name, SceneKind& kind);
 
-    /// Paints frame `number` into `pixels` (which hold frame `number - 1`, or nothing at all when `whole`)
-    /// and returns the area that changed.
+    /// Paints frame `number` into `pixels` and returns the changed area. `pixels` hold frame `number - 1`, or
+    /// anything when `whole`.
     Area paint(std::uint32_t* pixels, std::uint32_t number, bool whole) const;
 
 private:
@@ -37,7 +37,7 @@ private:
     void paintMotion(std::uint32_t* pixels, std::uint32_t number) const;
 
     const SceneKind kind;
-    std::vector<std::uint32_t> texture; // for motion: twice the screen's size, panned over
+    std::vector<std::uint32_t> texture; // for motion: twice the screen's size
 };
 
 } // namespace tavro::bench

@@ -8,8 +8,7 @@
 #include <cstdio>
 #include <sys/resource.h>
 
-// Uploads FILE to the pre-signed address URL as the application does, and prints how long the whole of it
-// took and the most memory this process ever held, as one JSON line.
+// Uploads FILE to the pre-signed URL as the application does; prints duration and peak memory as JSON.
 int main(int argc, char** argv) {
     using namespace tavro;
     const QCoreApplication app(argc, argv);

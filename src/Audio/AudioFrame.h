@@ -7,7 +7,7 @@
 
 namespace tavro {
 
-/// What travels between the stages of the sound pipeline: any number of mono samples of the take.
+/// Mono samples of the take, in any number, as the stages of the sound pipeline pass them on.
 using AudioFrame = std::vector<TakeFormat::Sample>;
 using AudioFrameHandler = std::function<void(AudioFrame frame)>;
 

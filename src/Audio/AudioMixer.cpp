@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr auto interval = 20ms;
 
-// A plain saturating add, without aliases, so that the compiler makes vector code of it (see CMakeLists.txt).
+// Without aliases, so that the compiler makes vector code of it (see CMakeLists.txt).
 void addSaturating(std::int16_t* __restrict sum, const std::int16_t* __restrict other, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const int both = sum[i] + other[i];

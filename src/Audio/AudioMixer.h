@@ -9,28 +9,24 @@
 
 namespace tavro {
 
-/// Joins microphone and computer sound into one track: every 20 ms whatever the two buffers have in common is
-/// mixed and passed on; where only one has samples, they go out as they are. The sources are aligned by order
-/// of arrival alone. Reused for every take.
-///
-/// `stop()` keeps what one source had more than the other, and it would lead the next take; `SourcePairing`,
-/// which feeds the mixer in a take, never leaves such a remainder.
+/// Joins microphone and computer sound into one track: mixes every 20 ms what both buffers have. When one is
+/// empty, the other's samples pass unchanged. Aligns by order of arrival alone. Reused for every take.
+/// `stop()` keeps the remainder of the longer source for the next take. `SourcePairing` leaves none.
 class AudioMixer {
 public:
     AudioMixer();
     ~AudioMixer();
 
-    /// Called on the mixer's queue, with each mixed frame.
-    void setOnFrame(AudioFrameHandler handler);
+    void setOnFrame(AudioFrameHandler handler); ///< runs on the mixer's queue
 
     void start();
-    /// Mixes what was fed before once more, and waits for it. Not from the mixer's queue.
+    /// Mixes once more what was fed before, and waits for it. Not from the mixer's queue.
     void stop();
 
     // Any thread; return at once.
     void feedMic(AudioFrame frame) { feed(std::move(frame), {}); }
     void feedSystem(AudioFrame frame) { feed({}, std::move(frame)); }
-    /// Both in one step: no mix comes between them.
+    /// Feeds both in one step; no mix comes in between.
     void feed(AudioFrame mic, AudioFrame system);
 
     struct Mix {
@@ -38,7 +34,7 @@ public:
         AudioFrame micRemainder;
         AudioFrame sysRemainder;
     };
-    /// The saturating sum of what both have; what is alone passes unchanged.
+    /// The saturating sum of the common length. A single source passes unchanged.
     static Mix mix(AudioFrame mic, AudioFrame sys);
 
 private:

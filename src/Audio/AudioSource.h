@@ -11,19 +11,18 @@
 
 namespace tavro {
 
-/// A source of a take's sound, as audio frames. Reused for every take. Main thread.
+/// One source of a take's sound. Reused for every take. Main thread.
 class AudioSource {
 public:
     virtual ~AudioSource() = default;
     AudioSource(const AudioSource&) = delete;
     AudioSource& operator=(const AudioSource&) = delete;
 
-    /// Called on a thread of the source's own, from the next `start()` on.
+    /// `handler` runs on a thread of the source, from the next `start()` on.
     void setOnFrame(AudioFrameHandler handler) { onFrame = std::move(handler); }
 
-    /// Completes when the source runs, however late, with the origin of its line: when the first sample that
-    /// it hands out was at the device. Throws what keeps it from running, and also when it is stopped, or
-    /// destroyed, before it runs; then nothing is left behind.
+    /// Completes, however late, with the origin: when the first sample was at the device. Throws, with
+    /// nothing left behind, when the source cannot run, or is stopped or destroyed before it runs.
     virtual QCoro::Task<AudioClock::time_point> start() = 0;
     virtual void stop() = 0; ///< does not wait for a start under way
     bool isRunning() const { return running != nullptr; }
@@ -31,22 +30,20 @@ public:
 protected:
     AudioSource() = default;
 
-    // What a source's callbacks need. One for each take: a converter that had served another would begin this
-    // one with the last samples of that.
+    // State of the callbacks, new for each take: a used converter holds its take's last samples.
     struct Feed {
         PCMConverter converter;
         const AudioFrameHandler onFrame;
 
-        void take(const PCMBufferPtr& buffer); // null where there is nothing to be had
+        void take(const PCMBufferPtr& buffer); // null: no samples
     };
 
     std::shared_ptr<Feed> makeFeed(AudioConverterFactory& converters) const;
-    /// Throws when `wanted` has expired: the source was stopped, or is gone.
-    static void throwIfStopped(const std::weak_ptr<int>& wanted);
+    static void throwIfStopped(const std::weak_ptr<int>& wanted); ///< throws when `wanted` has expired
 
-    std::shared_ptr<int> starting; // of the last start, until the stop
-    std::shared_ptr<Feed> running; // between a successful start and the stop
-    AudioClock::time_point origin; // of what runs
+    std::shared_ptr<int> starting; // from `start()` to `stop()`
+    std::shared_ptr<Feed> running; // from a successful start to the stop
+    AudioClock::time_point origin; // of the running source
 
 private:
     AudioFrameHandler onFrame;

@@ -43,7 +43,7 @@ QCoro::Task<AudioClock::time_point> MicCapture::start() {
         engine.prepare();
         origin = engine.start();
     } catch (...) {
-        engine.removeTap(); // there can be only one, and the next start brings its own
+        engine.removeTap(); // an engine has one tap at most
         throw;
     }
     running = std::move(feed);

@@ -4,7 +4,7 @@
 
 namespace tavro {
 
-/// The narration: the default input device.
+/// The narration, from the default input device.
 class MicCapture final : public AudioSource {
 public:
     /// Both outlive the capture.
@@ -15,8 +15,8 @@ public:
     QCoro::Task<AudioClock::time_point> start() override;
     void stop() override; ///< no frame comes after it has returned
 
-    /// The mean of the first `maxChannels` channels; a buffer of one channel as it is. Null when there is
-    /// nothing to be had from the buffer.
+    /// The mean of the first `maxChannels` channels; null without samples. A mono buffer is returned as it
+    /// is.
     static PCMBufferPtr downmixToMono(const PCMBufferPtr& buffer, int maxChannels);
 
 private:

@@ -23,7 +23,7 @@ void MixedAudioWriter::start(const std::filesystem::path& url) {
     writer->startSession({0, TakeFormat::sampleRate});
     queue.sync([&] {
         writerInput = std::move(input);
-        assetWriter.swap(writer); // a file left open is given up with `writer`, off the queue
+        assetWriter.swap(writer); // an unfinished writer is destroyed here, not on the queue
         sessionStarted = true;
         sampleCount = 0;
     });

@@ -12,22 +12,21 @@
 
 namespace tavro {
 
-/// Stores mixed audio frames as AAC. The n-th sample written lies at n / `TakeFormat::sampleRate` s of
-/// the file: a frame that is dropped closes up the time line. One file at a time; reused for every take.
+/// Stores mixed audio frames as AAC. Sample n lies at n / `TakeFormat::sampleRate` s; a dropped frame leaves
+/// no gap. One file at a time; reused for every take.
 class MixedAudioWriter {
 public:
     /// `factory` outlives the writer.
     explicit MixedAudioWriter(AssetWriterFactory& factory);
 
-    /// Opens a new file at `url`, in place of one that is there. Throws PlatformError and changes nothing
-    /// then.
+    /// Opens a new file at `url` and replaces an old one. Throws PlatformError; the writer is unchanged then.
     void start(const std::filesystem::path& url);
-    /// Any thread; returns at once. Dropped while no file is open.
+    /// Any thread; returns at once. Drops the frame while no file is open.
     void appendFrame(AudioFrame frame);
     /// Completes when the file is finished. Frames appended later are dropped. Never throws.
     QCoro::Task<> finish();
 
-    /// Samples written into the current file, or into the last. Waits for the frames appended before.
+    /// Samples in the current file, or in the last one. Waits for the frames appended before.
     std::int64_t samplesWritten();
 
 private:
@@ -39,7 +38,7 @@ private:
     std::shared_ptr<AudioWriterInput> writerInput;
     bool sessionStarted = false;
     std::int64_t sampleCount = 0;
-    SerialQueue queue; // all of the above is read and changed on it
+    SerialQueue queue; // last: the writer, its input and the counters are used on it
 };
 
 } // namespace tavro

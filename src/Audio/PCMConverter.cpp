@@ -6,7 +6,7 @@ namespace tavro {
 
 namespace {
 
-constexpr double spareFrames = 64; // of the output, for what the converter held back before
+constexpr double spareFrames = 64; // of the output: the converter may hold samples back
 
 } // namespace
 

@@ -65,7 +65,7 @@ void SourcePairing::close() {
     idle.wait(lock, [this] { return !handing; });
 }
 
-// One thread at a time, so that the order is kept without a call under the lock.
+// One calling thread at a time: this keeps the order without a call under the lock.
 void SourcePairing::handOver(std::unique_lock<std::mutex>& lock) {
     if (handing)
         return;
@@ -111,7 +111,7 @@ AudioFrame SourcePairing::Line::takeFront(std::size_t count) {
     if (state == State::leftOut)
         return {};
     if (state == State::awaited)
-        return AudioFrame(count); // `begin` knows how much was handed over without it
+        return AudioFrame(count); // `begin` accounts for it with `handed`
     const auto end = samples.begin() + static_cast<std::ptrdiff_t>(std::min(count, samples.size()));
     AudioFrame front(samples.begin(), end);
     samples.erase(samples.begin(), end);

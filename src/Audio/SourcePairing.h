@@ -10,48 +10,42 @@
 
 namespace tavro {
 
-/// Hands the samples of a take's sources to the mixer in step: together what was heard at the same moments.
+/// Passes the samples of a take's sources on in step: equally long frames, heard at the same time.
 ///
-/// The mixer aligns by order of arrival alone, and a tick that finds one source empty lets the other's
-/// backlog out by itself; what belongs to it then comes later, also by itself, and the file has become longer
-/// by that much. The microphone arrives in blocks of 85 ms, and no thread can promise to bring the other's
-/// samples before every single tick, so a take of minutes would gain seconds. In step the mixer's buffers are
-/// always equally long, each tick empties them, and the file is exactly as long as the time.
+/// The mixer aligns by order of arrival alone. When a tick finds one source empty, the other's backlog goes
+/// out alone, the missing samples later, also alone, and the file grows. The microphone's blocks last 85 ms,
+/// so a take of minutes would gain seconds. Equal lengths keep the file exactly as long as the take.
 ///
-/// Each source's line is the wall clock's from its origin (see `AudioEngine`), so the n-th samples of all
-/// belong together once the time between the take's beginning and a line's origin has been put in front of it
-/// as silence.
+/// A source has no gaps from its origin on (see `AudioEngine`). Silence fills the time before its origin. The
+/// pairing waits one second for a source that has not begun or delivers nothing; then silence replaces it,
+/// and its samples for that time are dropped.
 ///
-/// A source that has not begun yet, or has stopped to deliver, is waited for for a second. Then the others go
-/// on with silence in its place, and what it brings for that time is left out.
-///
-/// Made for one take. Any thread.
+/// One object for each take. Any thread.
 class SourcePairing {
 public:
     using Source = std::size_t; ///< counted from 0
-    /// A frame of each source, all equally long; an empty one for a source that is left out. Called on the
-    /// thread that brought the samples, one call at a time.
+    /// One frame for each source, equally long; empty for a left-out source. Runs on a calling thread, one
+    /// call at a time.
     using Handler = std::function<void(std::vector<AudioFrame> frames)>;
 
     SourcePairing(std::size_t sources, Handler handler);
 
-    /// Samples of a source, in order. Those that come before `begin` wait for it.
+    /// Adds the next samples of a source. Samples before `begin` are kept until then.
     void add(Source source, const AudioFrame& frame);
 
-    // One of the two, once for each source.
-    void begin(Source source, std::chrono::nanoseconds sinceTakeBegan); ///< where its line's origin is
+    // Call one of the two, once for each source.
+    void begin(Source source, std::chrono::nanoseconds sinceTakeBegan); ///< up to its origin
     void leaveOut(Source source);
 
-    /// Hands over what is left: the end of the longest source, with silence beside it. Waits for a call under
-    /// way. All calls after it do nothing.
-    void close();
+    /// Passes on the rest, with silence to the end of the longest source. Waits for a handler call under way.
+    void close(); ///< the last call; later ones do nothing
 
 private:
     struct Line {
         enum class State { awaited, present, leftOut };
         State state = State::awaited;
         AudioFrame samples;
-        std::size_t replaced = 0; // samples that did not come in time: silence went in their place
+        std::size_t replaced = 0; // samples to drop: silence went out for them
 
         void append(const AudioFrame& frame);
         AudioFrame takeFront(std::size_t count);
@@ -64,8 +58,8 @@ private:
     std::mutex mutex;
     std::condition_variable idle;
     std::vector<Line> lines;
-    std::size_t handed = 0; // samples of the take
-    bool handing = false;   // a thread is handing over; what others add meanwhile it takes along
+    std::size_t handed = 0; // samples of each source, so far
+    bool handing = false;   // a thread calls the handler; it also takes what others add meanwhile
     bool closed = false;
 };
 

@@ -141,7 +141,6 @@ void SystemAudioCapture::stop() {
     Log::info(QStringLiteral("System audio capture stopped"));
 }
 
-// In the reverse order of their making.
 void SystemAudioCapture::release() {
     if (ioProcID != 0)
         hardware.destroyIOProc(aggregateDeviceID, std::exchange(ioProcID, 0));

@@ -6,19 +6,16 @@
 
 namespace tavro {
 
-/// What the computer plays: a tap on all of it, read through a device that exists only while this runs. Its
-/// frames come on a queue of its own.
+/// What the computer plays, by a tap that exists only while this runs. Frames come on a queue of its own.
 class SystemAudioCapture final : public AudioSource {
 public:
     /// `hardware` and `converters` outlive the capture.
     SystemAudioCapture(AudioHardware& hardware, AudioConverterFactory& converters, SystemVersion system);
     ~SystemAudioCapture() override;
 
-    /// Throws "Tavro.Audio" with code 2 before system 14.2, else with the status of the step that failed;
-    /// what the steps before it made is released.
+    /// Throws "Tavro.Audio" 2 before system 14.2, else the failed step's status; earlier steps are undone.
     QCoro::Task<AudioClock::time_point> start() override;
-    /// Does not wait for a callback under way; its frame goes to the handler of the take that it was recorded
-    /// in.
+    /// Does not wait for a callback under way; its frame goes to the handler of its own take.
     void stop() override;
 
 private:

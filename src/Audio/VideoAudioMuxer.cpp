@@ -25,7 +25,7 @@ std::unique_ptr<MediaComposition> compose(
         throw muxError(VideoAudioMuxer::noVideoTrack);
 
     const auto sound = library.openAsset(audio);
-    // Without a place for the sound the picture goes alone.
+    // When the sound cannot be inserted, the file has the picture alone.
     if (sound->trackCount(MediaType::audio) > 0)
         composition->insertTrack(MediaType::audio, sound, std::min(sound->duration(), length));
     return composition;
@@ -51,7 +51,7 @@ VideoAudioMuxer::VideoAudioMuxer(MediaLibrary& library_) : library(library_) {}
 
 QCoro::Task<> VideoAudioMuxer::mux(
     std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) {
-    SerialQueue queue(QStringLiteral("mux")); // reading and writing takes its time
+    SerialQueue queue(QStringLiteral("mux")); // files are read and written: not on the caller's thread
     auto done = queue.run([&files = library, video = std::move(video), audio = std::move(audio),
                               out = std::move(out)] { muxNow(files, video, audio, out); });
     co_await done;

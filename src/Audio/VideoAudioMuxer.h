@@ -5,21 +5,20 @@
 
 namespace tavro {
 
-/// Lays a take's sound beside its picture, from time zero and cut to the picture's length, in one MPEG-4
-/// file. Failures of its own are errors of domain "Tavro.Mux" without a text.
+/// Joins picture and sound in one MPEG-4 file, both from time zero, the sound cut to the picture's length.
+/// Its own errors have domain "Tavro.Mux" and no text.
 class VideoAudioMuxer final : public TakeMuxer {
 public:
     enum ErrorCode {
         noVideoTrack = 1,
         noExportSession = 2,
-        exportFailed = 3, ///< and the platform does not say why
+        exportFailed = 3, ///< without a reason from the platform
     };
 
-    /// `library` is used off the main thread and outlives what is under way.
+    /// `library` is used on other threads and outlives every `mux` under way.
     explicit VideoAudioMuxer(MediaLibrary& library);
 
-    /// A file at `out` is replaced; a failed export may leave part of one there. Works away from the caller's
-    /// thread.
+    /// Replaces a file at `out`; a failed export may leave part of one. Works on a thread of its own.
     QCoro::Task<> mux(
         std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) override;
 

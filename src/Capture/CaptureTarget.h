@@ -8,7 +8,7 @@
 
 namespace tavro {
 
-/// A display that may be chosen for recording.
+/// A display that can be recorded.
 struct CaptureOption {
     QString id;
     CaptureKind kind = CaptureKind::display;
@@ -17,18 +17,16 @@ struct CaptureOption {
     bool operator==(const CaptureOption&) const = default;
 };
 
-/// What can be recorded. Both ask the platform anew each time and throw its error when it does not answer;
-/// the screen outlives them.
+/// What can be recorded: asks `screen`, which outlives the call, each time and throws its error.
 namespace CaptureCatalog {
 
 /// All displays, in the platform's order.
 QCoro::Task<std::vector<CaptureOption>> displays(ScreenCaptureService& screen);
 
-/// The filter for a target, whose number is compared as text; none, and a line in the log, when it is not
-/// there.
+/// The filter for a target, compared as text; none, with a line in the log, when it does not exist.
 QCoro::Task<std::optional<ContentFilter>> filter(ScreenCaptureService& screen, CaptureTargetMeta target);
 
-/// A list of ids as it stands in the log, e.g. `["1", "2"]`.
+/// A list of ids for the log, e.g. `["1", "2"]`.
 QString bracketed(const QStringList& ids);
 
 } // namespace CaptureCatalog

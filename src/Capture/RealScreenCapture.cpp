@@ -11,14 +11,13 @@ using namespace std::chrono_literals;
 
 constexpr auto levelInterval = 50ms;
 
-// Goes on until the source runs or fails; a take that has ended by then has closed its pairing, which takes
-// no more.
+// After the end of the take its pairing is closed and ignores the call.
 QCoro::Task<> pairWhenItRuns(std::shared_ptr<SourcePairing> pairing, SourcePairing::Source source,
     QCoro::Task<AudioClock::time_point> starting, AudioClock::time_point takeBegan) {
     try {
         const AudioClock::time_point origin = co_await starting;
         pairing->begin(source, origin - takeBegan);
-    } catch (...) { // the take goes on with what is left
+    } catch (...) { // the take goes on without this source
         pairing->leaveOut(source);
     }
 }
@@ -61,10 +60,8 @@ QCoro::Task<> RealScreenCapture::startTake(std::filesystem::path outputURL) {
         startAudioPipeline(outputURL);
 }
 
-// The take begins with its first picture: that is the time zero of the video file, and so it has to be the
-// sound's. The sources start after it, each in its own time; what lies between the first picture and the
-// origin of a source's line goes in front of it as silence (`SourcePairing::begin`), whereby the sound file
-// begins with the take too and the two files can be laid side by side as they are.
+// Time zero of both files is the first picture. The sources start later; silence fills the time up to their
+// origin (`SourcePairing::begin`).
 void RealScreenCapture::startAudioPipeline(const std::filesystem::path& videoURL) {
     const auto takeBegan = recorder.beginning().value_or(AudioClock::now());
     std::filesystem::path audioURL = videoURL;
@@ -82,9 +79,8 @@ void RealScreenCapture::startAudioPipeline(const std::filesystem::path& videoURL
     levelTimer.start();
 }
 
-// Source -> pairing -> mixer -> writer. The pairing is the take's own and closed with it: what a callback or
-// a start of an earlier take still brings ends there, and as the pairing hands over its sources in equal
-// lengths, the mixer keeps no remainder either. So each take begins with its own sound.
+// Source -> pairing -> mixer -> writer. The pairing is closed with its take and ignores late callbacks and
+// starts. It passes on equal lengths, so the mixer keeps no remainder for the next take.
 void RealScreenCapture::wire() {
     pairing = std::make_shared<SourcePairing>(sources.size(),
         [this](std::vector<AudioFrame> frames) { mixer.feed(std::move(frames[0]), std::move(frames[1])); });
@@ -114,7 +110,7 @@ QCoro::Task<> RealScreenCapture::restartTake(std::filesystem::path outputURL) {
     auto finished = audioWriter->finish();
     co_await finished;
     if (audioFileURL) {
-        removeAbandoned(); // of a restart before, under another name
+        removeAbandoned(); // of an earlier restart, under another name
         abandonedAudio = std::exchange(audioFileURL, std::nullopt);
     }
     auto discarded = recorder.discard();
@@ -136,7 +132,7 @@ QCoro::Task<> RealScreenCapture::discard() {
     co_await discarded;
 }
 
-// In this order: the sources stop, what they have delivered is mixed, and only then is the file finished.
+// The order matters: stop the sources, then mix what they delivered. The caller finishes the file after this.
 void RealScreenCapture::stopAudioPipeline() {
     levelTimer.stop();
     for (AudioSource* source : sources)
@@ -146,8 +142,7 @@ void RealScreenCapture::stopAudioPipeline() {
     mixer.stop();
 }
 
-// The new take's sound replaces that of the one thrown away where it has the same name; where it has another,
-// or no sound, the old file would stay for ever.
+// A new sound file of the same name replaces the discarded one. Without one the discarded file would stay.
 void RealScreenCapture::removeAbandoned() {
     const auto abandoned = std::exchange(abandonedAudio, std::nullopt);
     if (abandoned && abandoned != audioFileURL)

@@ -18,14 +18,14 @@
 
 namespace tavro {
 
-/// Records a take: the picture, and beside it, in a file of the same name with the extension m4a, microphone
-/// and computer sound in one track. Joining the two is left to the muxer. A take begins with its picture; its
-/// sources of sound come in when they run. Reused for every take. Main thread.
+/// Records a take: the picture, and microphone and computer sound as one track in a second file with the
+/// extension m4a. A take begins with its first picture; each sound source joins when it runs. Reused for
+/// every take. Main thread.
 class RealScreenCapture final : public CaptureController {
 public:
     using LevelHandler = std::function<void(double level)>;
 
-    /// What it is given outlives it.
+    /// The arguments outlive this object.
     RealScreenCapture(ScreenCaptureService& screen, AssetWriterFactory& writers, AudioEngine& engine,
         AudioHardware& hardware, AudioConverterFactory& converters, SystemVersion system,
         ScreenRecorder::ScreenGrant grant);
@@ -40,17 +40,16 @@ public:
 
     std::optional<std::filesystem::path> audioFile() const override { return audioFileURL; }
 
-    /// Called 20 times a second on the main thread while sound is recorded, with the level of the mixed
-    /// sound, 0 to 1.
+    /// Called on the main thread 20 times a second of recorded sound, with its level, 0 to 1.
     void setLevelHandler(LevelHandler handler) { onLevel = std::move(handler); }
-    /// Called once a take, on the main thread, when its picture can no longer be written.
+    /// Called at most once a take, on the main thread, when the picture can no longer be written.
     void setFailureHandler(std::function<void(std::exception_ptr reason)> handler) {
         recorder.onWritingFailed = std::move(handler);
     }
     /// Of the running take, or of the last one.
     StreamStatistics statistics() const { return recorder.statistics(); }
 
-    std::function<double()> elapsedProvider; ///< recorded seconds; stored for who asks
+    std::function<double()> elapsedProvider; ///< recorded seconds
 
 private:
     QCoro::Task<> startTake(std::filesystem::path outputURL);
@@ -62,14 +61,14 @@ private:
     ScreenRecorder recorder;
     std::optional<CaptureTargetMeta> target;
     bool includeMic = false;
-    AudioMixer mixer;                       // before what feeds it
+    AudioMixer mixer;                       // outlives the sources and the pairing
     std::shared_ptr<SourcePairing> pairing; // of the take
     MicCapture mic;
     SystemAudioCapture systemAudio;
-    const std::array<AudioSource*, 2> sources{&mic, &systemAudio}; // as the mixer takes them
+    const std::array<AudioSource*, 2> sources{&mic, &systemAudio}; // in the mixer's order
     const std::shared_ptr<MixedAudioWriter> audioWriter;
     std::optional<std::filesystem::path> audioFileURL;
-    std::optional<std::filesystem::path> abandonedAudio; // of a take that a restart threw away
+    std::optional<std::filesystem::path> abandonedAudio; // of a take that a restart discarded
     LevelHandler onLevel;
     std::shared_ptr<AudioLevel> level; // of the take
     QTimer levelTimer;

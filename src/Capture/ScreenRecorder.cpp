@@ -20,7 +20,7 @@ constexpr StreamConfiguration streamConfiguration{.width = TakeFormat::width,
     .minimumFrameInterval = 1'000'000us / TakeFormat::framesPerSecond,
     .queueDepth = 6};
 
-// The time between two pictures must be one that the file format can tell, in microseconds some 35 minutes.
+// The file format limits the time between two pictures to some 35 minutes, in microseconds.
 constexpr auto longestHold = 10min;
 
 PlatformError recorderError(int code, const QString& message = {}) {
@@ -35,7 +35,7 @@ QString startLine(const CaptureTargetMeta& target, bool includeMic, const QStrin
            grant;
 }
 
-// A picture that is shown longer than its stream's next one came.
+// A picture shown again, later than its stream delivered it.
 class HeldFrame final : public VideoFrame {
 public:
     HeldFrame(VideoFramePtr frame, std::chrono::microseconds time)
@@ -108,7 +108,7 @@ QCoro::Task<> ScreenRecorder::start(
     }
     isPaused = false;
     if (writesItself() && !sessionStarted && currentFrame)
-        appendToWriter(currentFrame); // it came while a pause of the take before was still set
+        appendToWriter(currentFrame); // it came while the last take's pause was still set
     Log::info(QStringLiteral("recorder.start: capture started OK"));
 }
 
@@ -145,7 +145,7 @@ void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
     }
     if (videoInput->append(frame))
         writtenFrame = frame;
-    else // a busy input drops it, one that failed drops all
+    else // a busy input drops this frame, a failed one drops all
         tellWhenWritingFailed();
 }
 
@@ -181,23 +181,23 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
     co_return file;
 }
 
-// The picture from before the pause, once more, when it has stood for so long.
+// Repeats the picture from before the pause when it has stood for at least `atLeast`.
 void ScreenRecorder::holdThroughPause(std::chrono::microseconds atLeast) {
     if (isPaused && writtenFrame &&
         currentFrame->presentationTime >= writtenFrame->presentationTime + atLeast)
         appendToWriter(std::make_shared<HeldFrame>(writtenFrame, currentFrame->presentationTime));
 }
 
-// A writer that was never started cannot be finished; it is cancelled, and there is no video.
+// A writer that was never started cannot be finished: it is cancelled, and there is no video.
 QCoro::Task<bool> ScreenRecorder::finishWriter() {
     bool hasPictures = sessionStarted;
     if (sessionStarted) {
-        holdThroughPause(1us); // a take that ends in a pause is as long as any other
+        holdThroughPause(1us); // a pause at the end counts as recorded time
         videoInput->markAsFinished();
         auto finished = writer->finishWriting();
         co_await finished;
         if (writer->status() == AssetWriter::Status::failed)
-            hasPictures = holdsAnything(*outputFile); // a disk that was full from the start
+            hasPictures = holdsAnything(*outputFile); // false when the disk was full from the start
     }
     dropWriter();
     co_return hasPictures;
@@ -216,7 +216,7 @@ QCoro::Task<> ScreenRecorder::discard() {
         try {
             auto stopped = stream->stopCapture();
             co_await stopped;
-        } catch (...) { // whatever it is, the take is thrown away
+        } catch (...) { // the take is discarded anyway
         }
     }
     stream.reset();

@@ -16,39 +16,36 @@
 
 namespace tavro {
 
-/// Records the picture of one target into an MPEG-4 file: through the stream's own recording output where the
-/// system has one (15 and later), else frame by frame through an asset writer. Main thread. What it is given
-/// outlives it.
+/// Records the picture of one target into an MPEG-4 file: by the stream's recording output from system 15 on,
+/// before that by an asset writer. Main thread. The arguments outlive this object.
 class ScreenRecorder {
 public:
-    /// Tells the screen grant for the log: unknown, denied or granted.
+    /// The screen grant for the log: unknown, denied or granted.
     using ScreenGrant = std::function<QString()>;
 
     ScreenRecorder(
         ScreenCaptureService& screen, AssetWriterFactory& writers, SystemVersion system, ScreenGrant grant);
     ~ScreenRecorder();
 
-    /// Completes when the first picture has been taken. Replaces a file at `outputURL`. `includeMic` is only
-    /// logged. Throws "Tavro.ScreenRecorder" 1 when there is no such target, else the platform's error; what
-    /// was half built stays until `discard()`.
+    /// Completes with the first picture. Replaces a file at `outputURL`; only logs `includeMic`. Throws
+    /// "Tavro.ScreenRecorder" 1 without such a target, else the platform's error; call `discard()` then.
     QCoro::Task<> start(CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL);
 
-    /// Completes when the file is finished, and returns it. Throws "Tavro.ScreenRecorder" 2 without a take, 3
-    /// when not one picture came to be written, so that there is no video; or the stream's error, and then
-    /// all is as before.
+    /// Finishes the file and returns it. Throws "Tavro.ScreenRecorder" 2 without a take, 3 when no picture
+    /// was written; or the stream's error, and changes nothing then.
     QCoro::Task<std::filesystem::path> stop();
 
     /// Stops and deletes the file. Never throws.
     QCoro::Task<> discard();
 
-    /// While set, frames are not written where this object writes the file.
+    /// While set, this object writes no frames. A recording output ignores it.
     bool isPaused = false;
 
-    /// Called once a take, when this object can no longer write its file (a full disk), with the reason. What
-    /// was written until then stays, and `stop()` returns it.
+    /// Called once a take when the file can no longer be written (a full disk). `stop()` returns the written
+    /// part.
     std::function<void(std::exception_ptr reason)> onWritingFailed;
 
-    /// When the picture with which the file begins was on the screen; nothing before there is one.
+    /// When the first picture of the file was on the screen; empty until then.
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
     /// The latest picture of the take, for a still image; null when there is none.
     const VideoFramePtr& currentSampleBuffer() const { return currentFrame; }
@@ -78,7 +75,7 @@ private:
     bool sessionStarted = false;
     bool toldOfFailure = false;
     std::shared_ptr<RecordingOutput> recordingOutput;
-    std::optional<std::chrono::steady_clock::time_point> began; // the file, by its first picture
+    std::optional<std::chrono::steady_clock::time_point> began; // time of the file's first picture
     VideoFramePtr currentFrame;
     VideoFramePtr writtenFrame;
     StreamStatistics lastStatistics;

@@ -58,7 +58,7 @@ TEST_F(MixedAudioWriterTest, DropsFramesOutsideOfAFile) {
     writer.appendFrame(AudioFrame(100));
     await(writer.finish());
     writer.appendFrame(AudioFrame(320));
-    await(writer.finish()); // there is nothing to finish: completes at once
+    await(writer.finish()); // nothing to finish: completes at once
     EXPECT_EQ(writer.samplesWritten(), 100);
     EXPECT_EQ(factory.calls().count(QStringLiteral("finishWriting")), 1);
 }
@@ -95,7 +95,7 @@ TEST_F(MixedAudioWriterTest, EachTakeCountsFromZero) {
     writer.start(folder.path() / "next.m4a");
     writer.appendFrame(AudioFrame(320));
     EXPECT_EQ(writer.samplesWritten(), 320);
-    writer.start(file); // without a finish: the open one is given up
+    writer.start(file); // the open file was not finished: it is dropped
     EXPECT_EQ(writer.samplesWritten(), 0);
     await(writer.finish());
     EXPECT_EQ(factory.calls().count(QStringLiteral("cancel")), 1);
@@ -128,7 +128,7 @@ TEST_F(MixedAudioWriterTest, FinishWaitsForThePlatform) {
     EXPECT_TRUE(finished);
 }
 
-// Through the real encoder, at the pace at which a disk takes it rather than a microphone gives it.
+// Through the real encoder, as fast as the disk takes the data.
 class AudioFileTest : public ::testing::Test {
 protected:
     // 20 ms at a time.

@@ -186,7 +186,7 @@ TEST(MicCapture, tellsTheOriginOfItsLine) {
     EXPECT_EQ(await(m.mic.start()), origin) << "of the line that runs";
 }
 
-// The error of a start, or nothing where it succeeded.
+// The error of a start; empty when it succeeded.
 QString failureOf(QCoro::Task<AudioClock::time_point> starting) {
     try {
         await(std::move(starting));
@@ -205,7 +205,7 @@ TEST(MicCapture, stopsWhileItWaits) {
     auto stopped = m.mic.start();
     m.mic.stop();
     EXPECT_FALSE(m.mic.isRunning());
-    auto next = m.mic.start(); // which is answered at once
+    auto next = m.mic.start(); // answered at once
     EXPECT_EQ(failureOf(std::move(next)), QString());
     answer.resolve();
     EXPECT_EQ(failureOf(std::move(stopped)), stoppedBefore);
@@ -329,7 +329,7 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
 
 TEST(SystemAudioCapture, releasesEverythingWhenThereIsNoProcedure) {
     System s;
-    s.hardware.withoutProcedureIdentifier = true; // though no failure is told
+    s.hardware.withoutProcedureIdentifier = true; // though the status is success
     const auto error = test::errorOf([&] { await(s.capture.start()); });
     EXPECT_EQ(error.domain, u"Tavro.Audio");
     EXPECT_EQ(error.code, 0);
@@ -429,7 +429,7 @@ TEST(SourcePairing, doesNotWaitForeverForASourceThatFellSilent) {
         p.pairing.add(Source::microphone, AudioFrame(1600, 5));
     EXPECT_EQ(p.all(Source::microphone), AudioFrame(2 * 16'000, 5));
     EXPECT_EQ(p.all(Source::system), AudioFrame(2 * 16'000, 0));
-    // It comes to itself: what was not waited for is left out, and the rest is where it belongs.
+    // The source delivers again: what silence replaced is dropped, the rest is in its place.
     p.pairing.add(Source::system, AudioFrame(2 * 16'000, 7));
     p.pairing.add(Source::system, AudioFrame(16'000, 8));
     EXPECT_EQ(p.all(Source::microphone), AudioFrame(3 * 16'000, 5));
@@ -446,7 +446,7 @@ TEST(SourcePairing, doesNotWaitForeverForASourceThatBeginsLate) {
     EXPECT_EQ(p.all(Source::system), AudioFrame(2 * 16'000, 5))
         << "what is over a second old waits no longer";
     EXPECT_EQ(p.all(Source::microphone), AudioFrame(2 * 16'000, 0));
-    // Its line reaches back to before what was handed over; the rest is where it belongs.
+    // Its line begins before what went out; the rest is in its place.
     p.pairing.begin(Source::microphone, 1s);
     p.pairing.add(Source::microphone, AudioFrame(16'000, 7));
     p.pairing.add(Source::microphone, AudioFrame(16'000, 8));
@@ -460,7 +460,7 @@ TEST(SourcePairing, putsSilenceBeforeASourceThatBeginsLater) {
     Pairs p;
     p.pairing.begin(Source::system, 0us);
     p.pairing.add(Source::system, AudioFrame(2 * 16'000, 5));
-    p.pairing.begin(Source::microphone, 3s); // its origin is yet to come
+    p.pairing.begin(Source::microphone, 3s); // its origin is in the future
     p.pairing.add(Source::microphone, AudioFrame(16'000, 7));
     p.pairing.close();
     AudioFrame expected(3 * 16'000, 0);
@@ -470,7 +470,7 @@ TEST(SourcePairing, putsSilenceBeforeASourceThatBeginsLater) {
 
 TEST(SourcePairing, endsWithASourceThatNeverBegan) {
     Pairs p;
-    p.pairing.add(Source::microphone, {9}); // though it has delivered
+    p.pairing.add(Source::microphone, {9}); // although it has delivered
     p.pairing.begin(Source::system, 0us);
     p.pairing.add(Source::system, {1, 2, 3});
     EXPECT_TRUE(p.given.empty());
@@ -486,7 +486,7 @@ TEST(SourcePairing, takesAnyNumberOfSources) {
     for (const std::size_t count : {1u, 3u, 5u}) {
         Pairs p(count);
         for (SourcePairing::Source source = 0; source < count; ++source)
-            p.pairing.begin(source, source * 125us); // two samples later each
+            p.pairing.begin(source, source * 125us); // each two samples later
         for (SourcePairing::Source source = count; source-- > 0;)
             p.pairing.add(source, AudioFrame(4, static_cast<std::int16_t>(source + 1)));
         p.pairing.close();
@@ -525,7 +525,7 @@ TEST(SourcePairing, keepsTheOrderOfTwoThreads) {
     Pairs p;
     p.pairing.begin(Source::microphone, 0us);
     p.pairing.begin(Source::system, 0us);
-    constexpr int count = 15'000; // less than what one source waits for the other
+    constexpr int count = 15'000; // less than the second that one source waits for the other
     const auto feed = [&](SourcePairing::Source source, int step) {
         for (int i = 0; i < count; i += step) {
             AudioFrame frame;
@@ -565,7 +565,7 @@ TEST(AudioLevel, risesAtOnceAndFallsSlowly) {
         before = now;
     }
     EXPECT_GT(steps, 10);
-    for (int i = 0; i < 100; ++i) // nobody looks
+    for (int i = 0; i < 100; ++i) // nobody reads the level
         level.add(AudioFrame(AudioLevel::window, i == 50 ? 32'767 : 0));
     EXPECT_TRUE(level.next() > 0.99 || level.next() > 0.99 || level.next() > 0.99) << "the loudest got lost";
 }

@@ -85,7 +85,6 @@ TEST_F(MuxStepsTest, ThePlatformsFailuresPassUnchanged) {
     EXPECT_EQ(muxError(muxer, "/").domain, QStringLiteral("FakeMediaLibrary"));
 }
 
-// Real files through the real library.
 class MuxFilesTest : public ::testing::Test {
 protected:
     void recordPicture(std::chrono::microseconds length) {
@@ -103,7 +102,7 @@ protected:
         await(writer->finishWriting());
         ASSERT_EQ(writer->status(), AssetWriter::Status::completed);
     }
-    // A click at 1.5 s in silence.
+    // Silence with a click at 1.5 s.
     void recordSound(std::chrono::milliseconds length) {
         MixedAudioWriter writer(*factory);
         writer.start(audio);
@@ -124,7 +123,8 @@ protected:
 };
 
 class MuxLengths : public MuxFilesTest,
-                   public ::testing::WithParamInterface<std::pair<int, int>> {}; // sound; expected of it
+                   public ::testing::WithParamInterface<std::pair<int, int>> {
+}; // lengths of the sound: recorded, expected
 
 TEST_P(MuxLengths, ThePictureDecides) {
     recordPicture(4s);

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 using test::await;
 using test::waitUntil;
 
-// A capture whose files exist, though nothing is encoded.
+// A capture whose files exist, without any encoding.
 class RealScreenCaptureTest : public testing::Test {
 protected:
     RealScreenCaptureTest() {
@@ -32,7 +32,7 @@ protected:
         await(capture->start(target, includeMic, folder.path() / name));
         touch(name);
     }
-    // What the real writers would have written.
+    // Creates the files that the real writers would create.
     void touch(const char* video) {
         test::writeFile(folder.path() / video, "picture");
         if (const auto sound = capture->audioFile())
@@ -140,7 +140,7 @@ TEST_F(RealScreenCaptureTest, goesOnWithWhatIsLeft) {
 }
 
 TEST_F(RealScreenCaptureTest, hasNoSoundFileWhereItCannotBeOpened) {
-    system = {15, 0}; // the video has no writer of its own
+    system = {15, 0}; // no asset writer writes the video
     writers.setError(std::make_exception_ptr(PlatformError(QStringLiteral("Test"), 1)));
     writers.fail(FakeAssetWriterFactory::Step::makeAssetWriter);
     start();
@@ -178,7 +178,7 @@ TEST_F(RealScreenCaptureTest, leavesNothingOfTwoTakesThrownAwayUnderTwoNames) {
     EXPECT_TRUE(isEmpty());
 }
 
-// The video's time zero is its first picture, also where the next is there before anybody has asked.
+// The video's time zero is its first picture, also when the second one comes before anyone asks.
 TEST_F(RealScreenCaptureTest, laysTheSoundAgainstTheFirstPicture) {
     const auto recordFrom = [this](std::chrono::steady_clock::time_point first) {
         screen.firstFrame = std::make_shared<BlankPicture>(first);
@@ -201,14 +201,14 @@ TEST_F(RealScreenCaptureTest, laysTheSoundAgainstTheFirstPicture) {
         capture = std::make_unique<RealScreenCapture>(
             screen, writers, engine, hardware, converters, system, [] { return QStringLiteral("granted"); });
         EXPECT_GE(recordFrom(std::chrono::steady_clock::now() - 2s), 2 * 16'000);
-        capture->pause(); // which ends with the take
-        // While it is set the program's own writer takes no picture, the platform's output does.
+        capture->pause(); // ends with the take
+        // During a pause the asset writer takes no picture, the recording output does.
         const auto lead = recordFrom(std::chrono::steady_clock::now() - 2s);
         EXPECT_EQ(lead < 16'000, version.major < 15) << lead;
     }
 }
 
-// The new take has no sound to replace the old one's.
+// The new take has no sound that replaces the old one's.
 TEST_F(RealScreenCaptureTest, leavesNoSoundOfARestartedTakeWithoutSound) {
     system = {15, 0};
     start();
@@ -295,7 +295,7 @@ TEST_F(RealScreenCaptureTest, tellsTheLevelOnTheMainThread) {
     EXPECT_EQ(highest, -1);
 }
 
-// A source whose server is silent comes in when it answers, at its place; until then the take has the other.
+// A source of a silent server joins at its place when the server answers; the other one records meanwhile.
 TEST_F(RealScreenCaptureTest, waitsForNoSource) {
     const auto answer = engine.silence.emplace();
     start();
@@ -307,7 +307,7 @@ TEST_F(RealScreenCaptureTest, waitsForNoSource) {
     EXPECT_TRUE(waitUntil([&] { return written().size() >= 2 * 16'000 && highest > 0; }))
         << "the other source waits";
 
-    engine.sinceOrigin = -3s; // as if its line began three seconds after the take, or a little more
+    engine.sinceOrigin = -3s; // its line begins some three seconds after the take
     answer.resolve();
     EXPECT_TRUE(waitUntil([&] { return engine.hasTap(); }));
     engine.deliver(0.5F, 48'000);
@@ -332,7 +332,7 @@ TEST_F(RealScreenCaptureTest, endsWhileItsSourcesStart) {
         else if (end == End::discard)
             await(capture->discard());
         else if (end == End::restart)
-            await(capture->restartTake(folder.path() / "t.mp4")); // whose own sources are there at once
+            await(capture->restartTake(folder.path() / "t.mp4")); // its own sources start at once
         else
             capture.reset();
         const int running = end == End::restart ? 1 : 0;
@@ -340,7 +340,7 @@ TEST_F(RealScreenCaptureTest, endsWhileItsSourcesStart) {
         const QStringList engineCalls = engine.calls, hardwareCalls = hardware.calls;
         format.resolve();
         output.resolve();
-        bool answered = false; // after the answers have come
+        bool answered = false; // after the answers
         EventLoop::current()->post([&] { answered = true; });
         EXPECT_TRUE(waitUntil([&] { return answered; }));
         EXPECT_EQ(engine.calls, engineCalls) << "a start that nobody wants went on";
@@ -351,7 +351,7 @@ TEST_F(RealScreenCaptureTest, endsWhileItsSourcesStart) {
     }
 }
 
-// Both sources bring samples from threads of their own, while takes come and go.
+// Both sources deliver samples on their own threads while takes start and stop.
 TEST_F(RealScreenCaptureTest, startsAndStopsAHundredTimes) {
     std::atomic<bool> ended = false;
     std::jthread microphone([&] {

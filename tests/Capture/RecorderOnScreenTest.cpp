@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::await;
 
-// Both ways of writing the file, from a real screen.
+// Both ways of writing the file, on a real screen.
 struct RecorderOnScreen : ::testing::TestWithParam<SystemVersion> {
     test::TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "take.mp4";

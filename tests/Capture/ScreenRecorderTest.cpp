@@ -114,7 +114,7 @@ TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
     screen.lastFrame = frameAt(5s, 4);
     await(recorder->stop());
     EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 3s, 5s}));
-    const auto& held = *writers.appended().back().frame; // the picture from before the pause, once more
+    const auto& held = *writers.appended().back().frame; // the picture from before the pause, repeated
     EXPECT_EQ(held.planes[0], writers.appended()[1].frame->planes[0]);
     EXPECT_EQ(held.sequence, 3u);
     EXPECT_TRUE(held.damage.empty());
@@ -172,7 +172,7 @@ TEST_F(ScreenRecorderTest, tellsOnceATakeThatItsFileIsWrittenNoMore) {
         screen.firstFrame = frameAt(1s, 0);
         start();
         writers.fail(FakeAssetWriterFactory::Step::append);
-        screen.show(frameAt(2s, 1)); // merely busy
+        screen.show(frameAt(2s, 1)); // only busy
         writers.succeed(FakeAssetWriterFactory::Step::append);
         EXPECT_EQ(told.size(), take - 1);
         writers.fail(FakeAssetWriterFactory::Step::write);
@@ -215,7 +215,7 @@ TEST_F(ScreenRecorderTest, passesFailuresOfTheStartOnAndCanStartAgain) {
         std::make_exception_ptr(PlatformError(QStringLiteral("Tavro.X11"), 9, QStringLiteral("broken")));
     const struct {
         SystemVersion system;
-        std::optional<Step> step; // or the writer's making
+        std::optional<Step> step; // else the writer cannot be created
     } cases[] = {
         {writing, Step::shareableContent},
         {writing, Step::addStreamOutput},

@@ -14,8 +14,7 @@ using namespace std::chrono_literals;
 using test::await;
 using test::waitUntil;
 
-// The whole way of the sound, with all its threads: server, converters, mixer, encoder, file. Only the
-// picture is not real, and has no file.
+// The whole sound path with all its threads. Only the picture is fake and has no file.
 TEST(SoundTakes, beginAndEndAHundredTimes) {
     const test::TemporaryFolder folder;
     const auto video = folder.path() / "t.mp4", audio = folder.path() / "t.m4a";
@@ -69,7 +68,7 @@ TEST(SoundTakes, beginAndEndAHundredTimes) {
     EXPECT_TRUE(said.filter(QStringLiteral("[ERROR]")).isEmpty()) << said.join(u'\n').toStdString();
 }
 
-// Stopped, thrown away and begun anew while the server is still being asked.
+// Takes are stopped, discarded and restarted while a query to the server is open.
 TEST(SoundTakes, endWhileTheirSourcesStart) {
     const test::TemporaryFolder folder;
     const auto video = folder.path() / "t.mp4";

@@ -1,4 +1,4 @@
-"""What a tester and their desktop notice while a take runs and while it is finished."""
+"""Effects of a running and an ending take on the user and the desktop."""
 
 import os
 import signal
@@ -46,7 +46,7 @@ def desktop_may_sleep_once_the_program_has_ended(scene):
 
 
 def green(x, y, width, height):
-    """How much of a bar is filled, from its middle line on the screen: only the filling is greener than red."""
+    """The filled part of a bar on the screen. Only the filling has more green than red."""
     line = f"{width}x1+{x}+{y + height // 2}"
     command = ["import", "-window", "root", "-crop", line, "-depth", "8", "rgb:-"]
     pixels = subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout
@@ -54,12 +54,12 @@ def green(x, y, width, height):
 
 
 def fill_the_screen_with_noise(times):
-    """Large pictures make a large film, which does not fit into what lies between program and service."""
+    """Makes the film larger than the buffers between program and service."""
     for number in range(times):
         picture = environment("TAVRO_DESKTOP") / "noise.png"
         noise = ["-size", "1920x1080", "-seed", str(number), "xc:gray", "+noise", "Random"]
         subprocess.run(["convert", *noise, picture], check=True)
-        subprocess.run(["display", "-window", "root", picture], check=False)  # ends with 1 whatever happens
+        subprocess.run(["display", "-window", "root", picture], check=False)  # always exits with 1
 
 
 def upload_shows_how_far_it_has_come(scene):

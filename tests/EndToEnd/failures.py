@@ -1,4 +1,4 @@
-"""What goes wrong around a session, and what the user sees of it."""
+"""Failures around a session, and what the user sees of them."""
 
 import harness
 from harness import check, driver, equal, wait_for
@@ -29,7 +29,7 @@ def upload_that_fails_keeps_the_recording(scene):
     driver.click_notification(told, "default")
     driver.wait_opened(f"file://{scene.recordings}")
 
-    service.control("behave")  # the next session is none the worse for it
+    service.control("behave")  # the next session succeeds
     harness.begin_session(program)
     program.bar.press("Finish")
     driver.wait_opened(f"{service.url}/sessions/ses_2/review")
@@ -73,7 +73,7 @@ def session_that_does_not_begin_leaves_the_desktop_as_it_was(scene):
     driver.wait_notification("The recording did not start")
     tinted = program.tray.color() == harness.RECORD_COLOR
     check(not program.bar.is_open() and not tinted, "a bar or a tint without a session")
-    harness.begin_session(program)  # and the next attempt succeeds
+    harness.begin_session(program)  # the next attempt succeeds
     program.bar.press("Finish")
     program.bar.wait_closed()
 
@@ -93,7 +93,7 @@ def delete_that_fails_at_the_service_closes_the_bar(scene):
 def restart_without_its_monitor_is_told_at_once(scene):
     service, program = signed_in(scene)
     harness.begin_session(program)
-    driver.run("xrandr", "--setmonitor", "another", "1920/508x1080/286+0+0", "screen")  # in place of the one before
+    driver.run("xrandr", "--setmonitor", "another", "1920/508x1080/286+0+0", "screen")  # replaces the first monitor
     try:
         program.bar.press("More", "push button")
         program.bar.press("Restart")
@@ -102,14 +102,14 @@ def restart_without_its_monitor_is_told_at_once(scene):
     finally:
         driver.run("xrandr", "--delmonitor", "another")
     program.bar.press("More", "push button")
-    program.bar.press("Restart")  # once the monitor is there again
+    program.bar.press("Restart")  # the monitor is back
     check(len(driver.notifications()) == 1, "a restart that succeeds was told of")
     program.bar.press("Finish")
     driver.wait_opened(f"{service.url}/sessions/ses_1/review")
 
 
 def held_up(scene, request):
-    """A service that takes its time over a request and then refuses it; with a function that waits for it."""
+    """A program whose service delays a request, then refuses it; and a function that waits for that request."""
     service, program = signed_in(scene)
     service.control("misbehave", match=request, status=500, delay=3000, times=1)
     return program, lambda: wait_for(lambda: any(e["line"].startswith(request) for e in service.received()), request)

@@ -23,7 +23,7 @@ def from_the_wizard_to_the_review_page(scene):
     for count in (2, 3):  # microphone, then speech
         wizard.press("Grant")
         wait_for(lambda: granted() == count, f"{count} grants")
-    wizard.get("Done").click()  # as long as nobody is signed in it does nothing
+    wizard.get("Done").click()  # does nothing before the sign-in
     backends = [line for line in program.log() if "backend:" in line]
     check(wizard.is_open() and len(backends) == 1, "Done worked too early")
 
@@ -93,7 +93,7 @@ def nothing_missing_builds_the_backend_twice(scene):
     equal(program.log(), [line, line, "[INFO] Tavro launched"], "the log of a launch with nothing missing")
     check(not program.wizard.is_open(), "the wizard is open")
 
-    program.tray.choose("Settings…")  # shows it all the same
+    program.tray.choose("Settings…")  # shows the wizard anyway
     program.wizard.wait_open().press("Sign out")
     program.wizard.get("Not signed in")
     wait_for(lambda: harness.token() == "", "the token to be gone from the keyring")

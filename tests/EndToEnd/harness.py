@@ -1,5 +1,5 @@
-"""What the end-to-end tests share. A test is a function; `main` runs those of its file, each with a home of its
-own, against the program and the service's stand-in named on the command line."""
+"""Shared code of the end-to-end tests. A test is a function; `main` runs the tests of a file, each in a new home,
+against the program and the loopback service named on the command line."""
 
 import contextlib
 import json
@@ -32,7 +32,7 @@ def equal(actual, expected, what):
 
 
 class Service:
-    """The remote service's stand-in, a process of its own."""
+    """The loopback service, as a process."""
 
     def __init__(self, executable):
         self.process = subprocess.Popen([executable], stdout=subprocess.PIPE, text=True)
@@ -48,7 +48,7 @@ class Service:
         return [entry for entry in self.control("received") if not entry["target"].startswith("/control/")]
 
     def events(self):
-        """The types of the live events that came, in order."""
+        """The types of the received live events, in order."""
         bodies = [entry["body"] for entry in self.received() if entry["kind"] == "message"]
         return [json.loads(body)["type"] for body in bodies]
 
@@ -111,8 +111,7 @@ def token(item=None):
 
 
 def browser():
-    """Puts an xdg-open first on the path that notes what it is told and then does what a browser does with a
-    web address: it fetches it and follows where it is sent."""
+    """Puts a fake xdg-open first on the path. It records its argument, fetches web addresses and follows redirects."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="browser-", dir=environment("TAVRO_DESKTOP")))
     stub = folder / "xdg-open"
     stub.write_text(
@@ -124,7 +123,7 @@ def browser():
 
 
 def probe(video):
-    """A video as the standard tool sees it; fails when it cannot be played to its end."""
+    """Decodes a video with ffmpeg; fails when it does not play to its end."""
     problems = subprocess.run(
         ["ffmpeg", "-v", "error", "-i", video, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-f", "null", "-"],
         stderr=subprocess.PIPE,
@@ -141,7 +140,7 @@ def probe(video):
 
 
 def let_time_pass(program, seconds):
-    """Until the bar says that so much more has been recorded."""
+    """Waits until the bar shows this many more seconds."""
 
     def shown():
         clocks = [name for name in program.bar.names() if len(name) == 5 and name[2] == ":"]
@@ -152,13 +151,13 @@ def let_time_pass(program, seconds):
 
 
 def begin_session(program):
-    """New Session…, Start; returns when the bar is there."""
+    """New Session…, Start; waits for the bar."""
     program.tray.choose("New Session…")
     start_take(program)
 
 
 def start_take(program):
-    """The same from the setup window on."""
+    """Starts a take in the open setup window."""
     program.setup.wait_open()
     wait_for(lambda: program.setup.get("Start").is_enabled(), "Start to be enabled")
     program.wait_log("setup: found ")

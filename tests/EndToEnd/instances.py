@@ -1,4 +1,4 @@
-"""One instance a desktop session, and what other programs may ask of it."""
+"""One instance for each desktop session, and its D-Bus interface."""
 
 import os
 import signal
@@ -38,7 +38,7 @@ def second_start_opens_the_setup_window_of_the_first(scene):
 
 def second_start_during_a_take_gives_the_bar_the_keyboard(scene):
     first = scene.start()
-    first.wizard.wait_open()  # what the user works with
+    first.wizard.wait_open()  # the window in use
     start_again(first)
     harness.start_take(first)
     focused = lambda: driver.run("xdotool", "getwindowfocus", "getwindowname").strip()
@@ -68,7 +68,7 @@ def is_on_the_bus(program):
     daemon = bus.get_object("org.freedesktop.DBus", "/")
     try:
         return program.process.pid in [daemon.GetConnectionUnixProcessID(name) for name in bus.list_names()]
-    except dbus.DBusException:  # one goes while we look
+    except dbus.DBusException:  # a process may end meanwhile
         return False
 
 
@@ -95,7 +95,7 @@ def relaunch_hands_over_to_a_new_instance(scene):
     equal(program.wait_end(), 0, "the exit code")
     new = wait_for(owner, "the new instance's name")
     check(new != program.process.pid, "the old instance still has the name")
-    program.process.pid = new  # to be driven like the one before
+    program.process.pid = new  # controlled like the first one
     program.wizard.wait_open()
     check(len(program.log()) > 2, "the new instance logs nothing")
     os.kill(new, signal.SIGTERM)
@@ -105,7 +105,7 @@ def relaunch_hands_over_to_a_new_instance(scene):
 def without_a_session_bus_it_runs_all_the_same(scene):
     program = scene.start(DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent")
     line = program.wait_log("notification not shown (")
-    check("Tavro is running" in line, line)  # there is no tray to be seen in
+    check("Tavro is running" in line, line)  # there is no tray
     equal(program.stop(), 0, "the exit code")
 
 

@@ -1,4 +1,4 @@
-"""Sessions on the local backend, with developer mode on: nothing but this computer is needed."""
+"""Sessions on the local backend, in developer mode, without a service."""
 
 import json
 import time
@@ -31,7 +31,7 @@ def finish_saves_the_video_and_says_where(scene):
     bar.press("Pause")
     bar.get("Resume")
     stood_at = clock(bar)
-    time.sleep(2.5)  # the clock ticks once a second: two ticks in which it has to stand still
+    time.sleep(2.5)  # two ticks of the clock
     equal(clock(bar), stood_at, "the clock during a pause")
     bar.press("Resume")
     harness.let_time_pass(program, 2)
@@ -82,7 +82,7 @@ def restart_while_paused_records_again(scene):
     program.bar.get("Resume")
     program.bar.press("More", "push button")
     program.bar.press("Restart")
-    program.bar.get("Pause")  # it records: there is something to pause
+    program.bar.get("Pause")  # it records
     wait_for(lambda: clock(program.bar) < "00:03", "the clock to start again")
     harness.let_time_pass(program, 1)
     program.bar.press("Finish")

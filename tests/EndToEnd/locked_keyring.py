@@ -1,4 +1,4 @@
-"""A token in a keyring that is locked, or hangs, when the program starts: it counts as soon as it can be read."""
+"""A token in a keyring that is locked or hangs at the start: the program uses the token once it is readable."""
 
 import os
 import signal
@@ -26,12 +26,12 @@ def questions():
 def give_password():
     question = wait_for(questions, "the question for the password")[0]
     keys = ["key", "ctrl+a", *"password", "Return"]
-    for again in (True, True, False):  # keys that come before its field has the focus are lost
+    for again in (True, True, False):  # keys are lost until the field has the focus
         subprocess.run(["xdotool", "windowactivate", "--sync", question, *keys], check=False)
         try:
             wait_for(lambda: not questions(), "the keyring to be unlocked", 10)
             return
-        except Failure:  # and those that come after it has gone would press Done
+        except Failure:  # keys after the dialog has closed would press Done
             if not again:
                 raise
 
@@ -48,11 +48,11 @@ def signs_in_when_it_is_unlocked(scene):
             wizard.get("Not signed in")
             program.tray.choose("New Session…")
             program.setup.wait_open()
-            program.wait_log("setup: loaded 2 scenario(s) for project prj_demo")  # the local ones
+            program.wait_log("setup: loaded 2 scenario(s) for project prj_demo")  # of the local backend
             give_password()
             wizard.get("Signed in as your account")
             program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
-            program.wait_log("setup: loaded 1 scenario(s) for project prj_demo")  # the service's
+            program.wait_log("setup: loaded 1 scenario(s) for project prj_demo")  # of the service
             wizard.press("Done")
             wizard.wait_closed()
         finally:

@@ -1,4 +1,4 @@
-"""A display that cannot be captured: an X server without the extension that tells of damage."""
+"""A display that cannot be captured: an X server without the DAMAGE extension."""
 
 import subprocess
 

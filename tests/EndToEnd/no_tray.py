@@ -1,4 +1,4 @@
-"""A desktop without a tray, until there is one."""
+"""A desktop whose tray appears later."""
 
 import subprocess
 import sys

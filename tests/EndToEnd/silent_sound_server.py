@@ -1,5 +1,4 @@
-"""A sound server that has stopped (SIGSTOP) holds nothing up: not the launch, not a take and not its end; and what it
-says later counts.
+"""A stopped sound server (SIGSTOP) delays neither the launch nor a take nor its end. Its later answers are used.
 
     silent_sound_server.py TAVRO LOOPBACK_SERVICE TAVRO_PAINTER FLASH_AND_BEEP"""
 
@@ -31,7 +30,7 @@ def signal_server(number):
 
 @contextlib.contextmanager
 def stopped_server():
-    """Stops the sound server; until the function that it yields is called."""
+    """Stops the sound server. Yields a function that continues it."""
     signal_server(signal.SIGSTOP)
     try:
         yield lambda: signal_server(signal.SIGCONT)
@@ -57,7 +56,7 @@ def start(scene):
 
 
 def finish(program):
-    """Ends the take; returns its film."""
+    """Ends the take; returns the video."""
     program.bar.press("Finish")
     program.wait_log("finishSession: opened review", seconds=END)
     program.bar.wait_closed()

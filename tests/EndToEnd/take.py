@@ -1,4 +1,4 @@
-"""Takes with tavro-take, on a real X server with something moving on it: what lies where afterwards, and what is in it.
+"""Takes with tavro-take, on a real X server with a moving picture: the files of a take and their contents.
 
     take.py TAVRO_TAKE TAVRO_PAINTER LOOPBACK_SERVICE"""
 
@@ -16,13 +16,13 @@ from harness import Failure, Service, check, equal
 
 TAKE, PAINTER, SERVICE = sys.argv[1:4]
 LENGTH_TOLERANCE = 0.1  # seconds
-# The session's clock starts once everything runs, the file with its first picture before that: at once on a machine
-# with nothing else to do, later on one that is busy building.
+# The file begins with its first picture, the session's clock later, when everything runs. The difference is small on
+# an idle machine.
 LONGEST_LEAD = 1.0
 
 
 class Home:
-    """A user's folders, empty at first."""
+    """The folders of a new user."""
 
     def __init__(self, folder):
         self.folder = pathlib.Path(folder)
@@ -39,7 +39,7 @@ class Home:
         )
 
     def run(self, *arguments, code=0, **variables):
-        """The program's report; its complaints when it is to fail."""
+        """The program's report; its standard error when a failure is expected."""
         process = self.start(*arguments, **variables)
         try:
             out, complaints = process.communicate(timeout=60)
@@ -128,7 +128,7 @@ def pauses_are_reported_and_left_out_of_the_duration(home):
     events = [{"type": kind} for kind in kinds] + [{"type": "finished", "durationSeconds": duration}]
     equal(home.events(), events, "events")
     check(abs(duration - 2.5) < 0.5, f"duration {duration}")
-    check_video(report["video"], duration + 2.5)  # the picture stands still for as long
+    check_video(report["video"], duration + 2.5)  # the picture may stand still that long
 
 
 def a_restart_begins_from_zero(home):
@@ -179,7 +179,7 @@ def an_interrupted_take_stays_as_a_finished_file(home):
         time.sleep(2)
         process.send_signal(number)
         out, complaints = process.communicate(timeout=60)
-        check(process.returncode > 0, f"exit code {process.returncode}")  # of its own accord
+        check(process.returncode > 0, f"exit code {process.returncode}")  # not killed
         check(out == "" and "tavro-take: interrupted" in complaints, complaints)
         (muxed,) = home.work.glob("*-muxed.mp4")
         streams, length = probe(muxed)

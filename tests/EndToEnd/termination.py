@@ -1,4 +1,4 @@
-"""The end of the program while a take runs, whoever asks for it."""
+"""The end of the program during a take, by every way to ask for it."""
 
 import signal
 import subprocess

@@ -5,8 +5,7 @@
 
 namespace {
 
-// What decodes is written and read again without a change; what does not is refused with the coder's own
-// error.
+// A decoded record survives encoding and decoding; all else throws the coder's own error.
 template <class T>
 void decodeAndBack(const QByteArray& bytes) {
     std::optional<T> value;
@@ -29,7 +28,7 @@ void decodeAs(std::size_t which, const QByteArray& bytes) {
 
 } // namespace
 
-// The first byte chooses the record, the rest is its JSON.
+// The first byte selects the record, the rest is its JSON.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tavro;
     if (size == 0)

@@ -39,7 +39,7 @@ Answer LoopbackService::State::answer(const Received& request) {
         return ok(bytes(QJsonObject{{QStringLiteral("token"), options.token},
             {QStringLiteral("user"),
                 QJsonObject{{QStringLiteral("email"), QStringLiteral("tester@example.org")}}}}));
-    if (path == QLatin1String("/auth/app")) { // the sign-in page of a user who is signed in already
+    if (path == QLatin1String("/auth/app")) { // the sign-in page, for a user already signed in
         const QString callback = QUrlQuery(url).queryItemValue(QStringLiteral("cb"), QUrl::FullyDecoded);
         return {302, {}, {{"Location", callback.toUtf8() + "/?code=code-1"}}};
     }
@@ -50,7 +50,7 @@ Answer LoopbackService::State::answer(const Received& request) {
     return {404, "{}", {}};
 }
 
-// `path` is what follows /api/app/, split at the slashes.
+// `path`: the parts after /api/app/, split at the slashes.
 Answer LoopbackService::State::answerRest(const Received& request, const QStringList& path) {
     const QByteArray call = request.method + ' ' + path.value(0).toUtf8();
     const QString id = path.value(1), part = path.value(2);
@@ -97,7 +97,7 @@ Answer LoopbackService::State::answerRest(const Received& request, const QString
     return {404, "{}", {}};
 }
 
-// How a program outside steers the service: POST /control/VERB with a JSON object.
+// Control from another program: POST /control/VERB with a JSON object.
 Answer LoopbackService::State::answerControl(const Received& request, const QString& verb) {
     const QJsonObject sent = QJsonDocument::fromJson(request.body).object();
     const auto text = [&](const char* key) { return sent[QLatin1String(key)].toString(); };

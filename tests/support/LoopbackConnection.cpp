@@ -60,7 +60,7 @@ bool LoopbackConnection::readHead() {
     }
     socket->skip(end + 4);
     if (request.headers.contains("transfer-encoding")) {
-        write({411, {}, {}}); // an upload says how long it is
+        write({411, {}, {}}); // an upload needs a length
         return true;
     }
     if (request.headers.value("expect").toLower() == "100-continue")
@@ -71,7 +71,7 @@ bool LoopbackConnection::readHead() {
     if (rule.readChunk > 0 && expected > 0) {
         socket->setReadBufferSize(rule.readChunk);
         socket->setSocketOption(
-            QAbstractSocket::ReceiveBufferSizeSocketOption, 1 << 16); // what is not read waits at the sender
+            QAbstractSocket::ReceiveBufferSizeSocketOption, 1 << 16); // unread data stays at the sender
         if (rule.readEvery.count() > 0)
             readTimer.start(rule.readEvery);
         else
@@ -112,7 +112,7 @@ bool LoopbackConnection::readBody() {
     return true;
 }
 
-// The library's server takes the connection over with the request still unread.
+// QWebSocketServer takes over the connection with the request still unread.
 void LoopbackConnection::upgrade(QByteArray head) {
     answering = true;
     Received handshake = parseHead(head);

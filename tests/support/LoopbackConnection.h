@@ -8,7 +8,7 @@
 
 namespace tavro::test {
 
-/// One HTTP connection of the service: reads requests, one after another, and answers them.
+/// One HTTP connection of the service. Answers requests one after another.
 class LoopbackConnection : public QObject {
 public:
     LoopbackConnection(LoopbackService::State& service, QTcpSocket* socket);

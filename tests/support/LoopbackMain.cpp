@@ -6,9 +6,8 @@
 
 #include <cstdio>
 
-// The service as a program of its own, for tests that drive the application from outside. Prints its address
-// as one JSON line, serves until it is killed, and is steered by POST requests to /control/VERB (see
-// LoopbackAnswers.cpp).
+// The service as a program. Prints its address as one JSON line, serves until it is killed, and is controlled
+// by POST /control/VERB (see LoopbackAnswers.cpp).
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCommandLineParser arguments;

@@ -93,7 +93,7 @@ void LoopbackService::State::listen() {
         std::make_unique<QWebSocketServer>(QStringLiteral("loopback"), QWebSocketServer::NonSecureMode);
     QObject::connect(server.get(), &QTcpServer::pendingConnectionAvailable, server.get(), [this] {
         while (QTcpSocket* socket = server->nextPendingConnection())
-            new LoopbackConnection(*this, socket); // the socket's child
+            new LoopbackConnection(*this, socket); // owned by the socket
     });
     QObject::connect(webSockets.get(), &QWebSocketServer::newConnection, webSockets.get(), [this] {
         while (QWebSocket* socket = webSockets->nextPendingConnection())
@@ -126,7 +126,7 @@ void LoopbackService::State::openChannel(QWebSocket* socket) {
         entry.target = target;
         note(entry);
     });
-    // The library reports a normal closure also when no close frame came.
+    // QWebSocket reports a normal closure even when no close frame came.
     auto closed = std::make_shared<bool>(false);
     QObject::connect(socket, &QWebSocket::aboutToClose, socket, [closed] { *closed = true; });
     QObject::connect(socket, &QWebSocket::disconnected, socket, [this, socket, target, closed] {
@@ -141,7 +141,7 @@ void LoopbackService::State::openChannel(QWebSocket* socket) {
 }
 
 void LoopbackService::State::onChannels(const std::function<void(QWebSocket&)>& act) {
-    const auto open = channels; // a channel that ends leaves the list
+    const auto open = channels; // a channel removes itself from the list when it ends
     for (QWebSocket* channel : open)
         act(*channel);
 }
@@ -188,7 +188,7 @@ LoopbackService::~LoopbackService() {
         const auto open = state->channels;
         qDeleteAll(open);
         state->webSockets.reset();
-        state->server.reset(); // and with it its connections
+        state->server.reset(); // deletes its connections too
     });
 }
 

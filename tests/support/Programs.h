@@ -7,16 +7,14 @@
 
 namespace tavro::test {
 
-/// What came of a program that has ended.
 struct Ended {
-    int exitCode = -1; ///< as the shell gives it; 127 when there is no such program, -1 when it was killed
+    int exitCode = -1; ///< 127 when there is no such program, -1 when it was killed
     QByteArray output;
-    QByteArray complaints; ///< what it wrote to its standard error
+    QByteArray complaints; ///< standard error
 };
 
-/// Runs a program to its end, in `folder` where one is given. Blocks, without running the event loop. Not by
-/// QProcess: its child shares our memory for a moment, and the thread sanitizer, which is told to overlook
-/// what happens inside Qt, would overlook all that this thread does afterwards.
+/// Runs a program to its end, in `folder` if given. Blocks without an event loop. No QProcess: its child
+/// shares our memory at first, and the thread sanitizer would then ignore later accesses of this thread.
 Ended run(const QString& program, const QStringList& arguments, const QByteArray& input = {},
     const std::filesystem::path& folder = {});
 

@@ -16,12 +16,11 @@
 
 namespace tavro::test {
 
-/// Runs the event loop until `condition` holds; false when it does not within the (generous) deadline.
+/// Runs the event loop until `condition` holds. False after the deadline.
 bool waitUntil(
     const std::function<bool()>& condition, std::chrono::milliseconds deadline = std::chrono::seconds(60));
 
-/// Runs the event loop until the task is done and returns its value or throws its error. Throws
-/// std::runtime_error when it is not done within the deadline.
+/// Runs the event loop until the task is done. Throws std::runtime_error after the deadline.
 template <class T>
 T await(QCoro::Task<T> task, std::chrono::milliseconds deadline = std::chrono::seconds(60)) {
     struct Outcome {
@@ -49,10 +48,9 @@ T await(QCoro::Task<T> task, std::chrono::milliseconds deadline = std::chrono::s
         return std::move(*outcome->value);
 }
 
-/// What `action` throws, described; fails the test when it throws nothing.
+/// The error that `action` throws. Fails the test when it throws nothing.
 ErrorDescription errorOf(const std::function<void()>& action);
 
-/// A folder of its own that is gone after the test.
 class TemporaryFolder {
 public:
     std::filesystem::path path() const { return directory.path().toStdString(); }
@@ -61,8 +59,7 @@ private:
     QTemporaryDir directory;
 };
 
-/// A home of this test program's own, so that no test reads or writes what is the user's. Made first in
-/// `main`.
+/// A home for this test program, so that no test touches the user's files. Create it first in `main`.
 class IsolatedHome {
 public:
     IsolatedHome();
@@ -71,7 +68,6 @@ private:
     TemporaryFolder home;
 };
 
-/// Sets an environment variable for as long as it lives.
 class ScopedEnvironment {
 public:
     ScopedEnvironment(const char* name, const QByteArray& value);
@@ -85,7 +81,7 @@ private:
 QByteArray readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const QByteArray& bytes);
 
-/// The lines written to the log (see `Log`) since this object was made.
+/// Lines logged since construction (see `Log`).
 class LogLines {
 public:
     LogLines();

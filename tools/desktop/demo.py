@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """A session by clicks, on a desktop without a screen: New Session…, Start, Pause, Resume, Finish, on the local
-backend. Says where the video is.
+backend. Prints the path of the video.
 
-    demo.py [PROGRAM]      starts the virtual desktop by itself; the video is put into build/demo
+    demo.py [PROGRAM]      starts the virtual desktop itself; the video goes to build/demo
 """
 
 import os
@@ -38,7 +38,7 @@ def perform(program_file):
         program.tray.choose("New Session…")
         setup = program.setup.wait_open()
         program.wait_log("setup: found ")
-        time.sleep(0.5)  # for the eye: a person looks at the form, too
+        time.sleep(0.5)  # so that a viewer sees the form
         driver.screenshot(out / "setup.png")
         setup.press("Start")
         program.wait_log("control panel shown")

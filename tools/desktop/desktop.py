@@ -3,8 +3,8 @@
 
     desktop.py --with x11,wm,pulse [--geometry 1920x1080] -- COMMAND...
 
-starts the services named, runs COMMAND inside and ends with its exit code; all that was started ends with it.
-Nothing of the user's desktop is seen or touched: home, XDG folders, buses and servers are private.
+starts the services named, runs COMMAND inside, ends all services and exits with the code of COMMAND.
+Home, XDG folders, buses and servers are private; the user's desktop is not touched.
 
     x11       an X server (Xvfb)                       DISPLAY
     bus       a session bus without activation         DBUS_SESSION_BUS_ADDRESS
@@ -82,7 +82,7 @@ def has_name(name):
 
 
 class Desktop:
-    """The services of one private desktop, known by the folder that holds their state."""
+    """The services of one private desktop, with their state in one folder."""
 
     def __init__(self, root, bound_to_us):
         self.root = pathlib.Path(root)
@@ -150,7 +150,7 @@ class Desktop:
         services = self.root / "services"
         services.mkdir(exist_ok=True)
         xfconf = pathlib.Path("/usr/share/dbus-1/services/org.xfce.Xfconf.service")
-        if xfconf.exists():  # the panel's settings daemon is the one thing that may be activated
+        if xfconf.exists():  # only the panel's settings daemon may be activated
             shutil.copy(xfconf, services)
         config = self.root / "bus.conf"
         config.write_text(
@@ -268,7 +268,7 @@ set-default-source mic
         self.spawn("pipewire", ["pipewire"])
         wait_for(lambda: succeeds("pw-cli", "info", "0"), "PipeWire")
         self.spawn("pipewire", ["wireplumber"])
-        # It fails to start when somebody else, such as a client, makes this folder at the same moment.
+        # The start fails when a client creates this folder at the same time.
         pathlib.Path(os.environ["XDG_RUNTIME_DIR"], "pulse").mkdir(mode=0o700, exist_ok=True)
         self.spawn("pipewire", ["pipewire-pulse"])
         wait_for(lambda: "micfeed" in output_of("pactl", "list", "short", "sinks"), "PipeWire's sinks")
@@ -309,7 +309,7 @@ def defaults_are_set():
 
 
 def private_environment(root):
-    """Variables of a user who has just logged in and owns nothing yet."""
+    """The environment of a new user."""
     for name in """DISPLAY WAYLAND_DISPLAY XAUTHORITY PULSE_SERVER PULSE_SINK PULSE_SOURCE XDG_CURRENT_DESKTOP
             DESKTOP_SESSION BROWSER QT_QPA_PLATFORMTHEME QT_STYLE_OVERRIDE GNOME_KEYRING_CONTROL SSH_AUTH_SOCK TMPDIR
             QT_SCALE_FACTOR AT_SPI_BUS_ADDRESS""".split():
@@ -338,7 +338,7 @@ def private_environment(root):
 
 
 def end_stragglers():
-    """What the services started themselves has become our child: it ends too, and is waited for."""
+    """Ends and reaps the processes that the services left to us as their subreaper."""
     while True:
         children = [int(pid) for pid in open("/proc/thread-self/children", encoding="ascii").read().split()]
         for pid in children:

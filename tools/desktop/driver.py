@@ -1,5 +1,5 @@
-"""Uses Tavro from outside, as a person or a screen reader would: the windows through the accessibility bus and
-the pointer, the tray icon through its host's D-Bus interface, notifications and the desktop's actions.
+"""Controls Tavro from outside: windows through the accessibility bus and the pointer, the tray icon through D-Bus,
+notifications and the desktop's actions.
 
 Runs inside desktop.py with the services x11, wm, bus, a11y (and panel, notify, keyring, a sound server …).
 """
@@ -17,7 +17,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402  (the version comes first)
 
-PATIENCE = 30  # seconds; how long a person would never have to wait
+PATIENCE = 30  # seconds
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 KEYRING_ITEM = ["user", "tavro-worker-auth-token", "server", "com.quembridge.tavro", "type", "plaintext"]
 KEYRING_ITEM += ["xdg:schema", "org.qt.keychain"]
@@ -29,7 +29,7 @@ class Failure(AssertionError):
 
 
 def wait_for(condition, what, seconds=PATIENCE):
-    """What `condition` yields once that is true."""
+    """Waits until `condition` returns a true value, and returns it."""
     deadline = time.monotonic() + seconds
     while True:
         value = condition()
@@ -65,7 +65,7 @@ class Control:
         return self.accessible.get_state_set().contains(Atspi.StateType.CHECKED)
 
     def press(self):
-        """As a screen reader does."""
+        """Through the accessibility bus."""
         wait_for(self.is_enabled, f"{self} to be enabled")
         actions = self.accessible.get_action_iface()
         names = [actions.get_action_name(i) for i in range(actions.get_n_actions())]
@@ -80,7 +80,7 @@ class Control:
         return box.x, box.y, box.width, box.height
 
     def click(self):
-        """As a hand does."""
+        """With the pointer."""
         wait_for(self.is_enabled, f"{self} to be enabled")
         x, y, width, height = self.rectangle()
         run("xdotool", "mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
@@ -110,13 +110,13 @@ def is_showing(accessible):
 
 
 class Window:
-    """An open window of the program, known by its title; the bar has none that a person sees."""
+    """A window of the program, found by its title. The bar does not show its title."""
 
     def __init__(self, program, title):
         self.program, self.title = program, title
 
     def accessibles(self):
-        """What is open under this title: the bar's menu counts as part of the bar."""
+        """The open windows of this title; the bar's menu is part of the bar."""
         application = self.program.application()
         if application is None:
             return []
@@ -127,7 +127,7 @@ class Window:
     def is_open(self):
         try:
             return bool(self.accessibles())
-        except GLib.Error:  # it goes while we look
+        except GLib.Error:  # it may close meanwhile
             return False
 
     def wait_open(self):
@@ -140,7 +140,7 @@ class Window:
     def controls(self):
         try:
             return [Control(each) for window in self.accessibles() for each in descend(window) if is_showing(each)]
-        except GLib.Error:  # it changes while we look
+        except GLib.Error:  # it may change meanwhile
             return []
 
     def find(self, name, role=None):
@@ -211,7 +211,7 @@ class Program:
 
 
 class Tray:
-    """The program's icon as the panel sees it, and its menu."""
+    """The program's tray icon and its menu."""
 
     WATCHER = "org.kde.StatusNotifierWatcher"
     PROPERTIES = "org.freedesktop.DBus.Properties"
@@ -226,7 +226,7 @@ class Tray:
         """Bus name and path of the icon, or nothing."""
         try:
             return self.find_item()
-        except dbus.DBusException:  # the panel comes or goes while we look
+        except dbus.DBusException:  # the panel may start or end meanwhile
             return None
 
     def find_item(self):
@@ -252,7 +252,7 @@ class Tray:
         )
 
     def color(self):
-        """Red, green and blue of the icon's strongest pixel in its largest picture."""
+        """Red, green and blue of the most opaque pixel of the icon's largest picture."""
         width, height, data = max(self.get("IconPixmap"), key=lambda picture: picture[0])
         pixels = [bytes(data[i : i + 4]) for i in range(0, int(width) * int(height) * 4, 4)]
         alpha, *rgb = max(pixels)
@@ -296,8 +296,7 @@ def click_notification(notification, action):
 
 
 def inhibitions():
-    """What keeps the screen from blanking and the computer from sleeping: the screen saver's and the login manager's
-    reasons."""
+    """The reasons of all inhibitions at the screen saver and the login manager."""
     reasons = []
     for service in ("org.freedesktop.ScreenSaver", "org.freedesktop.login1"):
         place = dbus.SessionBus().get_object(service, "/" + service.replace(".", "/"))
@@ -306,7 +305,7 @@ def inhibitions():
 
 
 def opened():
-    """What the desktop was asked to open."""
+    """The addresses and files that the desktop was asked to open."""
     file = environment("TAVRO_DESKTOP") / "opened.txt"
     return file.read_text().splitlines() if file.exists() else []
 
@@ -320,14 +319,14 @@ def screenshot(file):
 
 
 def grant_all():
-    """As if the user had granted everything earlier."""
+    """Stores all permissions as granted."""
     file = environment("XDG_DATA_HOME") / "tavro/permissions.conf"
     file.parent.mkdir(parents=True, exist_ok=True)
     file.write_text("[General]\nmicrophone=true\nspeech=true\n")
 
 
 def sign_in(token, item=None):
-    """As if the user had signed in earlier. Needs the keyring."""
+    """Stores a token. Needs the keyring."""
     command = ["secret-tool", "store", "--label=Tavro", *(item or KEYRING_ITEM)]
     subprocess.run(command, input=token, text=True, check=True)
 

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""The services that keep a desktop from blanking and a computer from sleeping: the screen saver and the login manager.
+"""Fakes of the screen saver and the login manager, which take inhibitions against blanking and sleep.
 
-Nothing blanks or sleeps here. As the real ones do, the screen saver forgets what a program asked for that has left the
-bus, and the login manager's inhibition lasts as long as somebody has its descriptor open. A test asks either with
-com.quembridge.tavro.Inhibitions.Held() for the reasons in force.
+Like the real services, the screen saver drops the inhibitions of a program that leaves the bus, and an inhibition of
+the login manager lasts while its descriptor is open. com.quembridge.tavro.Inhibitions.Held() returns the reasons in
+force.
 """
 
 import os
@@ -19,7 +19,7 @@ CONTROL = "com.quembridge.tavro.Inhibitions"
 
 
 class Holder(dbus.service.Object):
-    """What is in force, by a key of the service's own."""
+    """The inhibitions in force, by a key of the service."""
 
     def __init__(self, bus, name, path):
         super().__init__(dbus.service.BusName(name, bus), path)
@@ -54,7 +54,7 @@ class LoginManager(Holder):
         ours, theirs = os.pipe()
         self.held[ours] = f"{what} {mode}: {reason}"
         GLib.io_add_watch(ours, GLib.IO_HUP, self.released)
-        GLib.idle_add(os.close, theirs)  # once the answer has taken a copy along
+        GLib.idle_add(os.close, theirs)  # after the answer has a copy
         return dbus.types.UnixFd(theirs)
 
     def released(self, ours, _):

@@ -1,8 +1,7 @@
 #!/usr/bin/python3
-"""A notification daemon that shows nothing: it appends what it is told, one JSON object a line, to the file named.
+"""A notification daemon without a display: appends each notification as one JSON line to the file named.
 
-A test invokes an action as the user's click would: com.quembridge.tavro.Notifications.Invoke(id, action) on the
-same object.
+com.quembridge.tavro.Notifications.Invoke(id, action) on the same object replaces the user's click.
 """
 
 import json

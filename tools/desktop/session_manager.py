@@ -1,13 +1,13 @@
 #!/usr/bin/python3
-"""A session manager (XSMP) for one program. Prints the value of SESSION_MANAGER that leads to it. The end of its
-standard input is the end of the desktop session: the program is to save, and to leave once it has.
+"""A session manager (XSMP) for one program. Prints its SESSION_MANAGER address. When its standard input ends, the
+desktop session ends: the program is asked to save and then to exit.
 """
 
 import ctypes
 import select
 from ctypes import CFUNCTYPE, POINTER, byref, c_char_p, c_int, c_ulong, c_void_p
 
-LOCAL, BOTH = 1, 2  # what is saved: the program's own state, and the user's data as well
+LOCAL, BOTH = 1, 2  # what to save: the program's state; also the user's data
 ice, sm = ctypes.CDLL("libICE.so.6"), ctypes.CDLL("libSM.so.6")
 sm.SmsGenerateClientID.restype = ice.IceAcceptConnection.restype = c_void_p
 ice.IceComposeNetworkIdList.restype = c_char_p
@@ -19,10 +19,10 @@ ending = False
 @Callback
 def register(client, _, previous):
     if previous:
-        return 0  # it is from no session of ours; the program asks again without
+        return 0  # an unknown client id; the program asks again without one
     clients.append(c_void_p(client))
     sm.SmsRegisterClientReply(clients[0], c_void_p(sm.SmsGenerateClientID(clients[0])))
-    sm.SmsSaveYourself(clients[0], LOCAL, False, 0, 0)  # so it begins
+    sm.SmsSaveYourself(clients[0], LOCAL, False, 0, 0)  # the protocol requires it first
     return 1
 
 
@@ -49,7 +49,7 @@ listener = c_void_p(listeners[count.value - 1])  # the last is a local one
 ice.IceSetHostBasedAuthProc(listener, welcome)
 print(ice.IceComposeNetworkIdList(1, byref(listener)).decode(), flush=True)
 connection = c_void_p(ice.IceAcceptConnection(listener, byref(c_int())))
-while True:  # until the program is gone, which ends this process too
+while True:  # until the program exits, which ends this process too
     for source in select.select([ice.IceConnectionNumber(connection)] + [0] * (not ending), [], [])[0]:
         if source != 0:
             ice.IceProcessMessages(connection, None, None)

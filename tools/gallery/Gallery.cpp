@@ -1,10 +1,9 @@
-// Shows every window of the program in every state, one after the other, and takes a picture of each from the
-// screen.
+// Shows every window of the program in every state and saves a picture of each from the screen.
 //
 //     tavro-gallery [--text POINTS] FOLDER [NAME...]
-//     tavro-gallery --hold NAME      shows one state, to be used by hand, until it is killed
+//     tavro-gallery --hold NAME      shows one state for manual use, until killed
 //
-// --text: as on a desktop whose font is of this size.
+// --text: the font size of the desktop.
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
 
@@ -22,7 +21,6 @@ using namespace tavro;
 
 namespace {
 
-/// Something to stand in front of.
 class Backdrop final : public QRasterWindow {
 public:
     Backdrop() {
@@ -47,7 +45,7 @@ void wait(std::chrono::milliseconds time) {
     loop.exec();
 }
 
-/// What the screen shows of the windows, with a margin.
+/// A picture of the windows from the screen, with a margin.
 QImage picture(const std::vector<ViewWindow*>& windows) {
     constexpr int margin = 20;
     QRect area;
@@ -89,7 +87,7 @@ int main(int argc, char** argv) {
         scene->arrange();
         if (hold)
             return QGuiApplication::exec();
-        wait(std::chrono::milliseconds(500)); // the window manager has framed it, and it is drawn
+        wait(std::chrono::milliseconds(500)); // time for the window frame and the drawing
         const QString scale = app.devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
         const QString file = arguments[0] + QLatin1Char('/') + entry.name + scale + QStringLiteral(".png");
         if (!picture(scene->windows()).save(file)) {

@@ -37,7 +37,7 @@ struct SetupState {
     QString newScenario{};
     QString appUrl{};
     bool includeMic = true;
-    QString openPicker{}; ///< the one whose list is open
+    QString openPicker{}; ///< the picker with an open list
 };
 
 class SetupScene final : public Scene {

@@ -10,14 +10,13 @@
 
 namespace tavro::gallery {
 
-/// The windows of the program in one state, on screen for as long as this lives. Everything behind them is
-/// real but the service, the user's answers and the secrets, so that every state can be had at any time.
+/// The program's windows in one state. Only service, answers and secrets are fake.
 class Scene {
 public:
     virtual ~Scene() = default;
     virtual std::vector<ViewWindow*> windows() const = 0; ///< the first is the main one
-    virtual bool isReady() const { return true; }         ///< what it loads is there
-    virtual void arrange() {}                             ///< the last touch, once it is ready
+    virtual bool isReady() const { return true; }         ///< its data is loaded
+    virtual void arrange() {}                             ///< final changes, once it is ready
 };
 
 struct Entry {
@@ -25,7 +24,6 @@ struct Entry {
     std::function<std::unique_ptr<Scene>()> open;
 };
 
-/// Every window in every state that a user can meet.
 std::vector<Entry> entries();
 
 } // namespace tavro::gallery

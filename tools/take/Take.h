@@ -18,9 +18,9 @@ class Take {
 public:
     explicit Take(TakeOptions options);
 
-    /// Performs it. Throws whatever stands in the way; what was recorded by then is left as files that play.
+    /// Runs the take. Throws the first error; what was recorded until then is left as files that play.
     QCoro::Task<TakeReport> run();
-    /// Ends it early: `run` throws, with the files finished.
+    /// Ends the take early: `run` throws, with the files finished.
     void interrupt();
 
 private:

@@ -9,7 +9,7 @@
 
 namespace tavro {
 
-/// The backend that a take talks to, and where what it was given can be found.
+/// The backend of a take, and where its data can be found.
 struct TakeBackend {
     struct Traces {
         std::optional<QString> video;
@@ -20,7 +20,7 @@ struct TakeBackend {
     std::shared_ptr<BackendClient> client;
     std::function<QCoro::Task<Traces>(QString sessionId)> traces;
 
-    /// The service that is asked for, else the local backend in the user's own folder. Throws UsageError.
+    /// The service from the options, else the local backend in the user's folder. Throws UsageError.
     static TakeBackend choose(const TakeOptions& options);
 };
 

@@ -56,7 +56,7 @@ Pause pause(const QString& option, const QString& value) {
     return pause;
 }
 
-// In order of time, up to the one that ends the session.
+// Sorted by time, up to the step that ends the session.
 std::vector<TakeStep> inOrder(std::vector<Pause> pauses, std::vector<TakeStep> steps) {
     std::ranges::sort(pauses, {}, &Pause::from);
     for (std::size_t i = 1; i < pauses.size(); ++i)

@@ -13,7 +13,7 @@
 
 namespace tavro {
 
-/// One thing to do during a take, at a time after the recording's start.
+/// One action during a take, at a time after the recording's start.
 struct TakeStep {
     enum class Action { pause, resume, restart, deleteSession, finish };
     std::chrono::milliseconds at;
@@ -21,7 +21,6 @@ struct TakeStep {
     bool operator==(const TakeStep&) const = default;
 };
 
-/// What the command line asks for.
 struct TakeOptions {
     std::vector<TakeStep> steps;             ///< in order of time; the last one ends the session
     std::optional<CaptureTargetMeta> target; ///< absent: the first display
@@ -38,7 +37,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// How the program is called.
 QString takeUsage();
 
 } // namespace tavro

@@ -4,12 +4,12 @@
 
 namespace tavro {
 
-/// What the program says of a take, in one line of JSON.
+/// The program's report on a take, one line of JSON.
 struct TakeReport {
     QString sessionId;
     std::optional<QString> video;  ///< left out when the session was deleted
-    std::optional<QString> events; ///< left out too when they are with a service
-    double durationSeconds = 0;    ///< as it was reported to the backend
+    std::optional<QString> events; ///< left out also with a remote service
+    double durationSeconds = 0;    ///< as reported to the backend
     std::int64_t framesDelivered = 0;
     std::int64_t framesDropped = 0;
 };

@@ -20,7 +20,7 @@ void complain(const QString& text) {
     std::fprintf(stderr, "tavro-take: %s\n", qPrintable(text));
 }
 
-/// Receives the signals that ask the program to end; a second one ends it at once.
+/// Handles the termination signals; a second one ends the process at once.
 class Interruption final : public QObject {
 public:
     explicit Interruption(std::function<void()> handlerGiven) : handler(std::move(handlerGiven)) {
@@ -29,7 +29,7 @@ public:
     bool eventFilter(QObject*, QEvent* event) override {
         if (event->type() != QEvent::Quit)
             return false;
-        QTimer::singleShot(0, this, [this] { signals_.reset(); }); // it is sending this event
+        QTimer::singleShot(0, this, [this] { signals_.reset(); }); // `signals_` is the sender of this event
         handler();
         return true;
     }
@@ -64,7 +64,7 @@ int run(const TakeOptions& options) {
 } // namespace tavro
 
 int main(int argc, char** argv) {
-    ::umask(S_IRWXG | S_IRWXO); // pictures of the user's screen are nobody else's business
+    ::umask(S_IRWXG | S_IRWXO); // the recordings are private to the user
     QCoreApplication application(argc, argv);
     QNetworkProxyFactory::setUseSystemConfiguration(true);
     try {

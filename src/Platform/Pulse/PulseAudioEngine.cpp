@@ -7,8 +7,7 @@
 
 namespace tavro::pulse {
 
-// Collects the line's frames into buffers of the tap's size. On the client's thread, but for its making and
-// its format.
+// Collects buffers of the tap's size. On the client's thread, except constructor and format.
 class PulseAudioEngine::TapBuffer {
 public:
     TapBuffer(std::uint32_t size, const AudioFormat& tapFormat, Tap receiver)
@@ -30,7 +29,6 @@ public:
         }
     }
 
-    // The last buffer is as long as the sound was.
     void finish() {
         if (buffer)
             handOver();
@@ -76,7 +74,7 @@ void PulseAudioEngine::installTap(std::uint32_t bufferSize, const AudioFormat& f
     tapBuffer = std::make_shared<TapBuffer>(bufferSize, format, std::move(tap));
 }
 
-// Lets the line end first: what it holds back belongs to the tap.
+// Stops first: the frames that the line still holds belong to the tap.
 void PulseAudioEngine::removeTap() {
     stop();
     if (const auto removed = std::exchange(tapBuffer, nullptr))

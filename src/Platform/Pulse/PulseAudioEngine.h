@@ -23,7 +23,7 @@ private:
     class TapBuffer;
 
     PulseClient& client;
-    // What was last answered. Shared with the question under way, which may outlive this object.
+    // The last answer. Shared with the query under way, which may outlive this object.
     std::shared_ptr<PulseClient::Answer> input = std::make_shared<PulseClient::Answer>();
     std::shared_ptr<TapBuffer> tapBuffer;
     std::shared_ptr<PulseRecording> recording;

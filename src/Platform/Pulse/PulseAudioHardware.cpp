@@ -14,7 +14,7 @@ constexpr std::size_t channels = 2;
 constexpr std::uint32_t rate = TakeFormat::computerSoundRate;
 constexpr std::size_t callbackFrames = 960; // 20 ms
 
-// One I/O callback: a copy of the frames goes with it, so nothing is shared with the client's thread.
+// One I/O callback, with a copy of the frames: it shares nothing with the client's thread.
 void callBack(SerialQueue& queue, const std::shared_ptr<const AudioHardware::IOProc>& callback,
     std::span<const float> frames) {
     queue.async([callback, samples = std::vector<float>(frames.begin(), frames.end())] {

@@ -8,8 +8,8 @@
 
 namespace tavro::pulse {
 
-/// The default sink's monitor as a process tap, read through an aggregate device. Taps, devices and
-/// procedures are entries in tables here; a record stream exists while a device runs.
+/// The default sink's monitor as a process tap. Taps, devices and procedures are table entries; a record
+/// stream exists while a device runs.
 class PulseAudioHardware final : public AudioHardware {
 public:
     explicit PulseAudioHardware(PulseClient& sharedClient) : client(sharedClient) {}
@@ -38,7 +38,7 @@ private:
     Procedure* find(AudioObjectID device, AudioIOProcID proc);
 
     PulseClient& client;
-    // What was last answered. Shared with the question under way, which may outlive this object.
+    // The last answer. Shared with the query under way, which may outlive this object.
     std::shared_ptr<AudioStatus> output = std::make_shared<AudioStatus>(PA_ERR_NOENTITY);
     std::map<AudioObjectID, QString> taps; // their UUIDs
     std::map<AudioObjectID, AggregateDeviceDescription> devices;

@@ -7,7 +7,7 @@
 namespace tavro::pulse {
 
 namespace {
-constexpr std::chrono::seconds usualAnswer{1}; // what takes longer is told
+constexpr std::chrono::seconds usualAnswer{1}; // without an answer by then, a line is logged
 } // namespace
 
 PulseClient::PulseClient() {

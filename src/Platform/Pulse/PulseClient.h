@@ -9,7 +9,7 @@
 
 namespace tavro::pulse {
 
-/// What other threads may ask of the sound server. No call waits for it, whatever state it is in.
+/// The sound server, for other threads. No call waits for the server.
 class PulseClient {
 public:
     PulseClient();
@@ -21,18 +21,16 @@ public:
         RecordingDevice device;
         int error = 0; ///< 0, or the library's code
     };
-    /// Comes when the server answers, at the latest after half a minute, and then with PA_ERR_TIMEOUT.
+    /// Resolved when the server answers, or after half a minute with PA_ERR_TIMEOUT.
     Promise<Answer> find(DeviceRole role);
 
-    /// Records until `stop`, from now on, also while there is no server or it is silent: the line is silent
-    /// then. `deliver` runs on the client's thread.
+    /// Records from now until `stop`; silence without a server. `deliver` runs on the client's thread.
     std::shared_ptr<PulseRecording> start(
         const PulseRecording::Description& description, SoundTimeline::Emit deliver);
-    /// The last of the sound is emitted, and nothing after this has returned. Hands over to the client's
-    /// thread, which never waits either.
+    /// Emits the last frames, none later. Waits for the client's thread, which never waits itself.
     void stop(std::shared_ptr<PulseRecording> recording);
 
-    void sync(const PulseThread::Work& work) { thread.sync(work); } ///< like `stop`
+    void sync(const PulseThread::Work& work) { thread.sync(work); } ///< waits for the client's thread
 
 private:
     PulseThread thread;

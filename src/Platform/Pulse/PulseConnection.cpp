@@ -22,7 +22,6 @@ struct PulseConnection::Query {
     bool asked = false;
 };
 
-// The library's callbacks, which lead back into the object.
 struct PulseConnection::Callbacks {
     static void state(pa_context* context, void* self) {
         auto& connection = *static_cast<PulseConnection*>(self);
@@ -45,7 +44,7 @@ struct PulseConnection::Callbacks {
                                            : info->default_sink_name;
         if (name == nullptr || *name == '\0')
             return query.connection.answer(query, {}, PA_ERR_NOENTITY);
-        // By the sink's own word: the name @DEFAULT_MONITOR@ is the default source on some servers.
+        // The sink names its monitor. On some servers @DEFAULT_MONITOR@ is the default source.
         const Operation operation(microphone
                                       ? pa_context_get_source_info_by_name(context, name, source, pointer)
                                       : pa_context_get_sink_info_by_name(context, name, sink, pointer));
@@ -55,7 +54,7 @@ struct PulseConnection::Callbacks {
 
     static void sink(pa_context*, const pa_sink_info* info, int end, void* pointer) {
         if (end > 0)
-            return; // the answer was given with the item
+            return; // the item was the answer
         auto& query = *static_cast<Query*>(pointer);
         if (end < 0 || info == nullptr || info->monitor_source_name == nullptr)
             return query.connection.answer(query, {}, PA_ERR_NOENTITY);
@@ -112,7 +111,7 @@ void PulseConnection::connect() {
     if (!context)
         return lost();
     pa_context_set_state_callback(context.get(), Callbacks::state, this);
-    // Never a daemon of our own making: a user without a sound server does not want one.
+    // Never start a server: a user without one does not want it.
     if (pa_context_connect(context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
         lost();
 }
@@ -164,7 +163,7 @@ void PulseConnection::disconnectWhenUnused() {
 }
 
 void PulseConnection::startQueries() {
-    // An answer may come at once, and take its query out of the list.
+    // An immediate answer removes its query from the list.
     std::vector<Query*> open;
     for (const auto& query : queries)
         if (!std::exchange(query->asked, true))
@@ -184,8 +183,7 @@ void PulseConnection::answer(Query& query, const RecordingDevice& device, int er
     const auto finished = std::move(*entry);
     queries.erase(entry);
     finished->found(device, error);
-    // The connection is not given up from within its own callback, and not at once: who asks usually records
-    // next.
+    // Not within the callback of the connection, and not at once: a recording usually follows a query.
     thread.after(1s, [this, counter = std::weak_ptr(attempt)] {
         if (counter.lock())
             disconnectWhenUnused();
@@ -198,7 +196,7 @@ void PulseConnection::failQueries(int error) {
 }
 
 void PulseConnection::tell(const std::function<void(Listener&)>& what) {
-    const auto present = listeners; // one may leave when it is told
+    const auto present = listeners; // a listener may leave during the call
     for (Listener* listener : present)
         if (std::ranges::find(listeners, listener) != listeners.end())
             what(*listener);

@@ -8,7 +8,6 @@
 
 namespace tavro::pulse {
 
-/// A device that can be recorded.
 struct RecordingDevice {
     std::string name;
     pa_sample_spec spec{};
@@ -16,21 +15,20 @@ struct RecordingDevice {
 };
 
 enum class DeviceRole {
-    microphone, ///< the default source; a monitor of a sink, which servers make the default where there is no
-                ///< microphone, is none
+    microphone,  ///< the default source, unless it is a monitor: servers choose one without a microphone
     systemSound, ///< the monitor of the default sink
 };
 
-/// The connection to the sound server, kept as long as somebody holds it, made anew whenever it breaks.
-/// Everything on the one `PulseThread`.
+/// The connection to the sound server, made anew when it breaks; exists while it is held or a query is open.
+/// On the `PulseThread` only.
 class PulseConnection {
 public:
     class Listener {
     public:
         virtual ~Listener() = default;
         virtual void connected() = 0;
-        virtual void disconnected(int error) = 0; ///< the library's code; a new attempt follows by itself
-        virtual void devicesChanged() = 0;        ///< one came, went or became the default
+        virtual void disconnected(int error) = 0; ///< the library's code; a new attempt follows
+        virtual void devicesChanged() = 0;        ///< a device came, went or became the default
     };
 
     /// `error` is 0, or the library's code; PA_ERR_NOENTITY when the server has no such device.
@@ -42,8 +40,7 @@ public:
     void hold(Listener& listener); ///< connects when there is no connection yet
     void release(Listener& listener);
 
-    /// Answers once: when the server does, or when the connection ends. The library ends one whose server has
-    /// said nothing for half a minute.
+    /// Calls `found` once: on the answer or when the connection ends, after half a minute of silence at most.
     void find(DeviceRole role, Found found);
 
     bool isReady() const;

@@ -12,10 +12,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto fragment = 20ms;     // the server's default is up to two seconds
-constexpr auto tickInterval = 50ms; // of looking after a stream that does not deliver
-constexpr auto stallTime = 500ms;   // a running stream that has been silent for so long has lost something
+constexpr auto tickInterval = 50ms; // between checks whether the stream delivers
+constexpr auto stallTime = 500ms;   // a stream without data for this long has stalled
 constexpr auto retryInterval = 300ms;
-constexpr auto timingInterval = 200ms; // of asking the server how old what it sends is
+constexpr auto timingInterval = 200ms; // between queries for the age of the data
 constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
 
 QString text(int error) {
@@ -86,7 +86,7 @@ void PulseRecording::findDevice() {
             if (error == 0)
                 record(found);
             else {
-                closeStream(); // there is none, or none any more
+                closeStream(); // there is no such device now
                 tellInterruption(error);
             }
             if (changed && connection.isReady())
@@ -116,10 +116,8 @@ void PulseRecording::record(const RecordingDevice& found) {
         reinterpret_cast<unsigned char*>(&attributes), sizeof attributes, 0xff); // the server's choice
     attributes.fragsize = static_cast<std::uint32_t>(
         pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &description.spec));
-    // A server that may move the stream would move it to the default source when a sink with its monitor
-    // goes.
-    // The library's own interpolation between the server's answers is off by tens of milliseconds for seconds
-    // after any irregularity.
+    // PA_STREAM_DONT_MOVE: otherwise the server moves the stream to the default source when the sink goes. No
+    // PA_STREAM_INTERPOLATE_TIMING: it is off by tens of milliseconds for seconds after any irregularity.
     const auto flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE;
     lastArrival = Clock::now();
     if (pa_stream_connect_record(
@@ -169,12 +167,11 @@ void PulseRecording::timingKnown() {
     read();
 }
 
-// Of the next frame to be read: its age by the server's last answer, at the moment of that answer. A server
-// that hung may miscount for good and tell of sound seconds ahead; but none is newer than what the sink
-// holds.
+// When the next frame to be read was captured: its age in the last timing, counted from that answer. A server
+// that hung may report sound seconds ahead; no frame is newer than what the sink holds.
 std::optional<PulseRecording::Clock::time_point> PulseRecording::captureTime(Clock::time_point now) const {
     pa_usec_t latency = 0;
-    int negative = 0; // it was recorded after the answer; or a monitor hands out what is yet to be heard
+    int negative = 0; // recorded after the answer, or a monitor ahead of the speakers
     if (!timing || pa_stream_get_latency(stream.get(), &latency, &negative) != 0)
         return std::nullopt;
     const std::chrono::microseconds age(latency);
@@ -197,7 +194,7 @@ void PulseRecording::read() {
     const auto first = captureTime(now);
     if (!first && now - waitingSince.value_or(now) < timingPatience) {
         waitingSince = waitingSince.value_or(now);
-        return; // it comes within a round trip, and this again with it
+        return; // the answer comes within a round trip and calls this again
     }
     waitingSince.reset();
     if (std::exchange(stalled, false))
@@ -224,14 +221,13 @@ void PulseRecording::read() {
     }
 }
 
-// While nothing comes, silence does.
 void PulseRecording::tick() {
     const auto now = Clock::now();
     askForTiming(now);
     if (!stream || now - lastArrival > stallTime) {
         if (stream && !std::exchange(stalled, true)) {
             timeline.interrupt();
-            timing.reset(); // it says nothing of what comes after
+            timing.reset(); // not valid for later data
         }
         timeline.fill(now);
     }

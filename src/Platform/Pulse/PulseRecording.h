@@ -8,26 +8,25 @@
 
 namespace tavro::pulse {
 
-/// The sound of one role, in one form, from its beginning to its end without a break: it follows the default
-/// device, and comes back with the server; in between it is silent. On the `PulseThread`, but where another
-/// is named.
+/// Records one role in one format without a break: follows the default device, reconnects, and is silent in
+/// between. On the `PulseThread`, unless noted.
 class PulseRecording final : private PulseConnection::Listener {
 public:
     struct Description {
         DeviceRole role;
         const char* name; ///< of the stream, for the user's mixer
         pa_sample_spec spec{};
-        pa_channel_map map{}; ///< the server converts to this form what a device has in another
+        pa_channel_map map{}; ///< the server converts other formats to this one
     };
 
-    /// Made on any thread; frame 0 is that of this moment.
+    /// Any thread. Frame 0 is the moment of construction.
     PulseRecording(PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver);
     ~PulseRecording() override;
 
     SoundTimeline::Clock::time_point origin() const { return timeline.origin(); } ///< any thread
 
     void begin();
-    void finish(); ///< lets out what is held back; nothing comes after it. Before the end, when it was begun
+    void finish(); ///< emits what is held back, and nothing later; required after `begin()`
 
 private:
     struct Callbacks;
@@ -53,15 +52,15 @@ private:
     const Description description;
     SoundTimeline timeline;
     Stream stream;
-    std::string device;     // that the stream records; empty for none
-    bool searching = false; // the server has been asked for the device
-    bool changed = false;   // ... and its answer may be old
+    std::string device;     // of the stream; empty without one
+    bool searching = false; // a query for the device is open
+    bool changed = false;   // its answer may be out of date
     Clock::time_point lastArrival;
-    std::optional<Clock::time_point> timing;       // when the server last told the stream's timing
-    bool timingAsked = false;                      // and has not answered
+    std::optional<Clock::time_point> timing;       // when the server last answered with the stream's timing
+    bool timingAsked = false;                      // a query for the timing is open
     std::optional<Clock::time_point> waitingSince; // blocks wait for the timing
     bool stalled = false;                          // the stream is there but delivers nothing
-    bool interrupted = false;                      // the user has been told
+    bool interrupted = false;                      // and logged
     std::shared_ptr<int> alive = std::make_shared<int>();
 };
 

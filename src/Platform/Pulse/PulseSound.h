@@ -6,16 +6,15 @@
 
 namespace tavro {
 
-/// Sound through the PulseAudio protocol, which PulseAudio and PipeWire both serve. Connects when something
-/// is asked or recorded, never starts a server. Statuses and error codes are libpulse's.
+/// Sound through the PulseAudio protocol, served by PulseAudio and PipeWire. Never starts a server. Statuses
+/// and error codes are libpulse's.
 ///
-/// Both lines begin with the call that starts them (`AudioEngine::start()`, `AudioHardware::startDevice()`),
-/// whatever the server does then. They never pause and keep within 20 ms of the steady clock. A server that
-/// says nothing is waited for by the questions alone, for half a minute.
+/// Both lines begin with the call that starts them, whatever the server does. They never pause and keep
+/// within 20 ms of the steady clock. Only queries wait for a silent server, for half a minute.
 class PulseSound {
 public:
     PulseSound();
-    ~PulseSound(); ///< after everything that uses the two
+    ~PulseSound(); ///< after all users of the two
     PulseSound(const PulseSound&) = delete;
     PulseSound& operator=(const PulseSound&) = delete;
 

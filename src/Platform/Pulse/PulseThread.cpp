@@ -47,7 +47,7 @@ void PulseThread::sync(const Work& work) {
         work();
         const std::lock_guard lock(waiting);
         done = true;
-        ran.notify_one(); // under the lock: afterwards all of this is gone
+        ran.notify_one(); // under the lock: the caller destroys `ran` afterwards
     });
     std::unique_lock lock(waiting);
     ran.wait(lock, [&] { return done; });

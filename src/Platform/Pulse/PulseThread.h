@@ -12,8 +12,7 @@
 
 namespace tavro::pulse {
 
-/// The one thread on which everything of libpulse happens: its main loop, all its callbacks, and whatever
-/// other threads hand over. So nothing of the library is ever shared, and no lock of its own is needed.
+/// The one thread that uses libpulse: its main loop, callbacks and posted work. So it needs no lock.
 class PulseThread {
 public:
     using Clock = std::chrono::steady_clock;
@@ -27,7 +26,7 @@ public:
     void post(Work work);        ///< any thread; returns at once
     void sync(const Work& work); ///< any other thread; waits until `work` has run
 
-    // On the thread itself.
+    // On this thread only:
     pa_mainloop_api* api() const { return pa_mainloop_get_api(loop.get()); }
     void at(Clock::time_point when, Work work);
     void after(std::chrono::milliseconds delay, Work work) { at(Clock::now() + delay, std::move(work)); }
@@ -38,9 +37,9 @@ private:
     void runDue();
     int timeout() const; ///< microseconds until the next delayed work, -1 for none
 
-    Waker waker; // the loop's own way of waking forgets a call that comes while it prepares to wait
+    Waker waker; // pa_mainloop_wakeup() is lost while the loop prepares to wait
     MainLoop loop;
-    std::multimap<Clock::time_point, Work> delayed; // of the thread
+    std::multimap<Clock::time_point, Work> delayed; // used on the thread only
     std::mutex mutex;
     std::vector<Work> posted;
     bool stopping = false;

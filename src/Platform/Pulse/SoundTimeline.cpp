@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr auto placingTime = 200ms; // held back to place a stream
 constexpr auto fillReserve =
-    100ms; // silence stays this far behind, so that a stream that returns meets no filled line
+    100ms; // silence stays this far behind the clock: a stream that returns needs its place
 constexpr auto gapWindow = 300ms; // blocks of this length must agree on a gap or a surplus
 constexpr auto gapLength = 80ms;  // shorter ones are jitter
 constexpr auto averaging = 20s;
@@ -75,8 +75,8 @@ void SoundTimeline::fill(Clock::time_point now) {
     emitSilence(due - static_cast<std::int64_t>(emittedFrames));
 }
 
-// Silence up to the stream's place; or, where the line is there already (the stream began before the origin,
-// or silence was filled in for what the server had after all), without the frames that come too late.
+// Fills up to the stream's place. Drops its first frames when the line is further already: the stream began
+// before the origin, or silence took its place.
 void SoundTimeline::place() {
     const std::vector<float> frames = std::exchange(held, {});
     const auto gap =
@@ -91,7 +91,7 @@ void SoundTimeline::place() {
     const std::size_t late = gap < 0 ? static_cast<std::size_t>(-gap) * channels : 0;
     emitFrames(std::span(frames).subspan(std::min(late, frames.size())));
     if (late > frames.size())
-        placing = true; // all of it was too late: the rest is not in place yet
+        placing = true; // all were too late: the next ones are placed anew
 }
 
 void SoundTimeline::follow(std::size_t frames, Clock::time_point captured) {
@@ -103,8 +103,7 @@ void SoundTimeline::follow(std::size_t frames, Clock::time_point captured) {
     while (followed - recent.front().followed > framesIn(gapWindow))
         recent.pop_front();
 
-    // A gap is what even the earliest of the last blocks came behind the line, all of them agreeing; a
-    // surplus is what the line is ahead of even the latest.
+    // All recent blocks are late: fill the smallest lateness. All are early: leave out the smallest lead.
     const auto [least, most] = std::ranges::minmax(recent, {}, &Lateness::frames);
     const bool enough = recent.size() > 3 && followed - recent.front().followed > framesIn(gapWindow) * 2 / 3;
     const auto limit = static_cast<double>(framesIn(gapLength));

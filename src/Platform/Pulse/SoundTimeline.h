@@ -10,19 +10,17 @@
 
 namespace tavro::pulse {
 
-/// Lays what a sound device delivers on the wall clock's time line: frame n is what was heard n / rate
-/// seconds after the origin. What is missing becomes silence of exactly its length; sound that is merely
-/// late, or that comes in bursts, is not touched. Frames are interleaved floats. Not thread-safe.
+/// Places a device's sound on the wall clock's time line: frame n was heard n / rate seconds after the
+/// origin. Missing sound becomes silence of the same length; late or bursty delivery changes nothing. Frames
+/// are interleaved floats. Not thread-safe.
 ///
-/// Where a block belongs is told by the moment at which its first frame was at the device, as the server
-/// reckons it. One such reckoning may be off by a cycle of the server, so none is trusted alone:
-///  - at a stream's beginning a fifth of a second is held back, and the median of its blocks' moments
-///    places it;
-///  - afterwards only a gap that a third of a second of blocks agree on is filled, and only such a surplus
-///    left out (a server that hung may be wrong about the first that it hands out);
-///  - the rest is drift between the device's clock and ours. Crystals differ by up to 50 millionths or so,
-///    30 ms in ten minutes, which would be heard; so its long average is kept within 8 ms by adding or
-///    leaving out single frames, at most one in 10 ms (0.2 % of pitch at worst, for as long as it takes).
+/// A block's capture time is when its first frame was at the device, as the server computes it. One may be
+/// off by a cycle of the server, so several decide:
+///  - A stream's first 200 ms are held back and placed by the median of their capture times.
+///  - Later a gap is filled, or a surplus left out, when all blocks of 300 ms agree. (A server that hung may
+///    be wrong at first.)
+///  - The rest is drift of the device's clock: up to 50 ppm, 30 ms in ten minutes, which is audible. Single
+///    frames are added or left out, at most one in 10 ms (0.2 % of pitch), to keep its average within 8 ms.
 class SoundTimeline {
 public:
     using Clock = std::chrono::steady_clock;
@@ -30,14 +28,12 @@ public:
 
     SoundTimeline(double rate, std::size_t channels, Clock::time_point origin, Emit deliver);
 
-    /// A stream begins, or goes on after an interruption of unknown length: what comes now is placed anew.
+    /// A stream begins, or continues after an interruption of unknown length. Its frames are placed anew.
     void interrupt();
-    /// `captured`: when the first of the frames was at the device.
     void add(std::span<const float> frames, Clock::time_point captured);
-    /// No stream delivers: silence, up to a little before `now`. Does nothing while a stream is being placed.
+    /// Emits silence up to a little before `now`. Does nothing while frames are held back.
     void fill(Clock::time_point now);
-    /// Lets out what is held back.
-    void flush();
+    void flush(); ///< emits what is held back
 
     Clock::time_point origin() const { return lineOrigin; }
     std::uint64_t emitted() const { return emittedFrames; }
@@ -61,16 +57,16 @@ private:
     // While a stream is being placed.
     bool placing = true;
     std::vector<float> held;
-    std::vector<double> places; // of the first frame held, by each block's moment
+    std::vector<double> places; // of the first held frame, by each block's capture time
 
     // Afterwards.
     struct Lateness {
-        std::int64_t followed; // by then
+        std::int64_t followed; // at that block
         double frames;         // how far the line is behind the wall clock
     };
     std::deque<Lateness> recent;
-    std::int64_t surplus = 0;         // frames still to be left out, all at once
-    double average = 0;               // of the lateness, over some twenty seconds
+    std::int64_t surplus = 0;         // frames still to be left out without a break
+    double average = 0;               // of the lateness, over 20 s
     std::int64_t followed = 0;        // frames since the stream was placed
     std::int64_t correction = 0;      // frames still to be added (or, negative, left out)
     std::int64_t sinceCorrection = 0; // frames

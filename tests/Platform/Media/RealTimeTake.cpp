@@ -1,6 +1,8 @@
 #include "Canvas.h"
 #include "Platform/Media/Media.h"
 
+#include <QCoreApplication>
+
 #include <cstdio>
 #include <string_view>
 #include <thread>
@@ -11,6 +13,7 @@ int main(int argc, char** argv) {
     using namespace std::chrono_literals;
     if (argc != 4)
         return 2;
+    const QCoreApplication application(argc, argv); // for the encoders' queues
     const bool busy = std::string_view(argv[3]) == "busy";
     const auto factory = makeAssetWriterFactory();
     const auto video = factory->makeAssetWriter(argv[1], FileType::mpeg4);

@@ -26,7 +26,7 @@ QString pactl(const QStringList& arguments) {
     return QString::fromUtf8(test::outputOf(QStringLiteral("pactl"), arguments)).trimmed();
 }
 
-// PipeWire's session manager decides about this by itself, and may come to it later.
+// PipeWire's session manager may change the default later, so the command is repeated.
 void makeDefault(const char* kind, const char* name) {
     EXPECT_TRUE(waitUntil([&] {
         pactl({QStringLiteral("set-default-") + QLatin1String(kind), QLatin1String(name)});
@@ -34,7 +34,7 @@ void makeDefault(const char* kind, const char* name) {
     })) << name;
 }
 
-// The one that this desktop was started with; asked once, for a stopped service leaves no trace.
+// The service of this desktop. Cached, since a stopped service leaves no trace.
 const QString& soundService() {
     static const QString service = [] {
         const auto desktop = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString());
@@ -48,7 +48,6 @@ void service(const char* action) {
         {QStringLiteral(TAVRO_DESKTOP_TOOL), QString::fromLatin1(action), soundService()});
 }
 
-// To each of the service's processes.
 void signalService(int number) {
     const auto file = std::filesystem::path(qgetenv("TAVRO_DESKTOP").toStdString()) /
                       (soundService().toStdString() + ".pid");
@@ -57,7 +56,7 @@ void signalService(int number) {
             kill(process, number);
 }
 
-// Plays mono floats into a sink, for as long as it lives or the sound lasts.
+// Plays mono floats into a sink, until destroyed or at the end.
 class Player {
 public:
     Player(const QString& sink, std::span<const float> samples, double sampleRate = rate) {
@@ -82,7 +81,7 @@ private:
     pid_t process = 0;
 };
 
-// What has arrived of a line, and when it began.
+// The received part of a line, and when it began.
 class Line {
 public:
     void begin(Clock::time_point origin) { began = origin; }
@@ -96,14 +95,14 @@ public:
         return locked([=](const auto& all) { return static_cast<double>(all.size()) / lineRate; });
     }
     double elapsed() const { return std::chrono::duration<double>(Clock::now() - began).count(); }
-    // The tone's amplitude in the last third of a second.
+    // The tone's amplitude in the last 333 ms.
     double lately(double frequency = 440) {
         return locked([=](const auto& all) {
             const auto length = std::min<std::size_t>(all.size(), 16'000);
             return length < 16'000 ? 0.0 : test::amplitudeAt(std::span(all).last(length), frequency, rate);
         });
     }
-    // Neither behind the clock by more than what is on its way, nor ahead of it.
+    // At most as far behind the clock as data under way, and not ahead of it.
     void expectOnTime(double mostAhead = 0.03) {
         const double late = elapsed() - seconds();
         EXPECT_GT(late, -mostAhead);
@@ -116,7 +115,6 @@ private:
     Clock::time_point began;
 };
 
-// Records both lines for as long as it lives.
 class Recording {
 public:
     explicit Recording(PulseSound& from)
@@ -224,7 +222,7 @@ TEST(PulseSound, hearsWhatTheComputerPlays) {
     recording.startSystem();
     const Player player(QStringLiteral("speakers"), tone());
     ASSERT_TRUE(toneArrives(recording.system));
-    // A second of it in one piece: a busy machine's sound server may lose a moment of what it plays.
+    // One second without a break: the server of a busy machine may lose a moment of playback.
     double frequency = 0, decibels = -100;
     EXPECT_TRUE(waitUntil(
         [&] {
@@ -251,8 +249,7 @@ TEST(PulseSound, hearsTheMicrophone) {
     const double length = static_cast<double>(spoken.size()) / rate;
     ASSERT_TRUE(waitUntil([&] { return recording.microphone.seconds() > length + 1.5; }));
     recording.microphone.expectOnTime();
-    // Every fourth sample is enough to know a voice by. It is looked for in pieces, for a busy machine's
-    // sound server may lose a moment of what is played into it, and no client hears that.
+    // Every fourth sample is enough to find a voice. Pieces, because a busy server may lose some playback.
     const auto thinned = [](std::span<const float> all) {
         std::vector<float> few;
         for (std::size_t i = 0; i + 4 <= all.size(); i += 4)
@@ -305,7 +302,7 @@ TEST(PulseSound, followsTheDefaultSourceAndOutlivesIt) {
     {
         const Player player(QStringLiteral("feed2"), tone());
         makeDefault("source", "mic2");
-        // In the tap's form still, though this source has another.
+        // Still in the tap's format, although this source has another.
         EXPECT_TRUE(waitUntil([&] { return recording.microphone.lately() > 0.2; }, 20s));
         pactl({QStringLiteral("unload-module"), module});
         EXPECT_TRUE(silenceArrives(recording.microphone)) << "unplugged";
@@ -349,8 +346,7 @@ TEST(PulseSound, outlivesAServerThatHangs) {
     EXPECT_TRUE(silenceArrives(recording.microphone));
     signalService(SIGCONT);
     EXPECT_TRUE(toneArrives(recording.system));
-    // It may first take what has waited for what is heard now; not for long. What is left then is little
-    // enough to be made up for frame by frame.
+    // Old data may come first, for a short time. Single-frame corrections make up for the rest.
     constexpr double little = 0.11;
     for (Line* line : {&recording.system, &recording.microphone}) {
         EXPECT_TRUE(waitUntil([&] { return line->elapsed() - line->seconds() > -little; }, 20s));

@@ -5,12 +5,11 @@
 
 namespace tavro::test {
 
-/// The strength of one frequency: the amplitude of that sine.
+/// The amplitude of the sine of one frequency.
 double amplitudeAt(std::span<const float> samples, double frequency, double rate);
-/// The strongest frequency near `around`, to a hertz.
+/// The strongest frequency near `around`, to 1 Hz.
 double frequencyNear(std::span<const float> samples, double around, double rate);
-/// Where `needle` lies best in `haystack` (same rate), and how well it does: 1 for a perfect copy of any
-/// loudness.
+/// The best position of `needle` in `haystack` (same rate). Score 1: a perfect copy of any loudness.
 struct Match {
     std::size_t position = 0;
     double correlation = 0;

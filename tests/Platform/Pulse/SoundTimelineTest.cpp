@@ -18,15 +18,14 @@ Clock::duration seconds(double value) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(value));
 }
 
-// A device whose sound at each moment is that moment's number of frames since the origin, so that every frame
-// of the line tells when it was at the device. Its clock may run wrong, and its blocks' moments are reckoned
-// with an error.
+// A device whose sample value is the number of frames since the origin, so each frame carries its capture
+// time. The device's clock may drift, and its blocks' capture times may be wrong.
 struct Device {
     SoundTimeline line{rate, 1, Clock::time_point{},
         [this](std::span<const float> frames) { heard.insert(heard.end(), frames.begin(), frames.end()); }};
     std::vector<float> heard;
     double speed = 1;     // of its clock
-    double reckoning = 0; // error of the next blocks' moments, s
+    double reckoning = 0; // error of the next blocks' capture times, s
     double now = 0;       // s since the origin
 
     void play(double length, std::size_t block = 960, bool lost = false) {
@@ -40,7 +39,7 @@ struct Device {
             now += static_cast<double>(block) / rate / speed;
         }
     }
-    // How far the line's last sound is from its place, in seconds; positive when it comes too late.
+    // Distance of the last frame from its place, seconds; positive when it is late.
     double lateness() const { return static_cast<double>(heard.size() - 1) / rate - heard.back(); }
     std::size_t silentFrames() const { return static_cast<std::size_t>(std::ranges::count(heard, 0.F)); }
 };
@@ -92,14 +91,14 @@ TEST(SoundTimeline, keepsTimeThroughAnInterruption) {
         device.play(0.06, 960, true);
         device.line.fill(Clock::time_point{} + seconds(device.now));
     }
-    // Silence stays close behind the clock, for whoever waits for this line.
+    // Silence follows the clock closely.
     EXPECT_NEAR(static_cast<double>(device.line.emitted()) / rate, device.now, 0.15);
     device.play(2);
     EXPECT_NEAR(device.lateness(), 0, 0.005);
     EXPECT_NEAR(static_cast<double>(device.silentFrames()) / rate, 3, 0.05);
 }
 
-// A server that was stopped and hands out afterwards what it was thought to have lost.
+// A server that was stopped and later delivers sound already replaced by silence.
 TEST(SoundTimeline, doesNotHearTwiceWhatCameTooLate) {
     Device device;
     device.play(2);
@@ -110,7 +109,7 @@ TEST(SoundTimeline, doesNotHearTwiceWhatCameTooLate) {
     EXPECT_NEAR(static_cast<double>(device.line.emitted()) / rate, 8, 0.03);
 }
 
-// A server that was stopped and takes the first of what it hands out for new.
+// A server that was stopped and reports its first old data as new.
 TEST(SoundTimeline, isNotAheadForLongWhereABeginningWasPlacedTooLate) {
     Device device;
     device.play(2);

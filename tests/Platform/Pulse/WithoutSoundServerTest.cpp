@@ -12,7 +12,7 @@
 namespace tavro {
 namespace {
 
-// Lets clients in, and says nothing.
+// Accepts clients and never answers.
 class HungServer {
 public:
     HungServer() {
@@ -56,7 +56,7 @@ TEST(WithoutSoundServer, oneThatSaysNothingIsNotWaitedForForever) {
     EXPECT_EQ(test::await(sound.audioEngine().inputFormat()), AudioFormat{});
     EXPECT_TRUE(lines.contains(QStringLiteral("[INFO] sound: the server does not answer")));
 
-    // Once it was started the line runs, with silence until the server comes to itself.
+    // After its start the line runs, silent until the server answers.
     std::atomic<std::size_t> heard = 0;
     sound.audioEngine().installTap(4096, {AudioFormat::Sample::float32, 48'000, 1, false},
         [&](const PCMBufferPtr& buffer) { heard += buffer->frameLength; });

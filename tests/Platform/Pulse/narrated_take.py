@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""A whole take with narration, as its viewer finds it: a tone that the computer plays and a voice at the microphone are
-both in the file's one sound track, and a pause keeps sound going and both tracks as long as the take.
+"""A whole take with narration. The one sound track has the computer's tone and the voice at the microphone. Sound
+continues during a pause, and both tracks are as long as the take.
 
     narrated_take.py TAVRO_TAKE
 """
