@@ -4,161 +4,192 @@
 #include "Core/Errors.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QScopeGuard>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
+#include <curl/curl.h>
+#include <memory>
+#include <set>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
 
 namespace tavro {
 
 namespace {
 
-constexpr qint64 pieceSize = 256 * 1024;
-constexpr qsizetype longestHead = 64 * 1024;
-constexpr std::chrono::milliseconds reportInterval{100};
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
-PlatformError socketError(QAbstractSocket::SocketError code, const QString& text) {
-    return PlatformError(QStringLiteral("QAbstractSocket"), code, text);
+template <auto release>
+struct Release {
+    void operator()(auto* handle) const { release(handle); }
+};
+
+PlatformError curlError(CURLcode code, const QString& text) {
+    return PlatformError(QStringLiteral("curl"), code, text);
 }
 
-bool isSecure(const QUrl& url) {
-    return url.scheme() == QLatin1String("https");
+/// What libcurl's callbacks work on.
+struct Upload {
+    const UploadProgress& progress;
+    QFile file;
+    qint64 total = 0;
+    qint64 sent = -1;
+    Clock::time_point lastMove = Clock::now();
+    Clock::time_point lastReport = {};
+    std::set<curl_socket_t> sockets = {}; // open ones; the connection's alone once it stands
+    bool isPaused = false;
+
+    static curl_socket_t open(void* upload, curlsocktype, curl_sockaddr* address) {
+        const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+        if (socket >= 0)
+            static_cast<Upload*>(upload)->sockets.insert(socket);
+        return socket;
+    }
+
+    static int close(void* upload, curl_socket_t socket) {
+        static_cast<Upload*>(upload)->sockets.erase(socket);
+        return ::close(socket);
+    }
+
+    /// Sends nothing while something has come. It may be a refusal after which the service has closed:
+    /// sending would fail then, and libcurl would not read the refusal any more.
+    static std::size_t read(char* piece, std::size_t, std::size_t most, void* object) {
+        auto& upload = *static_cast<Upload*>(object);
+        const qint64 from = upload.file.pos();
+        const qint64 length = upload.file.read(piece, std::min<qint64>(most, upload.total - from));
+        char first = 0;
+        const bool hasCome = recv(*upload.sockets.begin(), &first, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+        upload.isPaused = hasCome && upload.file.seek(from);
+        if (upload.isPaused)
+            return CURL_READFUNC_PAUSE;
+        return length > 0 || from == upload.total ? static_cast<std::size_t>(length) : CURL_READFUNC_ABORT;
+    }
+
+    static int move(void* object, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
+        auto& upload = *static_cast<Upload*>(object);
+        if (std::exchange(upload.sent, sent) == sent)
+            return 0;
+        upload.lastMove = Clock::now();
+        if (upload.progress && (sent == upload.total || upload.lastMove - upload.lastReport >= 100ms)) {
+            upload.lastReport = upload.lastMove;
+            upload.progress(sent, upload.total);
+        }
+        return 0;
+    }
+
+    static std::size_t refuseBody(char*, std::size_t, std::size_t, void*) { return 0; }
+};
+
+/// The proxy's address in libcurl's form; empty for none.
+QByteArray proxyAddress(const QUrl& url) {
+    const QNetworkProxy proxy = proxyFor(url);
+    if (proxy.type() == QNetworkProxy::NoProxy)
+        return QByteArray("");
+    QUrl address;
+    address.setScheme(proxy.type() == QNetworkProxy::Socks5Proxy ? u"socks5h"_qs : u"http"_qs);
+    address.setUserName(proxy.user());
+    address.setPassword(proxy.password());
+    address.setHost(proxy.hostName());
+    address.setPort(proxy.port());
+    return address.toEncoded();
+}
+
+int statusOf(CURL* easy) {
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    return static_cast<int>(status);
+}
+
+/// Runs the transfer until its answer is known or it is over.
+CURLcode perform(CURL* easy, Upload& upload, std::chrono::milliseconds timeout, std::stop_token stop) {
+    const std::unique_ptr<CURLM, Release<curl_multi_cleanup>> multi(curl_multi_init());
+    if (curl_multi_add_handle(multi.get(), easy) != CURLM_OK)
+        return CURLE_FAILED_INIT;
+    const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi.get(), easy); });
+    const std::stop_callback wakeUp(stop, [&] { curl_multi_wakeup(multi.get()); });
+    for (int running = 1, left = 0;;) {
+        curl_multi_perform(multi.get(), &running);
+        if (running == 0)
+            return curl_multi_info_read(multi.get(), &left)->data.result;
+        const int status = statusOf(easy);
+        if (status >= 200 && status / 100 != 3) // a redirection's address may still be to come
+            return CURLE_OK;
+        if (stop.stop_requested())
+            throw curlError(CURLE_ABORTED_BY_CALLBACK,
+                QCoreApplication::translate("QNetworkReply", "Operation canceled"));
+        const auto wait =
+            std::chrono::ceil<std::chrono::milliseconds>(upload.lastMove + timeout - Clock::now());
+        if (wait <= 0ms)
+            throw curlError(CURLE_OPERATION_TIMEDOUT,
+                QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
+        if (std::exchange(upload.isPaused, false))
+            curl_easy_pause(easy, CURLPAUSE_CONT);
+        curl_multi_poll(multi.get(), nullptr, 0, static_cast<int>(wait.count()), nullptr);
+    }
 }
 
 } // namespace
 
-FileUpload::FileUpload(
-    QUrl address, const std::filesystem::path& path, std::chrono::milliseconds timeout, Progress onProgress)
-    : url(std::move(address))
-    , progress(std::move(onProgress))
-    , file(path) {
-    if (!isSecure(url) && url.scheme() != QLatin1String("http"))
-        throw socketError(QAbstractSocket::UnsupportedSocketOperationError,
-            QCoreApplication::translate("QNetworkAccessManager", "Protocol \"%1\" is unknown")
-                .arg(url.scheme()));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        throw PlatformError(QStringLiteral("QFile"), file.error(), file.errorString());
-    total = file.size();
+HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chrono::milliseconds timeout,
+    const UploadProgress& progress, std::stop_token stop) {
+    Upload upload{progress, path};
+    if (!upload.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        throw PlatformError(QStringLiteral("QFile"), upload.file.error(), upload.file.errorString());
+    upload.total = upload.file.size();
 
-    idle.setSingleShot(true);
-    idle.setInterval(timeout);
-    QObject::connect(&idle, &QTimer::timeout, &socket, [this] {
-        fail(QAbstractSocket::SocketTimeoutError,
-            QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
-    });
-    QObject::connect(&socket, &QSslSocket::bytesWritten, &socket, [this] { pump(); });
-    QObject::connect(&socket, &QSslSocket::encryptedBytesWritten, &socket, [this] { pump(); });
-    QObject::connect(&socket, &QSslSocket::readyRead, &socket, [this] { read(); });
-    QObject::connect(&socket, &QSslSocket::stateChanged, &socket, [this] { idle.start(); });
-    QObject::connect(
-        &socket, &QSslSocket::errorOccurred, &socket, [this](QAbstractSocket::SocketError error) {
-            read(); // the answer may have come before the connection went
-            fail(error, socket.errorString());
-        });
-    connectToService();
-}
+    [[maybe_unused]] static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    const std::unique_ptr<CURL, Release<curl_easy_cleanup>> easy(curl_easy_init());
+    const std::unique_ptr<curl_slist, Release<curl_slist_free_all>> headers(
+        curl_slist_append(curl_slist_append(nullptr, "Content-Type: video/mp4"), "Expect:"));
+    char error[CURL_ERROR_SIZE] = "";
+    const auto set = [&](CURLoption option, auto value) { curl_easy_setopt(easy.get(), option, value); };
+    set(CURLOPT_ERRORBUFFER, error);
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L); // does not wait for a name that is still being looked up
+    set(CURLOPT_URL, url.toEncoded(QUrl::RemoveUserInfo | QUrl::RemoveFragment).constData());
+    set(CURLOPT_PATH_AS_IS, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_HTTP09_ALLOWED, 1L); // what is not HTTP counts as an answer, of status 0
+    set(CURLOPT_PROXY, proxyAddress(url).constData());
+    set(CURLOPT_NOPROXY, ""); // or the environment would decide again
+    set(CURLOPT_HTTPHEADER, headers.get());
+    set(CURLOPT_USERAGENT, "Tavro");
+    set(CURLOPT_UPLOAD, 1L);
+    set(CURLOPT_INFILESIZE_LARGE, curl_off_t(upload.total));
+    set(CURLOPT_READFUNCTION, &Upload::read);
+    set(CURLOPT_READDATA, &upload);
+    set(CURLOPT_NOPROGRESS, 0L);
+    set(CURLOPT_XFERINFOFUNCTION, &Upload::move);
+    set(CURLOPT_XFERINFODATA, &upload);
+    set(CURLOPT_OPENSOCKETFUNCTION, &Upload::open);
+    set(CURLOPT_OPENSOCKETDATA, &upload);
+    set(CURLOPT_CLOSESOCKETFUNCTION, &Upload::close);
+    set(CURLOPT_CLOSESOCKETDATA, &upload);
+    set(CURLOPT_WRITEFUNCTION, &Upload::refuseBody);
+    QByteArray authorities; // trusted besides the system's
+    for (const QSslCertificate& authority : QSslConfiguration::defaultConfiguration().caCertificates())
+        authorities += authority.toPem();
+    curl_blob blob{authorities.data(), static_cast<std::size_t>(authorities.size()), CURL_BLOB_NOCOPY};
+    if (!authorities.isEmpty())
+        set(CURLOPT_CAINFO_BLOB, &blob);
 
-FileUpload::~FileUpload() {
-    socket.disconnect();
-    socket.abort();
-}
-
-void FileUpload::connectToService() {
-    const QNetworkProxy proxy = proxyFor(url);
-    QByteArray target = url.path(QUrl::FullyEncoded).toLatin1();
-    if (target.isEmpty())
-        target = "/";
-    if (url.hasQuery())
-        target += '?' + url.query(QUrl::FullyEncoded).toLatin1();
-
-    const bool asksProxy = !isSecure(url) && proxy.type() == QNetworkProxy::HttpProxy;
-    socket.setProxy(asksProxy ? QNetworkProxy(QNetworkProxy::NoProxy) : proxy);
-    if (asksProxy) // a proxy of that kind tunnels to secure ports only, as a rule
-        target = url.toEncoded(QUrl::RemoveUserInfo | QUrl::RemoveFragment);
-    head = requestHead(target);
-    if (asksProxy && !proxy.user().isEmpty())
-        head += "Proxy-Authorization: Basic " + (proxy.user() + u':' + proxy.password()).toUtf8().toBase64() +
-                "\r\n";
-    head += "\r\n";
-
-    idle.start();
-    if (isSecure(url)) {
-        QObject::connect(&socket, &QSslSocket::encrypted, &socket, [this] { pump(); });
-        socket.connectToHostEncrypted(url.host(), static_cast<quint16>(url.port(443)));
-    } else {
-        QObject::connect(&socket, &QSslSocket::connected, &socket, [this] { pump(); });
-        socket.connectToHost(asksProxy ? proxy.hostName() : url.host(),
-            asksProxy ? proxy.port() : static_cast<quint16>(url.port(80)));
-    }
-}
-
-QByteArray FileUpload::requestHead(const QByteArray& target) const {
-    QUrl host = url;
-    host.setUserInfo({});
-    return "PUT " + target + " HTTP/1.1\r\nHost: " + host.authority(QUrl::FullyEncoded).toLatin1() +
-           "\r\nContent-Type: video/mp4\r\nContent-Length: " + QByteArray::number(total) +
-           "\r\nUser-Agent: Tavro\r\nConnection: close\r\n";
-}
-
-/// Keeps the socket supplied with a few pieces of the file.
-void FileUpload::pump() {
-    idle.start();
-    if (!head.isEmpty())
-        socket.write(std::exchange(head, {}));
-    while (file.pos() < total && socket.bytesToWrite() + socket.encryptedBytesToWrite() < pieceSize) {
-        const QByteArray piece = file.read(std::min(pieceSize, total - file.pos()));
-        if (piece.isEmpty()) {
-            result.reject(std::make_exception_ptr(
-                PlatformError(QStringLiteral("QFile"), QFileDevice::ReadError, file.errorString())));
-            socket.abort();
-            return;
-        }
-        socket.write(piece);
-    }
-    reportProgress();
-}
-
-void FileUpload::reportProgress() {
-    const qint64 sent = file.pos() - std::min(file.pos(), socket.bytesToWrite());
-    if (!progress ||
-        (sent < total && sinceReport.isValid() && !sinceReport.hasExpired(reportInterval.count())))
-        return;
-    sinceReport.start();
-    progress(sent, total);
-}
-
-void FileUpload::read() {
-    idle.start();
-    received += socket.readAll();
-    for (auto end = received.indexOf("\r\n\r\n"); end >= 0; end = received.indexOf("\r\n\r\n")) {
-        parseHead(received.left(end));
-        received.remove(0, end + 4);
-    }
-    if (received.size() > longestHead)
-        fail(QAbstractSocket::UnknownSocketError, QStringLiteral("The server's answer is not HTTP"));
-}
-
-void FileUpload::parseHead(const QByteArray& text) {
-    const QList<QByteArray> lines = text.split('\n');
-    const QByteArray status = lines.first().simplified();
-    HttpAnswer answer;
-    if (status.startsWith("HTTP/1."))
-        answer.status = status.split(' ').value(1).toInt();
-    if (answer.status >= 100 && answer.status <= 199) // not the final answer
-        return;
-    if (answer.isSuccess() && (file.pos() < total || socket.bytesToWrite() > 0)) {
-        fail(QAbstractSocket::UnknownSocketError,
-            QStringLiteral("The server answered before it had the whole file"));
-        return;
-    }
-    for (const QByteArray& line : lines)
-        if (line.left(9).toLower() == "location:")
-            answer.location = QUrl::fromEncoded(line.mid(9).trimmed());
-    result.resolve(answer);
-}
-
-void FileUpload::fail(QAbstractSocket::SocketError code, const QString& text) {
-    result.reject(std::make_exception_ptr(socketError(code, text)));
-}
-
-void FileUpload::cancel() {
-    fail(QAbstractSocket::OperationError, QCoreApplication::translate("QNetworkReply", "Operation canceled"));
+    const CURLcode result = perform(easy.get(), upload, timeout, stop);
+    if (result == CURLE_ABORTED_BY_CALLBACK)
+        throw PlatformError(QStringLiteral("QFile"), QFileDevice::ReadError, upload.file.errorString());
+    if (result != CURLE_OK && result != CURLE_WRITE_ERROR) // the latter: a body was refused
+        throw curlError(result, QString::fromUtf8(*error ? error : curl_easy_strerror(result)));
+    HttpAnswer answer{statusOf(easy.get()), {}, {}};
+    if (answer.isSuccess() && upload.sent < upload.total)
+        throw curlError(
+            CURLE_WEIRD_SERVER_REPLY, QStringLiteral("The server answered before it had the whole file"));
+    curl_header* location = nullptr;
+    if (curl_easy_header(easy.get(), "Location", 0, CURLH_HEADER, -1, &location) == CURLHE_OK)
+        answer.location = QUrl::fromEncoded(location->value);
+    return answer;
 }
 
 } // namespace tavro

@@ -2,10 +2,11 @@
 
 #include "Backend/BackendClient.h"
 #include "Backend/RequestBody.h"
+#include "Core/Errors.h"
+#include "Core/SerialQueue.h"
 
 #include <QCoreApplication>
 #include <QNetworkReply>
-#include <QScopeGuard>
 #include <QTimer>
 #include <qcoro/qcoronetworkreply.h>
 
@@ -79,19 +80,9 @@ HttpTransport::~HttpTransport() {
 }
 
 void HttpTransport::cancel() {
-    cancelled = true;
-    const auto open = replies;
-    for (QNetworkReply* reply : open)
-        if (replies.contains(reply))
-            reply->abort();
-    for (FileUpload* upload : uploads)
-        upload->cancel();
-}
-
-void HttpTransport::refuseWhenCancelled() const {
-    if (cancelled)
-        throw transportError(QNetworkReply::OperationCanceledError,
-            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
+    stop.request_stop();
+    for (QNetworkReply* reply : manager.findChildren<QNetworkReply*>())
+        reply->abort();
 }
 
 QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
@@ -117,13 +108,10 @@ QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
     }
 }
 
-QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, FileUpload::Progress progress) {
+QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, UploadProgress progress) {
     for (int followed = 0;; ++followed) {
-        refuseWhenCancelled();
-        FileUpload upload(url, file, timeout, progress);
-        uploads.insert(&upload);
-        const auto done = qScopeGuard([&] { uploads.erase(&upload); });
-        const auto answered = upload.answer();
+        SerialQueue thread(QStringLiteral("tavro.upload"));
+        auto answered = thread.run([&] { return putFile(url, file, timeout, progress, stop.get_token()); });
         const HttpAnswer answer = co_await answered;
         if (answer.isSuccess())
             co_return;
@@ -135,7 +123,9 @@ QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, FileUp
 }
 
 QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
-    refuseWhenCancelled();
+    if (stop.stop_requested())
+        throw transportError(QNetworkReply::OperationCanceledError,
+            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
     if (!isHttp(request.url)) // the network stack would also read and write local files
         throw transportError(QNetworkReply::ProtocolUnknownError,
             QCoreApplication::translate("QNetworkAccessManager", "Protocol \"%1\" is unknown")
@@ -163,9 +153,7 @@ QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
     QObject::connect(reply.get(), &QNetworkReply::downloadProgress, &idle, progress);
     QObject::connect(reply.get(), &QNetworkReply::uploadProgress, &idle, progress);
 
-    replies.insert(reply.get());
     co_await reply.get();
-    replies.erase(reply.get());
 
     if (timedOut)
         throw transportError(QNetworkReply::TimeoutError,

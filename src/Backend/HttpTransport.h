@@ -8,7 +8,7 @@
 
 #include <chrono>
 #include <filesystem>
-#include <set>
+#include <stop_token>
 
 namespace tavro {
 
@@ -24,8 +24,8 @@ struct HttpRequest {
 ///
 /// An exchange ends with an error after `timeout` without any progress; a long upload may take as long as it
 /// needs. When the transport fails, that is a PlatformError of domain "QNetworkReply"
-/// (QNetworkReply::NetworkError and its text) or, for uploads, "QAbstractSocket". Nothing with a body is ever
-/// sent again after the connection broke.
+/// (QNetworkReply::NetworkError and its text) or, for uploads, "curl" (a CURLcode and its text). Nothing with
+/// a body is ever sent again after the connection broke.
 class HttpTransport {
 public:
     explicit HttpTransport(std::chrono::milliseconds timeout);
@@ -39,21 +39,19 @@ public:
     QCoro::Task<HttpAnswer> answerTo(HttpRequest request);
 
     /// Puts the file there, without credentials; throws notFound as `send` does. Follows redirections that
-    /// ask for the same request elsewhere (307 and 308), never from https to http.
-    QCoro::Task<> upload(QUrl url, std::filesystem::path file, FileUpload::Progress progress);
+    /// ask for the same request elsewhere (307 and 308), never from https to http. Calls `progress` on a
+    /// thread of the upload's own.
+    QCoro::Task<> upload(QUrl url, std::filesystem::path file, UploadProgress progress);
 
     /// Ends everything under way with an error; what is asked for later fails at once.
     void cancel();
 
 private:
     QCoro::Task<HttpAnswer> exchange(HttpRequest request);
-    void refuseWhenCancelled() const;
 
     std::chrono::milliseconds timeout;
     QNetworkAccessManager manager;
-    std::set<QNetworkReply*> replies; // under way
-    std::set<FileUpload*> uploads;
-    bool cancelled = false;
+    std::stop_source stop; // of everything
 };
 
 } // namespace tavro

@@ -17,6 +17,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include <curl/curl.h>
+
 // Servers by other authors: nginx with WebDAV as the object store, the Python websockets package as the live
 // channel's peer, both also with certificates of a private authority.
 namespace tavro::test {
@@ -213,6 +215,19 @@ TEST(ForeignServers, storeAFileByteForByte) {
     }
 }
 
+TEST(ForeignServers, mayBreakASecureConnectionWithinAFile) {
+    const PrivateAuthority authority;
+    const Trusting trusting(authority);
+    const TemporaryFolder folder;
+    const fs::path video = makeVideo(folder);
+    LoopbackService service(securely(authority));
+    service.misbehave({.match = "PUT", .cutAfter = 1 << 20});
+    HTTPBackend http(service.baseURL(), u"token-1"_qs);
+    const QString id = newSession(http);
+    EXPECT_EQ(errorOf([&] { await(http.uploadVideo(id, video)); }).domain, u"curl");
+    EXPECT_EQ(service.received("PUT").size(), 1u);
+}
+
 TEST(ForeignServers, takeEventsAndPingAndAreClosedInOrder) {
     const PrivateAuthority authority;
     const Trusting trusting(authority);
@@ -276,13 +291,18 @@ TEST(ForeignServers, areNotTrustedWithoutTheirAuthority) {
     service.setLiveURL(peer.url("/live"));
     HTTPBackend http(service.baseURL(), u"token-1"_qs);
     const QString id = newSession(http);
-    const std::pair<const char*, std::function<void()>> calls[] = {
-        {"QAbstractSocket", [&] { await(http.uploadVideo(id, folder.path() / "take.mp4")); }},
-        {"QWebSocket", [&] { await(http.sendEvent(id, event::Paused())); }}};
-    for (const auto& [domain, call] : calls) {
-        const auto error = errorOf(call);
-        EXPECT_EQ(error.domain, QLatin1String(domain));
-        EXPECT_EQ(error.code, QAbstractSocket::SslHandshakeFailedError);
+    const struct {
+        const char* domain;
+        int code;
+        std::function<void()> make;
+    } calls[] = {{"curl", CURLE_PEER_FAILED_VERIFICATION,
+                     [&] { await(http.uploadVideo(id, folder.path() / "take.mp4")); }},
+        {"QWebSocket", QAbstractSocket::SslHandshakeFailedError,
+            [&] { await(http.sendEvent(id, event::Paused())); }}};
+    for (const auto& call : calls) {
+        const auto error = errorOf(call.make);
+        EXPECT_EQ(error.domain, QLatin1String(call.domain));
+        EXPECT_EQ(error.code, call.code);
         EXPECT_TRUE(error.localizedDescription.contains(u"certificate"_qs))
             << qPrintable(error.localizedDescription);
     }

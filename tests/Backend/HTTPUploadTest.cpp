@@ -1,6 +1,7 @@
 #include "Backend/HTTPUnderTest.h"
 
 #include <QCryptographicHash>
+#include <QNetworkProxy>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -49,7 +50,7 @@ TEST(HTTPUpload, givesAnUploadUpOnceItIsRefused) {
         t.service.behave();
         t.service.forget();
         t.service.misbehave({.match = "PUT", .cutAfter = byte});
-        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).domain, u"QAbstractSocket") << byte;
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).domain, u"curl") << byte;
         EXPECT_EQ(t.service.received("PUT").size(), 1u);
         EXPECT_EQ(t.service.received("POST /api/app/sessions/ses_1/video-uploaded").size(), 0u);
         EXPECT_TRUE(std::filesystem::exists(path));
@@ -66,7 +67,7 @@ TEST(HTTPUpload, readsTheAnswerToAnUploadWhenItComes) {
         {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 413 Too Large\r\n\r\n", u"notFound"_qs},
         {"HTTP/1.1 200 OK\r\n\r\n", u"The server answered before it had the whole file"_qs},
         {"SSH-2.0-OpenSSH\r\n\r\n", u"notFound"_qs},
-        {QByteArray(70'000, 'x'), u"The server's answer is not HTTP"_qs},
+        {QByteArray(70'000, 'x'), u"notFound"_qs},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.answer.left(30).toStdString());
@@ -82,6 +83,70 @@ TEST(HTTPUpload, readsTheAnswerToAnUploadWhenItComes) {
         const auto path = t.file(QByteArray(32 << 20, 'v'));
         const auto error = errorOf([&] { await(t.http->uploadVideo(t.newSession(), path)); });
         EXPECT_TRUE(error.text.contains(c.error)) << qPrintable(error.text);
+    }
+}
+
+// The connection breaks while the refusal is on its way, since the service leaves the rest of the file
+// unread.
+TEST(HTTPUpload, readsARefusalAlsoWhenTheServiceClosesAfterIt) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    const auto path = t.file(QByteArray(32 << 20, 'v'));
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+        QTcpSocket* socket = server.nextPendingConnection();
+        QObject::connect(socket, &QTcpSocket::readyRead, socket, [socket] {
+            socket->readAll();
+            socket->write("HTTP/1.1 403 Forbidden\r\nContent-Length: 9\r\n\r\nforbidden");
+            socket->disconnectFromHost();
+        });
+        QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    });
+    t.service.setStoreURL(u"http://127.0.0.1:%1/x"_qs.arg(server.serverPort()));
+    for (int time = 0; time < 20; ++time)
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).text, u"notFound");
+}
+
+// What a proxy is asked for, with its credentials; a name is looked up by the proxy.
+TEST(HTTPUpload, asksProxiesOfBothKinds) {
+    const struct {
+        QNetworkProxy::ProxyType type;
+        QByteArray answers[2]; // to what comes first and next
+        QList<QByteArray> asks;
+    } cases[] = {
+        {QNetworkProxy::HttpProxy, {"HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n", {}},
+            {"PUT http://store.example/x?a=%2F HTTP/1.1\r\n",
+                "Proxy-Authorization: Basic " + QByteArray("tess:p@ss").toBase64() + "\r\n",
+                "Content-Length: 5\r\n"}},
+        {QNetworkProxy::Socks5Proxy, {QByteArray("\x05\x02", 2), QByteArray("\x01\x00", 2)},
+            {"\x04tess\x04p@ss", "\x0dstore.example"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(int(c.type));
+        QTcpServer server;
+        server.listen(QHostAddress::LocalHost);
+        QByteArray asked;
+        QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+            QTcpSocket* socket = server.nextPendingConnection();
+            QObject::connect(socket, &QTcpSocket::readyRead, socket, [&, socket, answered = 0]() mutable {
+                asked += socket->readAll();
+                if (answered < 2)
+                    socket->write(c.answers[answered++]);
+                else
+                    socket->disconnectFromHost();
+            });
+        });
+        QNetworkProxy::setApplicationProxy(
+            {c.type, u"127.0.0.1"_qs, server.serverPort(), u"tess"_qs, u"p@ss"_qs});
+        HTTPUnderTest t;
+        t.service.setStoreURL(u"http://store.example/x?a=%2F"_qs);
+        EXPECT_NE(errorOf([&] { await(t.http->uploadVideo(t.newSession(), t.file())); }).text, u"");
+        QNetworkProxy::setApplicationProxy({QNetworkProxy::DefaultProxy});
+        for (const QByteArray& ask : c.asks)
+            EXPECT_TRUE(asked.contains(ask)) << ask.toStdString() << " in " << asked.toStdString();
+        EXPECT_FALSE(asked.contains("Expect:"));
+        EXPECT_FALSE(asked.contains("\nAuthorization:"));
     }
 }
 

@@ -27,7 +27,7 @@ TEST_F(RemoteTake, keepsItsFileWhenItsFinishFails) {
         {{.match = "POST /api/app/sessions/", .status = 500}, u"notFound"_qs},
         {{.match = "POST /api/app/sessions/", .body = "{\"url\":1}"}, u"Error Domain=Tavro.JSON"_qs},
         {{.match = "PUT", .status = 403}, u"notFound"_qs},
-        {{.match = "PUT", .cutAfter = 3}, u"Error Domain=QAbstractSocket"_qs},
+        {{.match = "PUT", .cutAfter = 3}, u"Error Domain=curl"_qs},
         {{.match = "POST /api/app/sessions/", .times = 0, .status = 0}, {}},
     };
     for (const auto& c : cases) {
