@@ -1,6 +1,7 @@
 #include "Backend/HttpTransport.h"
 
 #include "Backend/BackendClient.h"
+#include "Backend/Proxy.h"
 #include "Backend/RequestBody.h"
 #include "Core/Errors.h"
 #include "Core/SerialQueue.h"
@@ -111,7 +112,9 @@ QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
 QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, UploadProgress progress) {
     for (int followed = 0;; ++followed) {
         SerialQueue thread(QStringLiteral("tavro.upload"));
-        auto answered = thread.run([&] { return putFile(url, file, timeout, progress, stop.get_token()); });
+        const QNetworkProxy proxy = proxyFor(url);
+        auto answered =
+            thread.run([&] { return putFile(url, proxy, file, timeout, progress, stop.get_token()); });
         const HttpAnswer answer = co_await answered;
         if (answer.isSuccess())
             co_return;
