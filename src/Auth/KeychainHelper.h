@@ -29,8 +29,7 @@ public:
     void set(const QString& value, const QString& account) const;
     void remove(const QString& account) const;
 
-    /// The program's identifier, under which all its items are kept.
-    static inline const QString service = QStringLiteral("com.quembridge.tavro");
+    static inline const QString service = QStringLiteral("com.quembridge.tavro"); ///< of all items
 
 private:
     using Texts = std::map<QString, std::optional<QString>>; // of the accounts that were read or changed

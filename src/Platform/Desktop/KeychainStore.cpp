@@ -16,20 +16,27 @@ namespace tavro {
 
 namespace {
 
-struct Unref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-
-/// Opens the connection that libsecret uses, unlike which glib's default does not survive the bus.
+/// Opens the connection that libsecret uses. By default glib would end the process with the bus.
 bool connectToBus() {
     // Where no address is known, glib would start a bus for nobody but this program.
     const bool isKnown = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
                          QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
-    static const std::unique_ptr<GDBusConnection, Unref> bus(
-        isKnown ? g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr) : nullptr);
+    static const std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> bus(
+        isKnown ? g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr) : nullptr, &g_object_unref);
     if (bus)
         g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     return bus != nullptr;
+}
+
+/// Called after each operation: libsecret does not cope with a service that ends while it is connected.
+void endSession(GObject* = nullptr, GAsyncResult* = nullptr, gpointer = nullptr) {
+    secret_service_disconnect();
+}
+
+void start(QKeychain::Job* job, const QString& account) {
+    QObject::connect(job, &QKeychain::Job::finished, [] { endSession(); });
+    job->setKey(account);
+    job->start();
 }
 
 /// By these attributes version 0.1 knew its items. QtKeychain uses others and does not find them.
@@ -46,6 +53,7 @@ void readFrom01(const QString& service, const QString& account, SecretStore::Rea
         const std::unique_ptr<SecretStore::Reader> waiting(static_cast<SecretStore::Reader*>(data));
         const std::unique_ptr<gchar, decltype(&secret_password_free)> text(
             secret_password_lookup_finish(result, nullptr), &secret_password_free);
+        endSession();
         (*waiting)(text ? std::optional(QByteArray(text.get())) : std::nullopt);
     };
     secret_password_lookup(schemaOf01(), nullptr, finish, new SecretStore::Reader(std::move(reader)),
@@ -53,13 +61,11 @@ void readFrom01(const QString& service, const QString& account, SecretStore::Rea
 }
 
 void logNotStored(const QString& account, bool isLocked) {
-    Log::error(QStringLiteral("secrets: %1 was not stored").arg(account) +
-               (isLocked ? QStringLiteral(", the keyring stayed locked") : QString()));
+    const QString reason = isLocked ? QStringLiteral(", the keyring stayed locked") : QString();
+    Log::error(QStringLiteral("secrets: %1 was not stored").arg(account) + reason);
 }
 
 } // namespace
-
-KeychainStore::KeychainStore(std::filesystem::path fallbackFile) : file{std::move(fallbackFile)} {}
 
 void KeychainStore::read(const QString& service, const QString& account, Reader reader) {
     findKeychain([=, this](bool isThere) {
@@ -84,7 +90,6 @@ void KeychainStore::write(const QString& service, const QString& account, std::o
 
 void KeychainStore::readFromKeychain(const QString& service, const QString& account, const Reader& reader) {
     auto* job = new QKeychain::ReadPasswordJob(service);
-    job->setKey(account);
     connect(job, &QKeychain::Job::finished, this, [=, this] {
         if (job->error() == QKeychain::NoError)
             return reader(job->binaryData());
@@ -96,7 +101,7 @@ void KeychainStore::readFromKeychain(const QString& service, const QString& acco
             reader(value);
         });
     });
-    job->start();
+    start(job, account);
 }
 
 void KeychainStore::writeToKeychain(
@@ -107,24 +112,23 @@ void KeychainStore::writeToKeychain(
         writing->setTextData(QString::fromUtf8(*value));
         job = writing;
     } else {
+        start(new QKeychain::ReadPasswordJob(service), account); // unlocks what a removal would pass over
         job = new QKeychain::DeletePasswordJob(service);
     }
-    job->setKey(account);
     connect(job, &QKeychain::Job::finished, this, [=, this, isValue = value.has_value()] {
         if (isValue && job->error() != QKeychain::NoError)
             return logNotStored(account, job->error() == QKeychain::AccessDenied);
         file.write(service, account, std::nullopt);
-        secret_password_clear(schemaOf01(), nullptr, nullptr, nullptr, "service",
+        secret_password_clear(schemaOf01(), nullptr, &endSession, nullptr, "service",
             service.toUtf8().constData(), "account", account.toUtf8().constData(), nullptr);
     });
-    job->start();
+    start(job, account);
 }
 
 /// On KDE it is KWallet, when that answers. QtKeychain asks it again, and blocks until it answers.
 void KeychainStore::findKeychain(std::function<void(bool isThere)> then) {
     if (!connectToBus())
         return then(false);
-    secret_service_disconnect(); // or it goes on with a session that ended with the service's process
     const auto bus = QDBusConnection::sessionBus();
     const auto findSecretService = [=, this](const QDBusMessage& wallet) {
         if (dbus::succeeded(wallet))
@@ -132,7 +136,8 @@ void KeychainStore::findKeychain(std::function<void(bool isThere)> then) {
         const dbus::Peer service{QStringLiteral("org.freedesktop.secrets"), QStringLiteral("/"),
             QStringLiteral("org.freedesktop.DBus.Peer")};
         dbus::send(bus, service.call(QStringLiteral("Ping")), this, [then](const QDBusMessage& reply) {
-            then(dbus::succeeded(reply) || QDBusError(reply).type() == QDBusError::NoReply); // it hangs
+            const bool hangs = QDBusError(reply).type() == QDBusError::NoReply;
+            then(hangs || dbus::succeeded(reply));
         });
     };
     if (qgetenv("XDG_CURRENT_DESKTOP") != "KDE" && !qEnvironmentVariableIsSet("KDE_FULL_SESSION"))

@@ -7,13 +7,13 @@
 
 namespace tavro {
 
-/// Secrets in the desktop's keychain, or, where there is none, in a file that nobody but the user can read.
-/// The keychain (Secret Service or KWallet) is looked for at each call, and started where the bus knows how
-/// to. What the file holds moves into it with the first read or write that finds one. A locked keychain asks
-/// the user to unlock it; the read or write goes on when they have.
+/// Secrets in the desktop's keychain (Secret Service or KWallet), or, where there is none, in a file that
+/// nobody but the user can read. The keychain is looked for at each call, and started where the bus knows how
+/// to. What the file holds moves into it then. A locked keychain asks the user; what was asked for goes on
+/// when they have unlocked it.
 class KeychainStore final : public QObject, public SecretStore {
 public:
-    explicit KeychainStore(std::filesystem::path fallbackFile);
+    explicit KeychainStore(std::filesystem::path fallbackFile) : file{std::move(fallbackFile)} {}
 
     void read(const QString& service, const QString& account, Reader reader) override;
     void write(const QString& service, const QString& account, std::optional<QByteArray> value) override;
