@@ -8,7 +8,7 @@ namespace tavro {
 
 KeychainHelper::KeychainHelper(std::shared_ptr<SecretStore> secrets) : store(std::move(secrets)) {}
 
-void KeychainHelper::load(const QString& account, std::function<void()> onAnswer) const {
+void KeychainHelper::load(const QString& account, const std::function<void()>& onAnswer) const {
     store->read(service, account, [held = std::weak_ptr(texts), account, onAnswer](const auto& bytes) {
         const QString text = QString::fromUtf8(bytes.value_or(QByteArray()));
         const bool isText = bytes && text.toUtf8() == *bytes; // not so where they are no UTF-8

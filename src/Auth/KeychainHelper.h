@@ -23,7 +23,7 @@ public:
 
     /// Reads the text of `account`; a change made before the answer comes wins over it. `onAnswer` is called
     /// before this returns or later, unless all copies of this object are gone by then.
-    void load(const QString& account, std::function<void()> onAnswer) const;
+    void load(const QString& account, const std::function<void()>& onAnswer) const;
 
     std::optional<QString> get(const QString& account) const; ///< no value also before it has been read
     void set(const QString& value, const QString& account) const;

@@ -1,5 +1,6 @@
 #include "Backend/FileUpload.h"
 
+#include "Backend/Proxy.h"
 #include "Core/Errors.h"
 
 #include <QCoreApplication>
@@ -83,8 +84,9 @@ struct Upload {
     static std::size_t refuseBody(char*, std::size_t, std::size_t, void*) { return 0; }
 };
 
-/// In libcurl's form; empty for none.
-QByteArray addressOf(const QNetworkProxy& proxy) {
+/// The proxy's address in libcurl's form; empty for none.
+QByteArray proxyAddress(const QUrl& url) {
+    const QNetworkProxy proxy = proxyFor(url);
     if (proxy.type() == QNetworkProxy::NoProxy)
         return QByteArray("");
     QUrl address;
@@ -132,8 +134,8 @@ CURLcode perform(CURL* easy, Upload& upload, std::chrono::milliseconds timeout, 
 
 } // namespace
 
-HttpAnswer putFile(const QUrl& url, const QNetworkProxy& proxy, const std::filesystem::path& path,
-    std::chrono::milliseconds timeout, const UploadProgress& progress, std::stop_token stop) {
+HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chrono::milliseconds timeout,
+    const UploadProgress& progress, std::stop_token stop) {
     Upload upload{progress, path};
     if (!upload.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         throw PlatformError(QStringLiteral("QFile"), upload.file.error(), upload.file.errorString());
@@ -150,9 +152,8 @@ HttpAnswer putFile(const QUrl& url, const QNetworkProxy& proxy, const std::files
     set(CURLOPT_QUICK_EXIT, 1L); // does not wait for a name that is still being looked up
     set(CURLOPT_URL, url.toEncoded(QUrl::RemoveUserInfo | QUrl::RemoveFragment).constData());
     set(CURLOPT_PATH_AS_IS, 1L);
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_HTTP09_ALLOWED, 1L); // what is not HTTP counts as an answer, of status 0
-    set(CURLOPT_PROXY, addressOf(proxy).constData());
+    set(CURLOPT_PROXY, proxyAddress(url).constData());
     set(CURLOPT_NOPROXY, ""); // or the environment would decide again
     set(CURLOPT_HTTPHEADER, headers.get());
     set(CURLOPT_USERAGENT, "Tavro");

@@ -2,8 +2,6 @@
 
 #include "Backend/HttpAnswer.h"
 
-#include <QNetworkProxy>
-
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -23,7 +21,7 @@ using UploadProgress = std::function<void(qint64 sent, qint64 total)>;
 /// not, the whole file is sent. Throws PlatformError: of domain "QFile" when the file cannot be read, of
 /// domain "curl" (a CURLcode and its text) when the transport fails, nothing has moved for `timeout`
 /// (CURLE_OPERATION_TIMEDOUT) or a stop is requested (CURLE_ABORTED_BY_CALLBACK).
-HttpAnswer putFile(const QUrl& url, const QNetworkProxy& proxy, const std::filesystem::path& path,
-    std::chrono::milliseconds timeout, const UploadProgress& progress, std::stop_token stop);
+HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chrono::milliseconds timeout,
+    const UploadProgress& progress, std::stop_token stop);
 
 } // namespace tavro

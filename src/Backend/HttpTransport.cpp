@@ -1,7 +1,6 @@
 #include "Backend/HttpTransport.h"
 
 #include "Backend/BackendClient.h"
-#include "Backend/Proxy.h"
 #include "Backend/RequestBody.h"
 #include "Core/Errors.h"
 #include "Core/SerialQueue.h"
@@ -34,10 +33,6 @@ PlatformError errorOf(const QNetworkReply& reply) {
         return transportError(
             QNetworkReply::RemoteHostClosedError, QCoreApplication::translate("QHttp", "Connection closed"));
     return transportError(reply.error(), reply.errorString());
-}
-
-bool isHttp(const QUrl& url) {
-    return url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
 }
 
 int portOf(const QUrl& url) {
@@ -86,6 +81,17 @@ void HttpTransport::cancel() {
         reply->abort();
 }
 
+void HttpTransport::check(const QUrl& url) const {
+    if (stop.stop_requested())
+        throw transportError(QNetworkReply::OperationCanceledError,
+            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
+    if (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))
+        // What sends requests would also read and write local files.
+        throw transportError(QNetworkReply::ProtocolUnknownError,
+            QCoreApplication::translate("QNetworkAccessManager", "Protocol \"%1\" is unknown")
+                .arg(url.scheme()));
+}
+
 QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
     auto running = answerTo(std::move(request));
     const HttpAnswer answer = co_await running;
@@ -111,10 +117,9 @@ QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
 
 QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, UploadProgress progress) {
     for (int followed = 0;; ++followed) {
+        check(url);
         SerialQueue thread(QStringLiteral("tavro.upload"));
-        const QNetworkProxy proxy = proxyFor(url);
-        auto answered =
-            thread.run([&] { return putFile(url, proxy, file, timeout, progress, stop.get_token()); });
+        auto answered = thread.run([&] { return putFile(url, file, timeout, progress, stop.get_token()); });
         const HttpAnswer answer = co_await answered;
         if (answer.isSuccess())
             co_return;
@@ -126,13 +131,7 @@ QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, Upload
 }
 
 QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
-    if (stop.stop_requested())
-        throw transportError(QNetworkReply::OperationCanceledError,
-            QCoreApplication::translate("QNetworkReply", "Operation canceled"));
-    if (!isHttp(request.url)) // the network stack would also read and write local files
-        throw transportError(QNetworkReply::ProtocolUnknownError,
-            QCoreApplication::translate("QNetworkAccessManager", "Protocol \"%1\" is unknown")
-                .arg(request.url.scheme()));
+    check(request.url);
 
     std::unique_ptr<RequestBody> body;
     if (!request.json.isNull())

@@ -24,8 +24,8 @@ struct HttpRequest {
 ///
 /// An exchange ends with an error after `timeout` without any progress; a long upload may take as long as it
 /// needs. When the transport fails, that is a PlatformError of domain "QNetworkReply"
-/// (QNetworkReply::NetworkError and its text) or, for uploads, "curl" (a CURLcode and its text). Nothing with
-/// a body is ever sent again after the connection broke.
+/// (QNetworkReply::NetworkError and its text) or, once an upload is under way, "curl" (a CURLcode and its
+/// text). Nothing with a body is ever sent again after the connection broke.
 class HttpTransport {
 public:
     explicit HttpTransport(std::chrono::milliseconds timeout);
@@ -47,6 +47,7 @@ public:
     void cancel();
 
 private:
+    void check(const QUrl& url) const; // throws when nothing may be sent there
     QCoro::Task<HttpAnswer> exchange(HttpRequest request);
 
     std::chrono::milliseconds timeout;

@@ -175,6 +175,8 @@ TEST_F(KeychainUnlock, tellsNobodyWhoHasGone) {
 TEST_F(KeychainUnlock, makesAKeyringWhereThereIsNone) {
     keyring::stop();
     keyring::start();
+    const auto reading = read();
+    ASSERT_TRUE(waitUntil([&] { return reading->isOver; }));
     keyring::remove();
     const test::LogLines log;
     write("refused");

@@ -28,13 +28,9 @@ bool connectToBus() {
     return bus != nullptr;
 }
 
-/// Called after each operation: libsecret does not cope with a service that ends while it is connected.
-void endSession(GObject* = nullptr, GAsyncResult* = nullptr, gpointer = nullptr) {
-    secret_service_disconnect();
-}
-
+/// Each operation ends its session: libsecret does not cope with a service that is restarted during one.
 void start(QKeychain::Job* job, const QString& account) {
-    QObject::connect(job, &QKeychain::Job::finished, [] { endSession(); });
+    QObject::connect(job, &QKeychain::Job::finished, &secret_service_disconnect);
     job->setKey(account);
     job->start();
 }
@@ -53,7 +49,7 @@ void readFrom01(const QString& service, const QString& account, SecretStore::Rea
         const std::unique_ptr<SecretStore::Reader> waiting(static_cast<SecretStore::Reader*>(data));
         const std::unique_ptr<gchar, decltype(&secret_password_free)> text(
             secret_password_lookup_finish(result, nullptr), &secret_password_free);
-        endSession();
+        secret_service_disconnect();
         (*waiting)(text ? std::optional(QByteArray(text.get())) : std::nullopt);
     };
     secret_password_lookup(schemaOf01(), nullptr, finish, new SecretStore::Reader(std::move(reader)),
@@ -119,14 +115,15 @@ void KeychainStore::writeToKeychain(
         if (isValue && job->error() != QKeychain::NoError)
             return logNotStored(account, job->error() == QKeychain::AccessDenied);
         file.write(service, account, std::nullopt);
-        secret_password_clear(schemaOf01(), nullptr, &endSession, nullptr, "service",
-            service.toUtf8().constData(), "account", account.toUtf8().constData(), nullptr);
+        const auto finish = [](GObject*, GAsyncResult*, gpointer) { secret_service_disconnect(); };
+        secret_password_clear(schemaOf01(), nullptr, finish, nullptr, "service", service.toUtf8().constData(),
+            "account", account.toUtf8().constData(), nullptr);
     });
     start(job, account);
 }
 
 /// On KDE it is KWallet, when that answers. QtKeychain asks it again, and blocks until it answers.
-void KeychainStore::findKeychain(std::function<void(bool isThere)> then) {
+void KeychainStore::findKeychain(const std::function<void(bool isThere)>& then) {
     if (!connectToBus())
         return then(false);
     const auto bus = QDBusConnection::sessionBus();

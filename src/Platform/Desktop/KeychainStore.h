@@ -19,7 +19,7 @@ public:
     void write(const QString& service, const QString& account, std::optional<QByteArray> value) override;
 
 private:
-    void findKeychain(std::function<void(bool isThere)> then);
+    void findKeychain(const std::function<void(bool isThere)>& then);
     void readFromKeychain(const QString& service, const QString& account, const Reader& reader);
     void writeToKeychain(
         const QString& service, const QString& account, const std::optional<QByteArray>& value);
