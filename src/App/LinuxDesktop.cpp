@@ -5,10 +5,6 @@
 namespace tavro {
 namespace {
 
-QString screenObstacle() {
-    return obstacleToX11Capture();
-}
-
 QCoro::Task<bool> isUsable(QCoro::Task<AudioFormat> asking) {
     const AudioFormat input = co_await asking;
     co_return input.sampleRate > 0;
@@ -17,7 +13,7 @@ QCoro::Task<bool> isUsable(QCoro::Task<AudioFormat> asking) {
 } // namespace
 
 DesktopPrivacy::Probes LinuxDesktop::privacyProbes() {
-    return {.screenObstacle = &screenObstacle,
+    return {.screenObstacle = [] { return obstacleToX11Capture(); },
         .microphoneExists = [this] { return isUsable(sound.audioEngine().inputFormat()); }};
 }
 

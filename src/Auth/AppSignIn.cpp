@@ -82,10 +82,6 @@ void AppSignIn::Attempt::openBrowser(const QUrl& baseURL, Workspace& workspace) 
                   .arg(opened ? QStringLiteral("true") : QStringLiteral("false")));
 }
 
-QCoro::Task<QString> AppSignIn::signInWithBrowser(QUrl baseURL) {
-    return signIn(context, std::move(baseURL));
-}
-
 QCoro::Task<QString> AppSignIn::signIn(std::shared_ptr<Context> context, QUrl baseURL) {
     Log::info(QStringLiteral("signIn: starting browser flow → ") + absoluteString(baseURL));
     if (context->attempt)
@@ -109,10 +105,6 @@ QCoro::Task<QString> AppSignIn::signIn(std::shared_ptr<Context> context, QUrl ba
     Log::info(QStringLiteral("signIn: stored API token from ") +
               (baseURL.host().isEmpty() ? absoluteString(baseURL) : baseURL.host()));
     co_return issued.token;
-}
-
-QCoro::Task<> AppSignIn::refreshEmail() {
-    return refresh(context);
 }
 
 QCoro::Task<> AppSignIn::refresh(std::shared_ptr<Context> context) {

@@ -25,10 +25,10 @@ public:
 
     /// Returns the API token, already stored. Waits for the browser without a limit. A second call makes the
     /// first one throw AuthError. Passes on errors of the callback server, the network and the JSON coder.
-    QCoro::Task<QString> signInWithBrowser(QUrl baseURL);
+    QCoro::Task<QString> signInWithBrowser(QUrl baseURL) { return signIn(context, std::move(baseURL)); }
 
     /// Asks the backend for the address of a signed-in user when it is unknown. Never throws.
-    QCoro::Task<> refreshEmail();
+    QCoro::Task<> refreshEmail() { return refresh(context); }
 
     void signOut();
 

@@ -47,12 +47,4 @@ ErrorDescription describe(const std::exception_ptr& error) {
     }
 }
 
-ErrorDescription describeCurrentError() {
-    return describe(std::current_exception());
-}
-
-QString localizedDescriptionOfCurrentError() {
-    return describeCurrentError().localizedDescription;
-}
-
 } // namespace tavro

@@ -54,7 +54,11 @@ struct ErrorDescription {
 ErrorDescription describe(const std::exception_ptr& error);
 
 /// Describe the exception being handled, within `catch (...)`.
-ErrorDescription describeCurrentError();
-QString localizedDescriptionOfCurrentError();
+inline ErrorDescription describeCurrentError() {
+    return describe(std::current_exception());
+}
+inline QString localizedDescriptionOfCurrentError() {
+    return describeCurrentError().localizedDescription;
+}
 
 } // namespace tavro

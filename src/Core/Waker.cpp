@@ -1,7 +1,6 @@
 #include "Core/Waker.h"
 
 #include <cerrno>
-#include <cstdint>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
@@ -18,13 +17,12 @@ Waker::~Waker() {
 }
 
 void Waker::wake() {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(fd, &one, sizeof one);
+    ::eventfd_write(fd, 1);
 }
 
 void Waker::clear() {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto got = ::read(fd, &count, sizeof count);
+    eventfd_t count = 0;
+    ::eventfd_read(fd, &count);
 }
 
 } // namespace tavro

@@ -18,41 +18,13 @@ double textScale() {
     return byResolution * std::max(1.0, QGuiApplication::font().pointSizeF() / ordinaryPoints);
 }
 
-QFont font(const char* family, double size, QFont::Weight weight = QFont::Normal) {
+} // namespace
+
+QFont QmlTheme::font(const char* family, double size, QFont::Weight weight) {
     QFont result(QString::fromLatin1(family));
     result.setPixelSize(qRound(size * textScale()));
     result.setWeight(weight);
     return result;
-}
-
-} // namespace
-
-QFont QmlTheme::title() const {
-    return font("Fraunces", 30, QFont::DemiBold);
-}
-
-QFont QmlTheme::heading() const {
-    return font("Fraunces", 24, QFont::DemiBold);
-}
-
-QFont QmlTheme::body() const {
-    return font("Inter", 13);
-}
-
-QFont QmlTheme::bodyMedium() const {
-    return font("Inter", 13, QFont::Medium);
-}
-
-QFont QmlTheme::bodySemiBold() const {
-    return font("Inter", 13, QFont::DemiBold);
-}
-
-QFont QmlTheme::note() const {
-    return font("Inter", 11);
-}
-
-QFont QmlTheme::clock() const {
-    return font("JetBrains Mono", 15);
 }
 
 QFont QmlTheme::section() const {

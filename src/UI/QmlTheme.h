@@ -29,16 +29,19 @@ public:
     Palette c() const { return {}; }
     double rMd() const { return Theme::rMd; }
 
-    QFont title() const;        ///< Fraunces 30, semibold
-    QFont heading() const;      ///< Fraunces 24, semibold
-    QFont body() const;         ///< Inter 13
-    QFont bodyMedium() const;   ///< Inter 13, medium
-    QFont bodySemiBold() const; ///< Inter 13, semibold
-    QFont note() const;         ///< Inter 11
-    QFont clock() const;        ///< JetBrains Mono 15
-    QFont section() const;      ///< JetBrains Mono 11, letters 1.5 apart
+    QFont title() const { return font("Fraunces", 30, QFont::DemiBold); }
+    QFont heading() const { return font("Fraunces", 24, QFont::DemiBold); }
+    QFont body() const { return font("Inter", 13); }
+    QFont bodyMedium() const { return font("Inter", 13, QFont::Medium); }
+    QFont bodySemiBold() const { return font("Inter", 13, QFont::DemiBold); }
+    QFont note() const { return font("Inter", 11); }
+    QFont clock() const { return font("JetBrains Mono", 15); }
+    QFont section() const; ///< JetBrains Mono 11, letters 1.5 apart
 
     Q_INVOKABLE double scaled(double length) const;
+
+private:
+    static QFont font(const char* family, double size, QFont::Weight weight = QFont::Normal);
 };
 
 } // namespace tavro
