@@ -122,7 +122,7 @@ LocalCallbackServer::~LocalCallbackServer() {
         });
 }
 
-int LocalCallbackServer::start(CodeHandler onCode) {
+int LocalCallbackServer::start(const CodeHandler& onCode) {
     stop();
     int port = 0;
     try {

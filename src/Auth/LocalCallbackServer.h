@@ -31,7 +31,7 @@ public:
 
     /// Returns the port. Blocks for up to 3 s while no port is free, then throws AuthError. Throws
     /// std::system_error without a free descriptor, PlatformError when listening fails.
-    int start(CodeHandler onCode);
+    int start(const CodeHandler& onCode);
     /// Closes the port; accepted connections finish. Does nothing when not started.
     void stop();
 

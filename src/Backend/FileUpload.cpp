@@ -105,7 +105,7 @@ int statusOf(CURL* easy) {
 }
 
 /// Runs the transfer until its answer is known or it is over.
-CURLcode perform(CURL* easy, Upload& upload, std::chrono::milliseconds timeout, std::stop_token stop) {
+CURLcode perform(CURL* easy, Upload& upload, std::chrono::milliseconds timeout, const std::stop_token& stop) {
     const std::unique_ptr<CURLM, Release<curl_multi_cleanup>> multi(curl_multi_init());
     if (curl_multi_add_handle(multi.get(), easy) != CURLM_OK)
         return CURLE_FAILED_INIT;
@@ -135,7 +135,7 @@ CURLcode perform(CURL* easy, Upload& upload, std::chrono::milliseconds timeout, 
 } // namespace
 
 HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chrono::milliseconds timeout,
-    const UploadProgress& progress, std::stop_token stop) {
+    const UploadProgress& progress, const std::stop_token& stop) {
     Upload upload{progress, path};
     if (!upload.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         throw PlatformError(QStringLiteral("QFile"), upload.file.error(), upload.file.errorString());

@@ -22,6 +22,6 @@ using UploadProgress = std::function<void(qint64 sent, qint64 total)>;
 /// domain "curl" (a CURLcode and its text) when the transport fails, nothing has moved for `timeout`
 /// (CURLE_OPERATION_TIMEDOUT) or a stop is requested (CURLE_ABORTED_BY_CALLBACK).
 HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chrono::milliseconds timeout,
-    const UploadProgress& progress, std::stop_token stop);
+    const UploadProgress& progress, const std::stop_token& stop);
 
 } // namespace tavro

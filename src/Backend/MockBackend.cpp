@@ -126,7 +126,7 @@ QCoro::Task<> MockBackend::deleteSession(QString sessionId) {
     });
 }
 
-QCoro::Task<std::optional<Session>> MockBackend::storedSession(QString sessionId) {
+QCoro::Task<std::optional<Session>> MockBackend::storedSession(const QString& sessionId) {
     return queue.run([this, sessionId]() -> std::optional<Session> {
         const auto found = sessions.find(sessionId);
         return found == sessions.end() ? std::nullopt : std::optional(found->second);

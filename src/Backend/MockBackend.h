@@ -26,7 +26,7 @@ public:
     QCoro::Task<> deleteSession(QString sessionId) override;
 
     /// The session's current record; absent when the session does not exist.
-    QCoro::Task<std::optional<Session>> storedSession(QString sessionId);
+    QCoro::Task<std::optional<Session>> storedSession(const QString& sessionId);
     std::filesystem::path sessionFolder(const QString& sessionId) const;
 
 private:

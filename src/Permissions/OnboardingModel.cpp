@@ -52,7 +52,7 @@ void OnboardingModel::grantSpeech() {
     showAfter([this] { return services.permissions.requestSpeech(); });
 }
 
-void OnboardingModel::showAfter(std::function<QCoro::Task<Grant>()> request) {
+void OnboardingModel::showAfter(const std::function<QCoro::Task<Grant>()>& request) {
     startTask(QStringLiteral("onboarding"), [self = shared_from_this(), request]() -> QCoro::Task<> {
         auto answer = request();
         co_await answer;

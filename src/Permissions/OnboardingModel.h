@@ -66,7 +66,7 @@ signals:
     void isCompleteChanged();
 
 private:
-    void showAfter(std::function<QCoro::Task<Grant>()> request);
+    void showAfter(const std::function<QCoro::Task<Grant>()>& request);
     QCoro::Task<> signIn();
     void refreshPerms();
     void setAccount(bool signedIn, std::optional<QString> email);
