@@ -44,7 +44,7 @@ QCoro::Task<> perform(Take& take) {
     try {
         auto running = take.run();
         const TakeReport report = co_await running;
-        std::printf("%s\n", encodeJson(report).constData());
+        std::printf("%s\n", toJson(report).constData());
     } catch (...) {
         complain(localizedDescriptionOfCurrentError());
         code = 1;
