@@ -52,8 +52,8 @@ QCoro::Task<> fulfil(Promise<T> promise, Operation operation) {
 
 } // namespace detail
 
-/// A named thread with an event loop. Runs functions one at a time in submission order, coroutines up to
-/// their next suspension. Timers and sockets work on it.
+/// A named thread with an event loop; needs the QCoreApplication. Runs functions one at a time in submission
+/// order, coroutines up to their next suspension. Timers and sockets work on it.
 class SerialQueue {
 public:
     using Work = EventLoop::Work;

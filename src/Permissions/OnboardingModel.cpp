@@ -15,7 +15,7 @@ OnboardingModel::OnboardingModel(OnboardingServices servicesGiven)
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive)
             return;
-        services.permissions.refresh();
+        renewGrants();
         refreshPerms();
     });
 }
@@ -26,7 +26,7 @@ QCoro::Task<> OnboardingModel::appear() {
         if (const auto model = weak.lock())
             model->refreshPerms();
     });
-    services.permissions.refresh();
+    renewGrants();
     setAccount(services.isSignedIn(), storedEmail());
     auto refreshing = services.signIn.refreshEmail();
     co_await refreshing;
@@ -87,6 +87,10 @@ void OnboardingModel::done() {
     const auto self = shared_from_this(); // the callee may destroy the view
     if (isComplete())
         onDone();
+}
+
+void OnboardingModel::renewGrants() {
+    startTask(QStringLiteral("onboarding"), [this] { return services.permissions.refresh(); });
 }
 
 void OnboardingModel::refreshPerms() {

@@ -68,6 +68,7 @@ signals:
 private:
     void showAfter(const std::function<QCoro::Task<Grant>()>& request);
     QCoro::Task<> signIn();
+    void renewGrants(); ///< a change comes through `onChange`
     void refreshPerms();
     void setAccount(bool signedIn, std::optional<QString> email);
     std::optional<QString> storedEmail() const;

@@ -1,6 +1,7 @@
 #include "Platform/Desktop/DesktopPrivacy.h"
 
 #include "Core/Paths.h"
+#include "Core/Tasks.h"
 #include "Platform/Notifier.h"
 
 #include <QTimer>
@@ -57,7 +58,8 @@ QCoro::Task<> DesktopPrivacy::refreshMicrophone() {
     if (!answers.boolean(microphone))
         co_return; // access is not granted, so the answer does not matter
     const Promise<void> renewed;
-    renew(known, probes.microphoneExists(), renewed);
+    startTask(QStringLiteral("microphone"),
+        [this, renewed] { return renew(known, probes.microphoneExists(), renewed); });
     QTimer::singleShot(patience, [renewed] { renewed.resolve(); });
     co_await renewed;
 }
@@ -77,7 +79,7 @@ void DesktopPrivacy::onMicrophoneChange(std::function<void()> handler) {
 
 void DesktopPrivacy::requestMicrophoneAccess(std::function<void(bool)> handler) {
     answers.set(microphone, agreed);
-    answer(std::move(handler));
+    startTask(QStringLiteral("microphone"), [this, handler = std::move(handler)] { return answer(handler); });
 }
 
 QCoro::Task<> DesktopPrivacy::answer(std::function<void(bool)> handler) {
