@@ -68,10 +68,11 @@ public:
     // Negative after the end of the connection.
     std::chrono::milliseconds remainingTime() const { return timer.remainingTimeAsDuration(); }
 
-private:
     // Closing a socket with unread data resets the connection, and the browser may lose the page. So input
     // after the answer is read and discarded until the client ends its side.
     void receive() {
+        if (socket < 0)
+            return;
         std::array<char, longestReceive> buffer;
         const ssize_t size = ::recv(socket, buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (size < 0 && (errno == EAGAIN || errno == EINTR))
@@ -83,6 +84,7 @@ private:
             end();
     }
 
+private:
     void answer(QByteArrayView request) {
         if (const auto code = extractCode(request))
             onCode(*code);
@@ -180,10 +182,13 @@ void LocalCallbackServer::stop() {
 }
 
 // At the limit a new client replaces the connection with the least time left, so idle clients block nobody.
+// Those who wait for an answer are answered first: they then have two seconds left, most idle ones more.
 void LocalCallbackServer::serve(int accepted, const CodeHandler& onCode) {
-    if (connections.size() >= mostConnections)
+    if (connections.size() >= mostConnections) {
+        std::ranges::for_each(connections, &Connection::receive);
         connections.erase(std::min_element(connections.begin(), connections.end(),
             [](const auto& a, const auto& b) { return a->remainingTime() < b->remainingTime(); }));
+    }
     connections.push_back(std::make_unique<Connection>(accepted, limit, onCode));
 }
 

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <fcntl.h>
 #include <mutex>
+#include <semaphore>
 #include <sys/resource.h>
 #include <system_error>
 #include <thread>
@@ -145,6 +146,26 @@ TEST_F(LocalCallbackServerTest, servesSixtyFourAtATimeAndKeepsNobodyOut) {
     EXPECT_LE(open(), 64);
     EXPECT_GE(open(), 60);
     EXPECT_FALSE(idle.back().isEnded()) << "the oldest make room";
+}
+
+TEST_F(LocalCallbackServerTest, keepsAnIdleClientWhenManyComeAtOnce) {
+    std::binary_semaphore busy(0), free(0);
+    server = std::make_unique<LocalCallbackServer>(10min);
+    port = server->start([&](const QString&) {
+        busy.release();
+        free.acquire();
+    });
+    std::vector<CallbackClient> clients; // the first one stays silent
+    for (int i = 0; i < 25; ++i)
+        clients.emplace_back(port);
+    clients.back().send("GET /?code=slow HTTP/1.1\r\n\r\n");
+    busy.acquire();
+    for (int i = 0; i < 48; ++i) // as many as wait for one accept
+        clients.emplace_back(port).send("GET / HTTP/1.1\r\n\r\n");
+    free.release();
+    for (std::size_t i = 24; i < clients.size(); ++i)
+        expectPage(clients[i].receiveAll());
+    EXPECT_FALSE(clients.front().isEnded());
 }
 
 TEST_F(LocalCallbackServerTest, closesThePortAndFinishesWithThoseWhoAreIn) {
