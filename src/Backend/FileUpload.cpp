@@ -42,6 +42,7 @@ struct Upload {
     Clock::time_point lastReport = {};
     std::set<curl_socket_t> sockets = {}; // open ones; the connection's alone once it stands
     bool isPaused = false;
+    int unreadStatus = 0; // of an answer that libcurl has not read
 
     static curl_socket_t open(void* upload, curlsocktype, curl_sockaddr* address) {
         const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
@@ -50,8 +51,14 @@ struct Upload {
         return socket;
     }
 
-    static int close(void* upload, curl_socket_t socket) {
-        static_cast<Upload*>(upload)->sockets.erase(socket);
+    /// Takes up a refusal over plain HTTP that has come while sending failed: libcurl does not read it then.
+    static int close(void* object, curl_socket_t socket) {
+        auto& upload = *static_cast<Upload*>(object);
+        upload.sockets.erase(socket);
+        QByteArray line("HTTP/1.1 xxx");
+        const auto size = recv(socket, line.data(), static_cast<std::size_t>(line.size()), MSG_DONTWAIT);
+        if (size == line.size() && line.startsWith("HTTP/"))
+            upload.unreadStatus = line.last(3).toInt();
         return ::close(socket);
     }
 
@@ -179,7 +186,11 @@ HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chro
     const CURLcode result = perform(easy.get(), upload, timeout, stop);
     if (result == CURLE_ABORTED_BY_CALLBACK)
         throw PlatformError(QStringLiteral("QFile"), QFileDevice::ReadError, upload.file.errorString());
-    if (result != CURLE_OK && result != CURLE_WRITE_ERROR) // the latter: a body was refused
+    const bool isAnswered =
+        result == CURLE_OK || result == CURLE_WRITE_ERROR; // the latter: a body was refused
+    if (!isAnswered && upload.unreadStatus >= 400)
+        return {upload.unreadStatus, {}, {}};
+    if (!isAnswered)
         throw curlError(result, QString::fromUtf8(*error ? error : curl_easy_strerror(result)));
     HttpAnswer answer{statusOf(easy.get()), {}, {}};
     if (answer.isSuccess() && upload.sent < upload.total)

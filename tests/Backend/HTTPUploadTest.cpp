@@ -96,17 +96,20 @@ TEST(HTTPUpload, readsARefusalAlsoWhenTheServiceClosesAfterIt) {
     const auto path = t.file(QByteArray(32 << 20, 'v'));
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);
+    std::chrono::milliseconds delay = 200ms; // the upload waits by then
     QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
         QTcpSocket* socket = server.nextPendingConnection();
         socket->setReadBufferSize(1);
-        QTimer::singleShot(200ms, socket, [socket] { // the upload waits by then
+        QTimer::singleShot(delay, socket, [socket] {
             socket->write("HTTP/1.1 403 Forbidden\r\nContent-Length: 9\r\n\r\nforbidden");
             socket->disconnectFromHost();
         });
     });
     t.service.setStoreURL(u"http://127.0.0.1:%1/x"_qs.arg(server.serverPort()));
-    for (int time = 0; time < 5; ++time)
-        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).text, u"notFound");
+    for (int time = 0; time < 60; ++time) {
+        EXPECT_EQ(errorOf([&] { await(t.http->uploadVideo(id, path)); }).text, u"notFound") << time;
+        delay = 0ms; // it is sending
+    }
 }
 
 // What a proxy is asked for, with its credentials; a name is looked up by the proxy.
