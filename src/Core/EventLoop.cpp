@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 
+#include <atomic>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -23,6 +24,7 @@ public:
 struct EventLoop::Queue {
     std::mutex mutex;
     QObject* receiver = nullptr; // null once the thread has ended
+    std::atomic<unsigned> posted = 0;
     const std::thread::id thread = std::this_thread::get_id();
 };
 
@@ -31,7 +33,7 @@ struct EventLoop::Slot final : QObject {
     const std::shared_ptr<EventLoop> loop{new EventLoop};
 
     Slot() { setReceiver(this); }
-    ~Slot() override { setReceiver(nullptr); }
+    ~Slot() override { setReceiver(nullptr); } // not before a `post` under way has ended
 
     void setReceiver(QObject* receiver) const {
         const std::lock_guard lock(loop->queue->mutex);
@@ -39,8 +41,8 @@ struct EventLoop::Slot final : QObject {
     }
 
     bool event(QEvent* event) override {
-        // `post` held this mutex, so this thread sees all that the posting thread wrote before.
-        std::unique_lock(loop->queue->mutex).unlock();
+        // From here this thread sees all that the posting threads wrote before.
+        loop->queue->posted.load(std::memory_order_acquire);
         if (event->type() != QEvent::User)
             return QObject::event(event);
         static_cast<WorkEvent*>(event)->work();
@@ -59,6 +61,7 @@ std::shared_ptr<EventLoop> EventLoop::current() {
 
 void EventLoop::post(Work work) {
     auto event = std::make_unique<WorkEvent>(std::move(work)); // destroyed outside the lock when not posted
+    queue->posted.fetch_add(1, std::memory_order_release);
     const std::lock_guard lock(queue->mutex);
     if (queue->receiver)
         QCoreApplication::postEvent(queue->receiver, event.release());

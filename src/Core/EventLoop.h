@@ -5,7 +5,7 @@
 
 namespace tavro {
 
-/// Posts functions to the event loop of one thread, in order. A mutex orders the memory of the two threads:
+/// Posts functions to the event loop of one thread, in order. An atomic orders the memory of the two threads:
 /// ThreadSanitizer sees no lock inside Qt 6.4 and reports QMetaObject::invokeMethod as a race.
 class EventLoop {
 public:
