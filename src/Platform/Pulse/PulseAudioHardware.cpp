@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t channels = 2;
 constexpr std::uint32_t rate = TakeFormat::computerSoundRate;
-constexpr std::size_t callbackFrames = 960; // 20 ms
+constexpr std::size_t callbackFrames = 1920; // 40 ms
 
 // One I/O callback, with a copy of the frames: it shares nothing with the client's thread.
 void callBack(SerialQueue& queue, const std::shared_ptr<const AudioHardware::IOProc>& callback,
