@@ -20,6 +20,7 @@
 #include <QCoreApplication>
 #include <QScopeGuard>
 #include <QTimer>
+#include <QVariant>
 
 namespace tavro {
 namespace {
@@ -48,10 +49,6 @@ QUrl reviewAddress(QUrl baseURL, const QString& sessionId) {
         path += u'/';
     baseURL.setPath(path + QStringLiteral("sessions/") + sessionId + QStringLiteral("/review"));
     return baseURL;
-}
-
-QString text(bool value) {
-    return value ? QStringLiteral("true") : QStringLiteral("false");
 }
 
 /// Runs the task from the event loop, because it may delete the view whose button handler is running.
@@ -128,8 +125,8 @@ void AppDelegate::buildBackend() {
         backend = localBackend;
         Log::info(
             QStringLiteral("backend: MockBackend (local files) — devMode=%1, token=%2, hasRealBackend=%3")
-                .arg(text(devMode), token ? QStringLiteral("present") : QStringLiteral("none"),
-                    text(!devMode && token)));
+                .arg(QVariant(devMode).toString(), token ? QStringLiteral("present") : QStringLiteral("none"),
+                    QVariant(!devMode && token).toString()));
     } else {
         const QUrl baseURL = config.backendURL();
         backend = std::make_shared<HTTPBackend>(baseURL, *token);
@@ -194,15 +191,11 @@ void AppDelegate::operationEnded() {
 QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
     RecordingsFolder(workDirectory()).removeUploaded();
     const auto current = session;
-    std::exception_ptr failure;
     try {
         auto beginning = current->begin(result.scenarioId, result.appUrl, result.target, result.includeMic);
         co_await beginning;
     } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        const auto error = describe(failure);
+        const auto error = describeCurrentError();
         Log::error(
             QStringLiteral("beginSession FAILED: %1 [domain=%2 code=%3] — session window closed, no control "
                            "panel. Full: %4")
@@ -262,22 +255,18 @@ QCoro::Task<> AppDelegate::finishSession() {
         co_return;
     const QString id = *current->sessionId();
     controlModel->setFinishing(true);
-    std::exception_ptr failure;
     try {
         auto finishing = current->finish();
         co_await finishing;
+        if (localBackend)
+            notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4");
+        if (current->soundLeftBehind())
+            notices.narrationLeft(*current->soundLeftBehind());
     } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        const auto error = describe(failure);
+        const auto error = describeCurrentError();
         Log::error(QStringLiteral("finish failed: ") + error.text);
         notices.finishFailed(error, keptRecording(id));
-    } else if (localBackend) {
-        notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4");
     }
-    if (!failure && current->soundLeftBehind())
-        notices.narrationLeft(*current->soundLeftBehind());
     current->reset();
     sessionEnded();
     const QUrl review = reviewAddress(config.backendURL(), id);
@@ -291,15 +280,11 @@ QCoro::Task<> AppDelegate::deleteSession() {
         co_return;
     if (controlModel)
         controlModel->setDeleting();
-    std::exception_ptr failure;
     try {
         auto deleting = current->deleteSession();
         co_await deleting;
     } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        const auto error = describe(failure);
+        const auto error = describeCurrentError();
         Log::error(QStringLiteral("delete failed: ") + error.text);
         notices.deleteFailed(error);
     }

@@ -10,6 +10,8 @@
 #include "Core/WorkerConfig.h"
 #include "Platform/Workspace.h"
 
+#include <QVariant>
+
 #include <chrono>
 #include <utility>
 
@@ -79,7 +81,7 @@ void AppSignIn::Attempt::openBrowser(const QUrl& baseURL, Workspace& workspace) 
         QStringLiteral("signIn: opening browser → %1 (callback port %2)").arg(absoluteString(url)).arg(port));
     const bool opened = workspace.open(url);
     Log::info(QStringLiteral("signIn: NSWorkspace.open returned %1 — waiting for callback…")
-                  .arg(opened ? QStringLiteral("true") : QStringLiteral("false")));
+                  .arg(QVariant(opened).toString()));
 }
 
 QCoro::Task<QString> AppSignIn::signIn(std::shared_ptr<Context> context, QUrl baseURL) {

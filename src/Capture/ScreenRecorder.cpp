@@ -7,6 +7,8 @@
 #include "Core/Paths.h"
 #include "Platform/TakeFormat.h"
 
+#include <QVariant>
+
 #include <system_error>
 #include <utility>
 
@@ -30,9 +32,8 @@ PlatformError recorderError(int code, const QString& message = {}) {
 QString startLine(const CaptureTargetMeta& target, bool includeMic, const QString& grant) {
     return QStringLiteral("recorder.start: target=") +
            (target.kind == CaptureKind::window ? QStringLiteral("window/") : QStringLiteral("display/")) +
-           target.identifier + QStringLiteral(" includeMic=") +
-           (includeMic ? QStringLiteral("true") : QStringLiteral("false")) + QStringLiteral(" screenGrant=") +
-           grant;
+           target.identifier + QStringLiteral(" includeMic=") + QVariant(includeMic).toString() +
+           QStringLiteral(" screenGrant=") + grant;
 }
 
 // A picture shown again, later than its stream delivered it.

@@ -4,6 +4,8 @@
 #include "Core/Log.h"
 #include "Core/Paths.h"
 
+#include <QVariant>
+
 namespace tavro {
 
 // Marks an operation that changes the take's files. Its end resumes the waiting operations.
@@ -50,9 +52,9 @@ Promise<void> RecordingSession::nextTurn() {
 
 QCoro::Task<> RecordingSession::begin(
     QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta target, bool includeMic) {
-    Log::info(QStringLiteral("session.begin: scenarioId=%1 target=%2/%3 includeMic=%4")
-                  .arg(scenarioId, rawString(target.kind), target.identifier,
-                      includeMic ? QStringLiteral("true") : QStringLiteral("false")));
+    Log::info(
+        QStringLiteral("session.begin: scenarioId=%1 target=%2/%3 includeMic=%4")
+            .arg(scenarioId, rawString(target.kind), target.identifier, QVariant(includeMic).toString()));
     co_await filesSettled();
     machine.apply(SessionAction::openSetup);
     const FileWork work(*this);
