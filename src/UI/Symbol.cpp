@@ -115,22 +115,8 @@ constexpr std::array<std::pair<std::string_view, Draw>, 10> symbols{{
 
 Symbol::Symbol(QQuickItem* parent) : QQuickPaintedItem(parent) {
     setAntialiasing(true);
-}
-
-void Symbol::setName(const QString& name) {
-    if (name == symbolName)
-        return;
-    symbolName = name;
-    update();
-    emit nameChanged();
-}
-
-void Symbol::setColor(const QColor& color) {
-    if (color == symbolColor)
-        return;
-    symbolColor = color;
-    update();
-    emit colorChanged();
+    connect(this, &Symbol::nameChanged, this, [this] { update(); });
+    connect(this, &Symbol::colorChanged, this, [this] { update(); });
 }
 
 void Symbol::paint(QPainter* painter) {

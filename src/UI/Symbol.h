@@ -10,16 +10,11 @@ namespace tavro {
 class Symbol : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
-    Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
+    Q_PROPERTY(QString name MEMBER symbolName NOTIFY nameChanged)
+    Q_PROPERTY(QColor color MEMBER symbolColor NOTIFY colorChanged)
 
 public:
     explicit Symbol(QQuickItem* parent = nullptr);
-
-    QString name() const { return symbolName; }
-    void setName(const QString& name);
-    QColor color() const { return symbolColor; }
-    void setColor(const QColor& color);
 
     void paint(QPainter* painter) override;
 
