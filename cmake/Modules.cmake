@@ -41,12 +41,16 @@ endfunction()
 #   add_module_test(NAME SOURCES … LIBS libs… [DESKTOP services…] [LABELS labels…] [TIMEOUT seconds])
 #
 # DESKTOP lists what tools/desktop/desktop.py starts around it (x11, wm, pulse, pipewire, bus, keyring …).
-# The label "threads" puts it into the ThreadSanitizer run.
+# The label "threads" puts it into the ThreadSanitizer run; the target "threads" builds what that run needs.
+add_custom_target(threads)
 function(add_module_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;DESKTOP;LABELS" ${ARGN})
   add_executable(${name} ${T_SOURCES})
   target_link_libraries(${name} PRIVATE ${T_LIBS} Tavro::TestSupport GTest::gmock GTest::gtest)
   target_compile_options(${name} PRIVATE ${TAVRO_WARNINGS})
+  if("threads" IN_LIST T_LABELS)
+    add_dependencies(threads ${name})
+  endif()
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
