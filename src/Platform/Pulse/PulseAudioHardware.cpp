@@ -12,12 +12,11 @@ namespace {
 
 constexpr std::size_t channels = 2;
 constexpr std::uint32_t rate = TakeFormat::computerSoundRate;
-constexpr std::size_t callbackFrames = 1920; // 40 ms
+constexpr std::size_t callbackFrames = 1920; // 40 ms, at least; each costs a change of threads
 
-// One I/O callback, with a copy of the frames: it shares nothing with the client's thread.
 void callBack(SerialQueue& queue, const std::shared_ptr<const AudioHardware::IOProc>& callback,
-    std::span<const float> frames) {
-    queue.async([callback, samples = std::vector<float>(frames.begin(), frames.end())] {
+    std::vector<float> frames) {
+    queue.async([callback, samples = std::move(frames)] {
         const AudioIOBuffer buffer{
             channels, static_cast<std::uint32_t>(samples.size() * sizeof(float)), samples.data()};
         (*callback)(std::span(&buffer, 1));
@@ -72,7 +71,7 @@ AudioStatus PulseAudioHardware::createIOProc(
     if (!devices.contains(device))
         return PA_ERR_NOENTITY;
     proc = ++lastIdentifier;
-    procedures[proc] = {device, &queue, std::make_shared<const IOProc>(std::move(callback)), nullptr};
+    procedures[proc] = {device, &queue, std::make_shared<const IOProc>(std::move(callback))};
     return audioNoError;
 }
 
@@ -92,13 +91,13 @@ AudioStatus PulseAudioHardware::startDevice(
         PulseRecording::Description description{
             DeviceRole::systemSound, "Computer sound", {PA_SAMPLE_FLOAT32NE, rate, channels}, {}};
         pa_channel_map_init_stereo(&description.map);
-        procedure->recording = client.start(description,
-            [&queue = *procedure->queue, callback = procedure->callback](std::span<const float> frames) {
-                while (!frames.empty()) {
-                    const auto part = frames.first(std::min(frames.size(), callbackFrames * channels));
-                    callBack(queue, callback, part);
-                    frames = frames.subspan(part.size());
-                }
+        procedure->pending = std::make_shared<std::vector<float>>();
+        procedure->recording =
+            client.start(description, [&queue = *procedure->queue, callback = procedure->callback,
+                                          pending = procedure->pending](std::span<const float> frames) {
+                pending->insert(pending->end(), frames.begin(), frames.end());
+                if (pending->size() >= callbackFrames * channels)
+                    callBack(queue, callback, std::exchange(*pending, {}));
             });
     }
     origin = procedure->recording->origin();
@@ -109,8 +108,11 @@ AudioStatus PulseAudioHardware::stopDevice(AudioObjectID device, AudioIOProcID p
     Procedure* const procedure = find(device, proc);
     if (procedure == nullptr)
         return PA_ERR_NOENTITY;
-    if (procedure->recording)
-        client.stop(std::exchange(procedure->recording, nullptr));
+    if (!procedure->recording)
+        return audioNoError;
+    client.stop(std::exchange(procedure->recording, nullptr));
+    if (const auto rest = std::exchange(procedure->pending, nullptr); !rest->empty())
+        callBack(*procedure->queue, procedure->callback, std::move(*rest));
     return audioNoError;
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto fragment = 40ms;     // the server's default is up to two seconds
+constexpr auto fragment = 20ms;     // the server's default is up to two seconds
 constexpr auto tickInterval = 50ms; // between checks whether the stream delivers
 constexpr auto stallTime = 500ms;   // a stream without data for this long has stalled
 constexpr auto retryInterval = 300ms;
