@@ -191,6 +191,7 @@ void AppDelegate::operationEnded() {
 QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
     RecordingsFolder(workDirectory()).removeUploaded();
     const auto current = session;
+    bool failed = false;
     try {
         auto beginning = current->begin(result.scenarioId, result.appUrl, result.target, result.includeMic);
         co_await beginning;
@@ -201,6 +202,11 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
                            "panel. Full: %4")
                 .arg(error.localizedDescription, error.domain, QString::number(error.code), error.text));
         notices.beginFailed(error);
+        failed = true;
+    }
+    if (failed) {
+        auto withdrawing = current->withdraw();
+        co_await withdrawing;
         co_return;
     }
     showControlPanel();

@@ -79,10 +79,26 @@ QCoro::Task<> RecordingSession::begin(
         co_return;
     if (captureTouched)
         co_await capture.discard();
+    abandoned = id;
     if (machine.phase() == SessionPhase::setup)
         machine.apply(SessionAction::cancelSetup);
     clear();
     std::rethrow_exception(failure);
+}
+
+QCoro::Task<> RecordingSession::withdraw() {
+    co_await filesSettled();
+    if (!abandoned)
+        co_return;
+    const FileWork work(*this); // a next session waits: the backend has one live channel
+    const QString session = *std::exchange(abandoned, std::nullopt);
+    try {
+        auto deleting = backend->deleteSession(session);
+        co_await deleting;
+    } catch (...) {
+        Log::error(QStringLiteral("session.begin: session %1 stays on the backend: %2")
+                       .arg(session, localizedDescriptionOfCurrentError()));
+    }
 }
 
 QCoro::Task<> RecordingSession::pause() {

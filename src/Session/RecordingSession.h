@@ -23,9 +23,11 @@ public:
         std::filesystem::path workDirectory, Now now = &Clock::now);
 
     /// Opens a session on the backend and starts the capture. A failure returns to `idle` and discards the
-    /// capture; a session already created on the backend stays there.
+    /// capture; `withdraw` then deletes a session already created on the backend.
     QCoro::Task<> begin(
         QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta target, bool includeMic);
+    /// Tries once to delete the session of a begin that failed. Never throws; a failure is logged.
+    QCoro::Task<> withdraw();
     /// Freezes the picture until `resume`. Throws when the report fails; the pause stays in force.
     QCoro::Task<> pause();
     QCoro::Task<> resume();
@@ -74,6 +76,7 @@ private:
 
     SessionStateMachine machine;
     std::optional<QString> id;
+    std::optional<QString> abandoned; ///< on the backend, of a begin that failed
     std::optional<Clock::time_point> startDate;
     std::chrono::duration<double> pausedAccumulated{0};
     std::optional<Clock::time_point> pauseStartedAt;

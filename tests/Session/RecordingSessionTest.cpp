@@ -205,21 +205,29 @@ TEST_F(RecordingSessionTest, refusesWhatDoesNotFitAndDoesNothing) {
 }
 
 TEST_F(RecordingSessionTest, isReadyAgainAfterABeginThatFailed) {
+    const QStringList begun{u"createSession"_qs, u"start"_qs, u"discard"_qs};
     const struct {
         QString failing;
-        QStringList calls;
+        std::set<QString> also;
+        QStringList calls, withdrawal;
     } cases[] = {
-        {u"createSession"_qs, {u"createSession"_qs}},
-        {u"start"_qs, {u"createSession"_qs, u"start"_qs, u"discard"_qs}},
+        {u"createSession"_qs, {}, {u"createSession"_qs}, {}},
+        {u"start"_qs, {}, begun, {u"deleteSession"_qs}},
+        {u"start"_qs, {u"deleteSession"_qs}, begun, {u"deleteSession"_qs}},
     };
     for (const auto& c : cases) {
         script.calls.clear();
-        script.failing = {c.failing};
+        script.failing = c.also;
+        script.failing.insert(c.failing);
         EXPECT_EQ(failureOf(beginning(true)), u"scripted failure of "_qs + c.failing);
         EXPECT_EQ(script.calls, c.calls);
         expectIdle();
         EXPECT_FALSE(capture.running);
         EXPECT_TRUE(filesLeft().isEmpty());
+        script.calls.clear();
+        for (int attempt = 0; attempt < 2; ++attempt)
+            await(session.withdraw());
+        EXPECT_EQ(script.calls, c.withdrawal) << "once";
     }
     script.failing.clear();
     begin();
