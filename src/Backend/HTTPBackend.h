@@ -14,8 +14,8 @@ namespace tavro {
 /// a pre-signed address for its video. Uses the application-wide QNetworkProxyFactory settings and the
 /// system's certificates. Throws BackendError::notFound, JsonError, and PlatformError with the domain
 /// "QNetworkReply" (code: QNetworkReply::NetworkError), "QWebSocket" (QAbstractSocket::SocketError) or
-/// "QFile". Never retries or undoes a step. `baseURL` gives scheme, host, port and query. `timeout` is the
-/// longest time without progress.
+/// "QFile". Never retries or undoes a step; Qt sends a GET or DELETE again when its connection breaks.
+/// `baseURL` gives scheme, host, port and query. `timeout` is the longest time without progress.
 class HTTPBackend final : public BackendClient {
 public:
     HTTPBackend(

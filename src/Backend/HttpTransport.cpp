@@ -17,6 +17,8 @@ namespace tavro {
 namespace {
 
 constexpr int mostRedirections = 10;
+constexpr qint64 longestAnswer = 16 << 20; // bytes
+constexpr int longestExchange = 10;        // times the limit without progress
 
 struct DeleteLater {
     void operator()(QObject* object) const { object->deleteLater(); }
@@ -39,8 +41,10 @@ int portOf(const QUrl& url) {
     return url.port(url.scheme() == QLatin1String("https") ? 443 : 80);
 }
 
-bool isSameOrigin(const QUrl& a, const QUrl& b) {
-    return a.scheme() == b.scheme() && a.host() == b.host() && portOf(a) == portOf(b);
+bool maySeeCredentials(const QUrl& to, const QUrl& from) {
+    const bool isSecured = from.scheme() == QLatin1String("http") && to.scheme() == QLatin1String("https");
+    return to.host() == from.host() &&
+           (isSecured || (to.scheme() == from.scheme() && portOf(to) == portOf(from)));
 }
 
 /// Where an answer sends the request on to; none when it does not, or less safely than before.
@@ -93,9 +97,10 @@ void HttpTransport::check(const QUrl& url) const {
 }
 
 QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
-    auto running = answerTo(std::move(request));
+    auto running = answerTo(request);
     const HttpAnswer answer = co_await running;
-    if (!answer.isSuccess())
+    const bool isDoneAlready = request.method == "DELETE" && answer.status == 404 && answer.isSentAgain;
+    if (!answer.isSuccess() && !isDoneAlready)
         throw BackendError(BackendError::Case::notFound);
     co_return answer.body;
 }
@@ -105,10 +110,11 @@ QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
         auto running = exchange(request);
         const HttpAnswer answer = co_await running;
         const auto next = redirectionOf(answer, request.url);
-        if (!next || !isSameOrigin(*next, request.url) || followed == mostRedirections)
+        if (!next || !maySeeCredentials(*next, request.url) || followed == mostRedirections)
             co_return answer;
+        const bool isSecured = next->scheme() != request.url.scheme(); // nothing else changes then
         request.url = *next;
-        if (answer.status == 303 || (answer.status < 303 && request.method == "POST")) {
+        if (answer.status == 303 || (answer.status < 303 && request.method == "POST" && !isSecured)) {
             request.method = "GET";
             request.json = {};
         }
@@ -140,14 +146,29 @@ QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
     if (body)
         body.release()->setParent(reply.get());
 
-    bool timedOut = false;
-    QTimer idle;
-    idle.setSingleShot(true);
-    idle.start(timeout);
-    const auto progress = [&idle] { idle.start(); };
-    QObject::connect(&idle, &QTimer::timeout, reply.get(), [&timedOut, reply = reply.get()] {
-        timedOut = true;
+    std::optional<PlatformError> failure;
+    const auto giveUp = [&failure, reply = reply.get()](
+                            QNetworkReply::NetworkError code, const QString& text) {
+        if (!failure)
+            failure = transportError(code, text);
         reply->abort();
+    };
+    int timesSent = 0;
+    QTimer idle, whole; // also end the connections below, which use the variables above
+    const auto progress = [&idle] { idle.start(); };
+    for (QTimer* timer : {&idle, &whole}) {
+        timer->setSingleShot(true);
+        QObject::connect(timer, &QTimer::timeout, &idle, [giveUp] {
+            giveUp(QNetworkReply::TimeoutError,
+                QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
+        });
+    }
+    idle.start(timeout);
+    whole.start(timeout * longestExchange);
+    QObject::connect(reply.get(), &QNetworkReply::requestSent, &idle, [&timesSent] { ++timesSent; });
+    QObject::connect(reply.get(), &QNetworkReply::downloadProgress, &idle, [giveUp](qint64 received) {
+        if (received > longestAnswer)
+            giveUp(QNetworkReply::UnknownContentError, QStringLiteral("The answer is too long"));
     });
     QObject::connect(reply.get(), &QNetworkReply::encrypted, &idle, progress);
     QObject::connect(reply.get(), &QNetworkReply::requestSent, &idle, progress);
@@ -157,11 +178,11 @@ QCoro::Task<HttpAnswer> HttpTransport::exchange(HttpRequest request) {
 
     co_await reply.get();
 
-    if (timedOut)
-        throw transportError(QNetworkReply::TimeoutError,
-            QCoreApplication::translate("QAbstractSocket", "Socket operation timed out"));
+    if (failure)
+        throw PlatformError(*failure);
     HttpAnswer answer;
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer.isSentAgain = timesSent > 1;
     answer.location = reply->header(QNetworkRequest::LocationHeader).toUrl();
     if (answer.status == 0 || answer.isSuccess()) {
         if (reply->error() != QNetworkReply::NoError)

@@ -228,6 +228,38 @@ TEST(ForeignServers, mayBreakASecureConnectionWithinAFile) {
     EXPECT_TRUE(waitUntil([&] { return service.received("PUT").size() == 1; })); // and no second one
 }
 
+TEST(SecureService, isReachedFromAnOpenOneOfItsHostAndNotLeftForIt) {
+    const PrivateAuthority authority;
+    const Trusting trusting(authority);
+    LoopbackService::Options openly;
+    openly.host = u"localhost"_qs;
+    LoopbackService open(openly), secure(securely(authority));
+    const TemporaryFolder folder;
+    writeFile(folder.path() / "take.mp4", "video");
+    const auto sendOn = [](LoopbackService& from, const QByteArray& request, const LoopbackService& to,
+                            int status = 307) {
+        QUrl there = to.baseURL();
+        there.setPath(QString::fromLatin1(request.mid(request.indexOf(' ') + 1)));
+        from.misbehave({.match = request, .status = status, .headers = {{"Location", there.toEncoded()}}});
+    };
+    sendOn(open, "GET /api/app/me", secure);
+    sendOn(open, "POST /api/app/projects/p/scenarios", secure, 301);
+    HTTPBackend http(open.baseURL(), u"token-1"_qs);
+    EXPECT_TRUE(await(http.currentUser()));
+    EXPECT_EQ(secure.received("GET /api/app/me").at(0).headers["authorization"], "Bearer token-1");
+    EXPECT_EQ(await(http.createScenario(u"p"_qs, u"Log in"_qs, {})).name, u"Log in");
+
+    open.behave();
+    open.forget();
+    sendOn(secure, "GET /api/app/me", open);
+    sendOn(secure, "PUT /store/ses_1", open);
+    HTTPBackend https(secure.baseURL(), u"token-1"_qs);
+    EXPECT_EQ(errorOf([&] { await(https.currentUser()); }).text, u"notFound");
+    const QString id = newSession(https);
+    EXPECT_EQ(errorOf([&] { await(https.uploadVideo(id, folder.path() / "take.mp4")); }).text, u"notFound");
+    EXPECT_TRUE(open.received().empty());
+}
+
 TEST(ForeignServers, takeEventsAndPingAndAreClosedInOrder) {
     const PrivateAuthority authority;
     const Trusting trusting(authority);

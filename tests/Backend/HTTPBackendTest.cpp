@@ -175,7 +175,9 @@ TEST(HTTPBackend, passesOnThatTheConnectionBreaks) {
             expectError(error, u"QNetworkReply", QNetworkReply::RemoteHostClosedError, u"Connection closed");
         }
         if (call.request[0] == 'P') {
-            EXPECT_EQ(t.service.received(call.request).size(), 1u) << "sent again";
+            const auto times = [&] { return t.service.received(call.request).size(); };
+            EXPECT_TRUE(waitUntil([&] { return times() > 0; })); // noted once it is cut
+            EXPECT_EQ(times(), 1u) << "sent again";
         }
     }
 }
@@ -291,6 +293,38 @@ TEST(HTTPBackend, waitsForAsLongAsSomethingMoves) {
     const QString next = t.newSession();
     expectError(errorOf([&] { await(t.http->sendEvent(next, event::Paused())); }), u"QWebSocket",
         QAbstractSocket::SocketTimeoutError, text);
+}
+
+TEST(HTTPBackend, endsAnAnswerThatIsTooLongOrDoesNotEnd) {
+    const QByteArray long20MB(20 << 20, ' ');
+    const struct {
+        Misbehaviour how;
+        std::chrono::milliseconds timeout;
+        QNetworkReply::NetworkError code;
+    } cases[] = {
+        {{.match = "GET", .body = QByteArray(2'000, ' '), .dribble = 5ms}, 300ms,
+            QNetworkReply::TimeoutError},
+        {{.match = "GET", .body = long20MB}, 60s, QNetworkReply::UnknownContentError},
+        {{.match = "GET", .status = 500, .body = long20MB}, 60s, QNetworkReply::UnknownContentError},
+    };
+    HTTPUnderTest t;
+    for (const auto& c : cases) {
+        t.service.behave();
+        t.service.misbehave(c.how);
+        HTTPBackend http(t.service.baseURL(), token, c.timeout);
+        const auto error = errorOf([&] { await(http.currentUser()); });
+        EXPECT_EQ(error.domain, u"QNetworkReply");
+        EXPECT_EQ(error.code, c.code);
+    }
+}
+
+TEST(HTTPBackend, takesADeleteForDoneThatFindsNothingTheSecondTime) {
+    HTTPUnderTest t;
+    const QString id = t.newSession();
+    t.service.misbehave({.match = "DELETE", .times = 1, .cutAfter = 0});
+    t.service.misbehave({.match = "DELETE", .status = 404});
+    EXPECT_NO_THROW(await(t.http->deleteSession(id)));
+    EXPECT_TRUE(waitUntil([&] { return t.service.received("DELETE").size() == 2; }));
 }
 
 // The loopback service is never proxied; the other addresses that it names are.
