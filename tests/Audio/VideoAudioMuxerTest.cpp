@@ -138,7 +138,7 @@ TEST_P(MuxLengths, ThePictureDecides) {
     EXPECT_EQ(std::filesystem::status(out).permissions(), std::filesystem::perms(0600));
     const auto picture = videoTrack(out);
     EXPECT_EQ(picture.samples, videoTrack(video).samples);
-    EXPECT_TRUE(picture.isBT709);
+    EXPECT_TRUE(picture.hasExpectedColours);
     const auto sound = audioTrack(out);
     EXPECT_EQ(sound.codec, "aac");
     EXPECT_LE(std::chrono::abs(sound.length() - std::chrono::milliseconds(GetParam().second)), 20ms);

@@ -30,6 +30,7 @@ void setColours(x264_param_t& parameters) {
     parameters.vui.i_transfer = bt709;
     parameters.vui.i_colmatrix = bt709;
     parameters.vui.b_fullrange = 0;
+    parameters.vui.i_chroma_loc = AVCHROMA_LOC_CENTER - 1; // H.264 counts from 0
 }
 
 // A frame is still when it changes less than 1/n of the blocks.
@@ -144,7 +145,12 @@ TrackDescription X264Encoder::open() {
     parameters.p_log_private = this;
     parameters.i_log_level = X264_LOG_ERROR;
     encoder.reset(x264_encoder_open(&parameters));
-    if (!encoder)
+    // Without VFR input the encoder's own headers claim a fixed frame rate. Nothing else differs.
+    parameters.b_vfr_input = 1;
+    parameters.i_timebase_num = 1;
+    parameters.i_timebase_den = TakeFormat::framesPerSecond;
+    const std::unique_ptr<x264_t, Close> describing(x264_encoder_open(&parameters));
+    if (!encoder || !describing)
         throw failure();
 
     TrackDescription track;
@@ -159,7 +165,8 @@ TrackDescription X264Encoder::open() {
     described.color_trc = AVCOL_TRC_BT709;
     described.color_space = AVCOL_SPC_BT709;
     described.color_range = AVCOL_RANGE_MPEG;
-    setExtradata(described, headers(encoder.get()));
+    described.chroma_location = AVCHROMA_LOC_CENTER;
+    setExtradata(described, headers(describing.get()));
     track.timeBase = timeBase;
     track.lastDuration = microseconds(1s) / TakeFormat::framesPerSecond;
     return track;

@@ -43,9 +43,9 @@ Track readTrack(const std::filesystem::path& file, const QString& stream) {
     track.sampleRate = text("sample_rate").toInt();
     track.channels = described[u"channels"].toInt();
     track.bitRate = text("bit_rate").toLongLong();
-    track.isBT709 = text("color_range") == u"tv";
+    track.hasExpectedColours = text("color_range") == u"tv" && text("chroma_location") == u"center";
     for (const char* kind : {"color_primaries", "color_transfer", "color_space"})
-        track.isBT709 = track.isBT709 && text(kind) == u"bt709";
+        track.hasExpectedColours = track.hasExpectedColours && text(kind) == u"bt709";
 
     const QStringList base = text("time_base").split(u'/');
     const double unit = 1e6 * base.value(0).toDouble() / base.value(1).toDouble();

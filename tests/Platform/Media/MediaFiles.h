@@ -30,7 +30,8 @@ struct Track {
     int height = 0;
     int sampleRate = 0;
     int channels = 0;
-    bool isBT709 = false; ///< tagged BT.709, limited range
+    bool hasExpectedColours =
+        false; ///< tagged BT.709, limited range, chroma in the middle of its four pixels
     std::int64_t bitRate = 0;
     std::vector<Sample> samples;
     std::chrono::microseconds length() const;

@@ -1,10 +1,13 @@
 #include "Canvas.h"
 #include "MediaFiles.h"
 #include "Platform/Media/Media.h"
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <sys/stat.h>
@@ -75,7 +78,7 @@ TEST_F(VideoWriterTest, WritesEveryFrameAtItsMicrosecond) {
     EXPECT_EQ(track.codec, "h264");
     EXPECT_EQ(track.width, width);
     EXPECT_EQ(track.height, height);
-    EXPECT_TRUE(track.isBT709);
+    EXPECT_TRUE(track.hasExpectedColours);
     std::vector<microseconds> written;
     for (const auto& sample : track.samples)
         written.push_back(sample.time);
@@ -87,6 +90,19 @@ TEST_F(VideoWriterTest, WritesEveryFrameAtItsMicrosecond) {
     ASSERT_EQ(::stat(file.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(VideoWriterTest, ClaimsNoFixedFrameRate) {
+    start(0us);
+    append(canvas.take(0us));
+    finish();
+    const auto headers =
+        run(QStringLiteral("ffmpeg"), QStringLiteral("-i %1 -c copy -bsf:v trace_headers -f null -")
+                                          .arg(QString::fromStdString(file.string()))
+                                          .split(u' '));
+    const QString told = QString::fromUtf8(headers.complaints).simplified();
+    EXPECT_TRUE(told.contains(QRegularExpression(QStringLiteral("timing_info_present_flag \\d+ = 1"))));
+    EXPECT_TRUE(told.contains(QRegularExpression(QStringLiteral("fixed_frame_rate_flag \\d+ = 0"))));
 }
 
 TEST_F(VideoWriterTest, KeyFramesComeByTime) {
