@@ -91,13 +91,12 @@ AudioStatus PulseAudioHardware::startDevice(
         PulseRecording::Description description{
             DeviceRole::systemSound, "Computer sound", {PA_SAMPLE_FLOAT32NE, rate, channels}, {}};
         pa_channel_map_init_stereo(&description.map);
-        procedure->pending = std::make_shared<std::vector<float>>();
-        procedure->recording =
-            client.start(description, [&queue = *procedure->queue, callback = procedure->callback,
-                                          pending = procedure->pending](std::span<const float> frames) {
-                pending->insert(pending->end(), frames.begin(), frames.end());
-                if (pending->size() >= callbackFrames * channels)
-                    callBack(queue, callback, std::exchange(*pending, {}));
+        procedure->recording = client.start(description,
+            [&queue = *procedure->queue, callback = procedure->callback, pending = std::vector<float>()](
+                std::span<const float> frames) mutable {
+                pending.insert(pending.end(), frames.begin(), frames.end());
+                if (pending.size() >= callbackFrames * channels)
+                    callBack(queue, callback, std::exchange(pending, {}));
             });
     }
     origin = procedure->recording->origin();
@@ -108,11 +107,8 @@ AudioStatus PulseAudioHardware::stopDevice(AudioObjectID device, AudioIOProcID p
     Procedure* const procedure = find(device, proc);
     if (procedure == nullptr)
         return PA_ERR_NOENTITY;
-    if (!procedure->recording)
-        return audioNoError;
-    client.stop(std::exchange(procedure->recording, nullptr));
-    if (const auto rest = std::exchange(procedure->pending, nullptr); !rest->empty())
-        callBack(*procedure->queue, procedure->callback, std::move(*rest));
+    if (procedure->recording)
+        client.stop(std::exchange(procedure->recording, nullptr));
     return audioNoError;
 }
 

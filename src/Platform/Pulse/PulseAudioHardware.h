@@ -33,8 +33,7 @@ private:
         AudioObjectID device = 0;
         SerialQueue* queue = nullptr;
         std::shared_ptr<const IOProc> callback;
-        std::shared_ptr<PulseRecording> recording = {};   // while the device runs
-        std::shared_ptr<std::vector<float>> pending = {}; // frames for the next callback; as recording
+        std::shared_ptr<PulseRecording> recording = {}; // while the device runs
     };
     Procedure* find(AudioObjectID device, AudioIOProcID proc);
 
