@@ -45,8 +45,13 @@ void AudioMixer::start() {
             return;
         timer = std::make_unique<QTimer>();
         timer->setTimerType(Qt::PreciseTimer);
-        timer->callOnTimeout([this] { flush(); });
-        timer->start(interval);
+        timer->setSingleShot(true);
+        timer->setInterval(interval);
+        timer->callOnTimeout([this] {
+            flush();
+            mixSoon(); // a remainder goes out alone
+        });
+        mixSoon();
     });
 }
 
@@ -61,7 +66,14 @@ void AudioMixer::feed(AudioFrame microphone, AudioFrame system) {
     queue.async([this, microphone = std::move(microphone), system = std::move(system)]() mutable {
         append(mic, std::move(microphone));
         append(sys, std::move(system));
+        mixSoon();
     });
+}
+
+// The timer runs only while something waits: without sound the thread sleeps.
+void AudioMixer::mixSoon() {
+    if (timer && !timer->isActive() && (!mic.empty() || !sys.empty()))
+        timer->start();
 }
 
 AudioMixer::Mix AudioMixer::mix(AudioFrame mic, AudioFrame sys) {

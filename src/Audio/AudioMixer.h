@@ -9,9 +9,10 @@
 
 namespace tavro {
 
-/// Joins microphone and computer sound into one track: mixes every 20 ms what both buffers have. When one is
-/// empty, the other's samples pass unchanged. Aligns by order of arrival alone. Reused for every take.
-/// `stop()` keeps the remainder of the longer source for the next take. `SourcePairing` leaves none.
+/// Joins microphone and computer sound into one track: mixes what both buffers have, every 20 ms while they
+/// have something. When one is empty, the other's samples pass unchanged. Aligns by order of arrival alone.
+/// Reused for every take. `stop()` keeps the remainder of the longer source for the next take.
+/// `SourcePairing` leaves none.
 class AudioMixer {
 public:
     AudioMixer();
@@ -38,6 +39,7 @@ public:
     static Mix mix(AudioFrame mic, AudioFrame sys);
 
 private:
+    void mixSoon();
     void flush();
 
     // Used on the queue only:
