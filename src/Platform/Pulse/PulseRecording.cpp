@@ -11,9 +11,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto fragment = 20ms;     // the server's default is up to two seconds
-constexpr auto tickInterval = 50ms; // between checks whether the stream delivers
-constexpr auto stallTime = 500ms;   // a stream without data for this long has stalled
+constexpr auto fragment = 20ms;      // the server's default is up to two seconds
+constexpr auto tickInterval = 100ms; // between checks whether the stream delivers
+constexpr auto stallTime = 500ms;    // a stream without data for this long has stalled
 constexpr auto retryInterval = 300ms;
 constexpr auto timingInterval = 200ms; // between queries for the age of the data
 constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
