@@ -334,6 +334,7 @@ QCoro::Task<> AppDelegate::finaliseTake() {
 }
 
 void AppDelegate::endWithoutTheUpload() {
+    muxer.cancel();
     const auto id = session->sessionId();
     const auto kept = id ? keptRecording(*id) : std::nullopt;
     if (kept)

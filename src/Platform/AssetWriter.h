@@ -55,9 +55,8 @@ struct AudioSettings {  ///< AAC
 
 enum class FileType { mpeg4, appleM4A };
 
-/// Encodes one track into a file. While it runs, the file consists of fragments of at most a second, each
-/// flushed at once, so an interrupted file stays playable. Finishing rewrites it as an ordinary MP4 with the
-/// index in front; if that fails, the fragmented file stays.
+/// Encodes one track into a file of fragments of at most a second, each flushed at once, so an interrupted
+/// file stays playable. An `ExportSession` makes an ordinary MP4 of one or two such files.
 class AssetWriter {
 public:
     enum class Status { unknown, writing, completed, failed, cancelled };

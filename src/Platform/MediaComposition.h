@@ -11,7 +11,7 @@ namespace tavro {
 
 enum class MediaType { video, audio };
 
-/// A media file opened for reading. One thread at a time.
+/// A media file opened for reading; of one that was cut short, its whole part. One thread at a time.
 class MediaAsset {
 public:
     virtual ~MediaAsset() = default;
@@ -29,12 +29,14 @@ public:
         MediaType type, const std::shared_ptr<MediaAsset>& asset, std::chrono::microseconds length) = 0;
 };
 
-/// Writes a composition to an MPEG-4 file. Copies packets, without encoding.
+/// Writes a composition to an MPEG-4 file with the index in front. Copies packets, without encoding. The file
+/// is replaced as a whole or not at all; it may be one of the composition's own.
 class ExportSession {
 public:
     enum class Status { completed, failed, cancelled };
     virtual ~ExportSession() = default;
     virtual Status exportTo(const std::filesystem::path& file) = 0; ///< blocks; never throws
+    virtual void cancelExport() = 0;                                ///< any thread; ends `exportTo` early
     virtual std::exception_ptr error() const = 0;                   ///< the platform's error, or null
 };
 

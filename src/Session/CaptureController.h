@@ -21,23 +21,26 @@ public:
         CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) = 0;
     virtual void pause() = 0; ///< the picture freezes; the sound goes on
     virtual void resume() = 0;
-    /// Completes all files of the take; returns the video's.
+    /// Ends all files of the take, which stay in fragments; returns the video's.
     virtual QCoro::Task<std::filesystem::path> stop() = 0;
     /// Deletes the take and starts another with the same target.
     virtual QCoro::Task<> restartTake(std::filesystem::path outputURL) = 0;
     /// Stops the take and deletes its files. Never throws.
     virtual QCoro::Task<> discard() = 0;
 
-    /// The take's finished sound file, if any. Readable after `stop()`.
+    /// The take's sound file, if any. Readable after `stop()`.
     virtual std::optional<std::filesystem::path> audioFile() const { return std::nullopt; }
 };
 
-/// Joins a take's picture and sound into one file. Throws; leaves both inputs untouched.
+/// Makes an ordinary film of a take's fragmented files. Main thread.
 class TakeMuxer {
 public:
     virtual ~TakeMuxer() = default;
+    /// Joins picture and sound into one file. Throws; leaves both inputs untouched.
     virtual QCoro::Task<> mux(
         std::filesystem::path video, std::filesystem::path audio, std::filesystem::path out) = 0;
+    /// Replaces the fragments of a take without sound. Throws; leaves the file untouched then.
+    virtual QCoro::Task<> complete(std::filesystem::path video) = 0;
 };
 
 } // namespace tavro

@@ -171,21 +171,28 @@ QCoro::Task<std::filesystem::path> RecordingSession::finalFile(QString session, 
     auto stopping = capture.stop();
     const auto video = co_await stopping;
     machine.apply(SessionAction::videoFinalized);
-    const auto audio = capture.audioFile();
-    if (!audio)
-        co_return video;
-    const auto joined = folder.muxed(session);
-    try {
-        auto muxing = muxer.mux(video, *audio, joined);
-        co_await muxing;
-    } catch (...) {
-        Log::error(QStringLiteral("session.finish: mux failed (%1); %2")
-                       .arg(localizedDescriptionOfCurrentError(), withoutMux));
-        soundLeft = audio;
-        co_return video;
+    if (const auto audio = capture.audioFile()) {
+        const auto joined = folder.muxed(session);
+        try {
+            auto muxing = muxer.mux(video, *audio, joined);
+            co_await muxing;
+            Log::info(
+                QStringLiteral("session.finish: mux succeeded → %1").arg(Paths::toText(joined.filename())));
+            co_return joined;
+        } catch (...) {
+            Log::error(QStringLiteral("session.finish: mux failed (%1); %2")
+                           .arg(localizedDescriptionOfCurrentError(), withoutMux));
+            soundLeft = audio;
+        }
     }
-    Log::info(QStringLiteral("session.finish: mux succeeded → %1").arg(Paths::toText(joined.filename())));
-    co_return joined;
+    try {
+        auto completing = muxer.complete(video);
+        co_await completing;
+    } catch (...) { // the fragmented file is playable too
+        Log::error(QStringLiteral("session.finish: %1 stays in fragments: %2")
+                       .arg(Paths::toText(video.filename()), localizedDescriptionOfCurrentError()));
+    }
+    co_return video;
 }
 
 QCoro::Task<> RecordingSession::deleteSession() {

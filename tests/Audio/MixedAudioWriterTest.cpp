@@ -154,7 +154,8 @@ TEST_F(AudioFileTest, WritesMonoAACAsLongAsItsSamples) {
             10'000 * std::sin(2 * std::numbers::pi * 440 * static_cast<double>(i) / 16'000));
     record(tone);
 
-    EXPECT_THAT(boxes(file), ElementsAre("ftyp", "moov", "free", "mdat"));
+    EXPECT_THAT(boxes(file), ::testing::Contains("moof"));
+    complete(file);
     const auto track = audioTrack(file);
     EXPECT_EQ(track.codec, "aac");
     EXPECT_EQ(track.profile, "LC");
@@ -182,6 +183,7 @@ TEST_P(SamplePosition, ASampleComesBackWhereItWas) {
     for (std::size_t i = 0; i < 5; ++i)
         samples[GetParam() + i] = 30'000;
     record(samples);
+    complete(file);
     const auto decoded = decodeSound(file);
     const auto loudest = std::max_element(decoded.begin(), decoded.end()) - decoded.begin();
     EXPECT_NEAR(static_cast<double>(loudest), static_cast<double>(GetParam() + 2), 16);
@@ -190,7 +192,7 @@ INSTANTIATE_TEST_SUITE_P(Positions, SamplePosition, ::testing::Values(3, 1'023, 
 
 TEST_F(AudioFileTest, ATakeWithoutASampleLeavesAFileWithoutATrack) {
     record({});
-    EXPECT_TRUE(audioTrack(file).codec.empty());
+    EXPECT_EQ(makeMediaLibrary()->openAsset(file)->trackCount(MediaType::audio), 0);
 }
 
 } // namespace

@@ -134,10 +134,12 @@ TEST_P(MuxLengths, ThePictureDecides) {
     writeFile(out, QByteArray(5'000'000, 'x'));
     mux();
 
-    EXPECT_THAT(boxes(out), ElementsAre("ftyp", "moov", "free", "mdat"));
+    EXPECT_THAT(boxes(out), ElementsAre("ftyp", "moov", "free", "free", "mdat"));
     EXPECT_EQ(std::filesystem::status(out).permissions(), std::filesystem::perms(0600));
     const auto picture = videoTrack(out);
-    EXPECT_EQ(picture.samples, videoTrack(video).samples);
+    ASSERT_EQ(picture.samples.size(), 40U);
+    for (std::size_t i = 0; i < 40; ++i)
+        EXPECT_EQ(picture.samples[i].time, 100ms * static_cast<int>(i));
     EXPECT_TRUE(picture.hasExpectedColours);
     const auto sound = audioTrack(out);
     EXPECT_EQ(sound.codec, "aac");
@@ -151,6 +153,34 @@ TEST_P(MuxLengths, ThePictureDecides) {
 }
 INSTANTIATE_TEST_SUITE_P(Sounds, MuxLengths,
     ::testing::Values(std::pair(6'000, 3'917), std::pair(3'917, 3'917), std::pair(2'000, 2'000)));
+
+TEST_F(MuxFilesTest, ATakeWithoutSoundIsCompletedInItsPlace) {
+    recordPicture(2s);
+    await(muxer.complete(video));
+    EXPECT_THAT(boxes(video), ElementsAre("ftyp", "moov", "free", "free", "mdat"));
+    EXPECT_EQ(videoTrack(video).samples.size(), 20U);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(MuxFilesTest, ACancelledExportLeavesItsSourcesAndNothingElse) {
+    recordPicture(2s);
+    recordSound(2s);
+    const auto videoBefore = readFile(video);
+    const auto composition = library->makeComposition();
+    const auto asset = library->openAsset(video);
+    composition->insertTrack(MediaType::video, asset, asset->duration());
+    const auto session = library->makeExportSession(*composition);
+    session->cancelExport();
+    EXPECT_EQ(session->exportTo(out), ExportSession::Status::cancelled);
+    EXPECT_FALSE(session->error());
+
+    muxer.cancel();
+    EXPECT_EQ(muxError(muxer, folder.path()).code, VideoAudioMuxer::exportFailed);
+    EXPECT_EQ(errorOf([&] { await(muxer.complete(video)); }).code, VideoAudioMuxer::exportFailed);
+    EXPECT_EQ(readFile(video), videoBefore);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2)
+        << "no part of a film";
+}
 
 TEST_F(MuxFilesTest, ASoundFileWithoutATrackLeavesThePictureAlone) {
     recordPicture(1s);

@@ -151,8 +151,18 @@ TEST_F(RecordingSessionTest, countsTheTimeBetweenThePausesAlsoOfATakeThatEndsInO
     await(session.pause());
     pass(3s);
     await(session.finish());
-    EXPECT_EQ(script.calls,
-        (QStringList{u"pause"_qs, paused, u"stop"_qs, finishSession(13), u"uploadVideo"_qs, finished(13)}));
+    EXPECT_EQ(script.calls, (QStringList{u"pause"_qs, paused, u"stop"_qs, u"complete"_qs, finishSession(13),
+                                u"uploadVideo"_qs, finished(13)}));
+    EXPECT_EQ(uploaded(id), "picture 1");
+}
+
+TEST_F(RecordingSessionTest, uploadsTheFragmentsOfATakeThatCannotBeCompleted) {
+    const QString id = begin(false);
+    script.failing = {u"complete"_qs};
+    const test::LogLines log;
+    await(session.finish());
+    EXPECT_TRUE(log.all().contains(
+        u"[ERROR] session.finish: %1.mp4 stays in fragments: scripted failure of complete"_qs.arg(id)));
     EXPECT_EQ(uploaded(id), "picture 1");
 }
 

@@ -75,6 +75,7 @@ public:
         co_await script.step(u"mux"_qs);
         writeFile(out, readFile(video) + " + " + readFile(audio));
     }
+    QCoro::Task<> complete(std::filesystem::path) override { return script.step(u"complete"_qs); }
 
 private:
     Script& script;

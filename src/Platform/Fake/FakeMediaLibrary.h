@@ -90,6 +90,7 @@ private:
             library.note(QStringLiteral("export ") + QString::fromStdString(file.filename().string()));
             return library.failing.contains(Step::exportTo) ? Status::failed : Status::completed;
         }
+        void cancelExport() override {}
         std::exception_ptr error() const override {
             return library.failing.contains(Step::exportTo) ? library.error : nullptr;
         }

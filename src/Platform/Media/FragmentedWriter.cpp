@@ -95,23 +95,16 @@ void FragmentedWriter::endWith(const std::function<int()>& writeOut) {
     }
 }
 
-void FragmentedWriter::flush(std::chrono::microseconds duration) {
-    if (pending) {
-        const std::int64_t start = pending->pts;
-        put(std::move(pending), inTrackTime(duration));
-        end = start + lastDuration; // without the assumed duration
-    }
-    if (held)
-        cut();
-}
-
-std::chrono::microseconds FragmentedWriter::finish() {
+void FragmentedWriter::flush() {
     if (pending)
         put(std::move(pending), lastDuration);
     if (held)
         cut();
+}
+
+void FragmentedWriter::finish() {
+    flush();
     endWith([this] { return av_write_trailer(muxer.get()); });
-    return std::chrono::microseconds(av_rescale_q(end.value_or(0), timeBase, microsecondBase));
 }
 
 } // namespace tavro

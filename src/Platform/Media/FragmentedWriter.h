@@ -15,11 +15,11 @@ public:
 
     /// Throws PlatformError, also for a full disk.
     void add(libav::Packet packet);
-    /// Writes the pending packet, assuming `duration` until a next packet overrides it.
-    void flush(std::chrono::microseconds duration);
+    /// Writes the pending packet as if it were the last. A later one ends at its own time: no reader takes
+    /// the file for longer than it is.
+    void flush();
     bool hasUnwritten() const { return pending || held; }
-    /// Writes the rest and the file's end. Returns the track's end.
-    std::chrono::microseconds finish();
+    void finish(); ///< writes the rest and the file's end
 
 private:
     void put(libav::Packet packet, std::int64_t duration);

@@ -12,92 +12,64 @@ namespace {
 
 using std::chrono::microseconds;
 
-microseconds inMicroseconds(std::int64_t time, AVRational timeBase) {
-    return microseconds(av_rescale_q(time, timeBase, {1, std::micro::den}));
-}
-
-// The duration of a fragmented file, which has no index: read all packets.
-microseconds readToTheEnd(const std::filesystem::path& file, MediaType type) {
-    TrackReader reader(file, type);
-    microseconds end{0};
-    while (reader.next()) {
-        const auto packet = reader.take();
-        end = std::max(end, inMicroseconds(packet->pts + packet->duration, reader.timeBase()));
-    }
-    return end;
-}
-
-microseconds trackLength(const std::filesystem::path& file, MediaType type, const AVStream* track) {
-    if (!track)
-        return microseconds(0);
-    if (track->nb_frames == 0)
-        return readToTheEnd(file, type);
-    return inMicroseconds(track->duration, track->time_base);
-}
-
 class LibavAsset final : public MediaAsset {
 public:
-    explicit LibavAsset(std::filesystem::path path) : file(std::move(path)) {
-        const auto input = openMediaFile(file);
-        for (const MediaType type : {MediaType::video, MediaType::audio}) {
-            const AVStream* first = firstTrack(*input, type);
-            for (unsigned i = 0; first && i < input->nb_streams; ++i)
-                if (input->streams[i]->codecpar->codec_type == first->codecpar->codec_type)
-                    ++counts[static_cast<std::size_t>(type)];
-            length = std::max(length, trackLength(file, type, first));
-        }
+    explicit LibavAsset(std::filesystem::path path)
+        : file(std::move(path))
+        , picture(readIndex(file, MediaType::video))
+        , sound(readIndex(file, MediaType::audio)) {}
+
+    int trackCount(MediaType type) const override { return track(type) ? 1 : 0; }
+    microseconds duration() const override {
+        return std::max(picture.value_or(TrackIndex()).end, sound.value_or(TrackIndex()).end);
     }
-    int trackCount(MediaType type) const override { return counts[static_cast<std::size_t>(type)]; }
-    microseconds duration() const override { return length; }
     const std::filesystem::path& path() const { return file; }
+    const std::optional<TrackIndex>& track(MediaType type) const {
+        return type == MediaType::video ? picture : sound;
+    }
 
 private:
     const std::filesystem::path file;
-    int counts[2] = {};
-    microseconds length{0};
+    const std::optional<TrackIndex> picture;
+    const std::optional<TrackIndex> sound;
 };
 
 struct LibavComposition final : MediaComposition {
-    struct Track {
-        MediaType type;
-        std::filesystem::path file;
-        microseconds length;
-    };
-
     bool insertTrack(MediaType type, const std::shared_ptr<MediaAsset>& asset, microseconds length) override {
-        const auto isOfType = [&](const Track& track) { return track.type == type; };
+        const auto isOfType = [&](const TrackSection& track) { return track.type == type; };
         if (std::any_of(tracks.begin(), tracks.end(), isOfType))
             return false;
         const auto& source = dynamic_cast<const LibavAsset&>(*asset);
-        if (source.trackCount(type) == 0)
+        if (!source.track(type))
             throw libav::error(AVERROR_STREAM_NOT_FOUND);
-        tracks.push_back({type, source.path(), length});
+        tracks.push_back({source.path(), type, *source.track(type), length});
         return true;
     }
 
-    std::vector<Track> tracks;
+    std::vector<TrackSection> tracks;
 };
 
 class LibavExportSession final : public ExportSession {
 public:
-    explicit LibavExportSession(std::vector<LibavComposition::Track> list) : tracks(std::move(list)) {}
+    explicit LibavExportSession(std::vector<TrackSection> list) : tracks(std::move(list)) {}
 
     Status exportTo(const std::filesystem::path& file) override {
         try {
-            std::vector<std::unique_ptr<TrackReader>> readers;
-            for (const auto& track : tracks)
-                readers.push_back(std::make_unique<TrackReader>(track.file, track.type, track.length));
-            copyTracks(std::move(readers), file, FileType::mpeg4);
+            copyTracks(tracks, file, cancelled);
             return Status::completed;
         } catch (...) {
+            if (cancelled)
+                return Status::cancelled;
             failure = std::current_exception();
             return Status::failed;
         }
     }
+    void cancelExport() override { cancelled = true; }
     std::exception_ptr error() const override { return failure; }
 
 private:
-    const std::vector<LibavComposition::Track> tracks;
+    const std::vector<TrackSection> tracks;
+    std::atomic<bool> cancelled = false;
     std::exception_ptr failure;
 };
 

@@ -73,6 +73,10 @@ void OutputFile::sync() {
         throw libav::systemError(errno);
 }
 
+void OutputFile::startSync() {
+    ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE); // best effort, `sync` does the rest
+}
+
 void OutputFile::truncate(std::int64_t length) {
     if (::ftruncate(descriptor, length) == 0)
         written = ::lseek(descriptor, length, SEEK_SET);

@@ -23,6 +23,7 @@ public:
     /// Writes the buffer. Throws PlatformError when this or an earlier write failed.
     void flush();
     void sync();                                      ///< to the disk. Throws PlatformError.
+    void startSync();                                 ///< begins it for what has left the buffer
     std::int64_t position() const { return written; } ///< of the next byte, after a flush
     void truncate(std::int64_t length);               ///< best effort
 

@@ -1,23 +1,14 @@
 #pragma once
 
-#include "Platform/Media/LibavHandles.h"
-#include "Platform/MediaComposition.h"
-
-#include <optional>
+#include "Platform/Media/TrackIndex.h"
 
 namespace tavro {
-
-/// Opens a media file. Throws PlatformError when it cannot be read.
-libav::InputContext openMediaFile(const std::filesystem::path& file);
-
-AVStream* firstTrack(const AVFormatContext& input, MediaType type);
 
 /// Reads [0, length) of one track. The last packet lasts until `length`. One thread at a time.
 class TrackReader {
 public:
-    /// Without a length: the whole track. Throws PlatformError when the track does not exist.
-    TrackReader(const std::filesystem::path& file, MediaType type,
-        std::optional<std::chrono::microseconds> length = std::nullopt);
+    /// Throws PlatformError when the track does not exist.
+    TrackReader(const std::filesystem::path& file, MediaType type, std::chrono::microseconds length);
 
     const AVCodecParameters& parameters() const { return *stream->codecpar; }
     AVRational timeBase() const { return stream->time_base; }
@@ -31,7 +22,7 @@ private:
 
     const libav::InputContext input;
     AVStream* const stream;
-    std::optional<std::int64_t> end; // in the track's time base
+    const std::int64_t end; // in the track's time base
     libav::Packet ahead;
 };
 

@@ -3,8 +3,6 @@
 #include "Core/Log.h"
 #include "Core/Paths.h"
 #include "Platform/Media/LibavError.h"
-#include "Platform/Media/TrackCopy.h"
-#include "Platform/TakeFormat.h"
 
 #include <QTimer>
 
@@ -21,13 +19,6 @@ using Status = AssetWriter::Status;
 
 // A packet without a successor for this long is written by itself, as a still picture.
 constexpr auto longestWait = 300ms;
-
-void rewrite(const std::filesystem::path& path, FileType type, std::chrono::microseconds length) {
-    const auto media = type == FileType::mpeg4 ? MediaType::video : MediaType::audio;
-    std::vector<std::unique_ptr<TrackReader>> tracks;
-    tracks.push_back(std::make_unique<TrackReader>(path, media, length));
-    copyTracks(std::move(tracks), path, type);
-}
 
 } // namespace
 
@@ -103,7 +94,7 @@ void WriterPipeline::add(libav::Packet packet) {
     const bool afterSilence = now - std::exchange(lastPacket, now) >= longestWait;
     fragments->add(std::move(packet));
     if (afterSilence) // probably a still screen again, so do not wait
-        fragments->flush(TakeFormat::stillFrameInterval);
+        fragments->flush();
     else if (!watching)
         watchForSilence();
 }
@@ -119,20 +110,14 @@ void WriterPipeline::watchForSilence() {
             if (Clock::now() < lastPacket + longestWait)
                 watchForSilence();
             else
-                fragments->flush(TakeFormat::stillFrameInterval);
+                fragments->flush();
         });
     });
 }
 
 void WriterPipeline::complete() {
     encoder->drain(output);
-    const auto length = fragments->finish();
-    try {
-        rewrite(file.path(), type, length);
-    } catch (...) { // the fragmented file is playable too
-        Log::error(QStringLiteral("writer: %1 stays in fragments: %2")
-                       .arg(name(), localizedDescriptionOfCurrentError()));
-    }
+    fragments->finish();
     settle(Status::completed);
 }
 

@@ -159,11 +159,19 @@ TEST_F(MediaFailureTest, AnHourNeedsNoMoreMemoryThanItsFirstMinutes) {
         input->markAsFinished();
     await(video->finishWriting());
     await(audio->finishWriting());
+    const auto library = makeMediaLibrary();
+    const auto film = library->makeComposition();
+    for (const auto& [type, file] : {std::pair(MediaType::video, videoFile), {MediaType::audio, audioFile}}) {
+        const auto asset = library->openAsset(file);
+        film->insertTrack(type, asset, asset->duration());
+    }
+    EXPECT_EQ(library->makeExportSession(*film)->exportTo(videoFile), ExportSession::Status::completed)
+        << "its index has room, with a chunk for nearly every picture";
     const auto track = videoTrack(videoFile);
     EXPECT_EQ(track.samples.size(), frames + 1);
     EXPECT_EQ(track.samples.back().time, 3'600s);
     EXPECT_LE(track.length() - 3'600s, 100ms);
-    EXPECT_LE(std::chrono::abs(audioTrack(audioFile).length() - 3'600s), 70us);
+    EXPECT_LE(std::chrono::abs(audioTrack(videoFile).length() - 3'600s), 70us);
 }
 
 struct RunningTake {

@@ -1,5 +1,7 @@
 #include "MediaFiles.h"
 
+#include "Platform/Media/Media.h"
+
 #include "support/Programs.h"
 
 #include <QJsonArray>
@@ -62,6 +64,17 @@ Track readTrack(const std::filesystem::path& file, const QString& stream) {
 }
 
 } // namespace
+
+void complete(const std::filesystem::path& file) {
+    const auto library = makeMediaLibrary();
+    const auto asset = library->openAsset(file);
+    const auto composition = library->makeComposition();
+    const auto type = asset->trackCount(MediaType::video) > 0 ? MediaType::video : MediaType::audio;
+    composition->insertTrack(type, asset, asset->duration());
+    const auto session = library->makeExportSession(*composition);
+    if (session->exportTo(file) != ExportSession::Status::completed)
+        std::rethrow_exception(session->error());
+}
 
 std::vector<std::string> boxes(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);

@@ -13,6 +13,9 @@
 // Media files as read by other programs: their boxes, ffprobe and ffmpeg.
 namespace tavro::test {
 
+/// Makes an ordinary film of the fragments of a writer. Throws PlatformError.
+void complete(const std::filesystem::path& file);
+
 /// Types of the file's top-level boxes, in order.
 std::vector<std::string> boxes(const std::filesystem::path& file);
 
