@@ -67,6 +67,7 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
     , muxer(*desktop.media)
     , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
           *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
+    , disk(workDirectory())
     , termination({.mustWait = [this] { return isSessionInProgress(); },
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { endWithoutTheUpload(); }}) {}
@@ -190,6 +191,13 @@ void AppDelegate::operationEnded() {
 
 QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
     RecordingsFolder(workDirectory()).removeUploaded();
+    if (const auto free = disk.tooFewToBegin()) {
+        Log::error(QStringLiteral("beginSession: not started, %1 bytes are free in %2")
+                       .arg(*free)
+                       .arg(Paths::toText(workDirectory())));
+        notices.tooFullToBegin(*free, workDirectory());
+        co_return;
+    }
     const auto current = session;
     bool failed = false;
     try {
@@ -210,8 +218,20 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
         co_return;
     }
     showControlPanel();
+    watchDisk();
     statusBar->setTint(Palette().record);
     Log::info(QStringLiteral("beginSession: control panel shown, recording active"));
+}
+
+void AppDelegate::watchDisk() {
+    const auto size = [id = *session->sessionId()] { return RecordingsFolder(workDirectory()).size(id); };
+    disk.watch(size, [this](DiskWatch::Bytes free) {
+        Log::error(QStringLiteral("finishSession: by itself, %1 bytes are free in %2")
+                       .arg(free)
+                       .arg(Paths::toText(workDirectory())));
+        notices.finishedByFullDisk(free, workDirectory());
+        startOperation([this] { return finishSession(); });
+    });
 }
 
 void AppDelegate::showControlPanel() {
@@ -308,6 +328,7 @@ bool AppDelegate::isEnding() const {
 }
 
 void AppDelegate::closeControlPanel() {
+    disk.stop();
     if (controlPanel)
         controlPanel->close();
     controlPanel.reset();

@@ -9,6 +9,7 @@
 #include "Core/WorkerConfig.h"
 #include "Permissions/PermissionStatus.h"
 #include "Platform/PowerInhibitor.h"
+#include "Session/DiskWatch.h"
 
 #include <functional>
 #include <memory>
@@ -60,6 +61,7 @@ private:
     void operationEnded();
     void showControlPanel();
     void closeControlPanel();
+    void watchDisk();
     void sessionEnded();
     bool isEnding() const;
     void connectPauseAndRestart();
@@ -82,6 +84,7 @@ private:
     Permissions permissions;
     VideoAudioMuxer muxer;
     RealScreenCapture capture;
+    DiskWatch disk;
 
     std::shared_ptr<BackendClient> backend;
     std::shared_ptr<MockBackend> localBackend; ///< the backend, when it is the local one

@@ -6,12 +6,30 @@
 
 namespace tavro {
 
+namespace {
+
+QString freeSpace(std::uintmax_t bytes, const std::filesystem::path& folder) {
+    return QStringLiteral("Only %1 MB are free in %2.").arg(bytes / 1'000'000).arg(Paths::toText(folder));
+}
+
+} // namespace
+
 Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven)
     : notifier(notifierGiven)
     , workspace(workspaceGiven) {}
 
 void Notices::beginFailed(const ErrorDescription& error) {
     tell(QStringLiteral("The recording did not start"), error.localizedDescription, true);
+}
+
+void Notices::tooFullToBegin(std::uintmax_t free, const std::filesystem::path& folder) {
+    tell(QStringLiteral("The recording did not start"),
+        freeSpace(free, folder) + QStringLiteral("\nA recording needs at least 1 GB."), true, folder);
+}
+
+void Notices::finishedByFullDisk(std::uintmax_t free, const std::filesystem::path& folder) {
+    tell(QStringLiteral("The recording was finished: the disk is nearly full"),
+        freeSpace(free, folder) + QStringLiteral("\nWhat was recorded until now is complete."), true, folder);
 }
 
 void Notices::writingFailed(const ErrorDescription& error) {

@@ -18,6 +18,10 @@ public:
     Notices(Notifier& notifier, Workspace& workspace);
 
     void beginFailed(const ErrorDescription& error);
+    /// Too few bytes are free in `folder` to begin a take, or to go on with it: then it is finished and
+    /// whole.
+    void tooFullToBegin(std::uintmax_t free, const std::filesystem::path& folder);
+    void finishedByFullDisk(std::uintmax_t free, const std::filesystem::path& folder);
     /// Writing failed during a take; the part recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
     /// The old take is deleted and no new take runs.

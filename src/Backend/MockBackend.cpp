@@ -40,6 +40,20 @@ Session& MockBackend::existing(const QString& sessionId) {
     return found->second;
 }
 
+void MockBackend::store(const std::filesystem::path& file, const std::filesystem::path& video) {
+    Files::remove(video);
+    std::error_code otherFileSystem;
+    std::filesystem::create_hard_link(file, video, otherFileSystem); // needs no space
+    if (!otherFileSystem)
+        return;
+    try {
+        std::filesystem::copy_file(file, video);
+    } catch (...) {
+        Files::remove(video); // part of a film does not play
+        throw;
+    }
+}
+
 // The log in memory is authoritative: the next event writes the whole file again.
 void MockBackend::persistEventLog(const QString& sessionId) {
     try {
@@ -99,9 +113,7 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
     return queue.run([this, sessionId, file] {
         Session& session = existing(sessionId);
         session.status = SessionStatus::uploading;
-        const auto video = sessionFolder(sessionId) / videoName;
-        Files::remove(video);
-        std::filesystem::copy_file(file, video);
+        store(file, sessionFolder(sessionId) / videoName);
         session.videoKey = QLatin1String(videoName);
         session.status = SessionStatus::uploaded;
         return *session.videoKey;

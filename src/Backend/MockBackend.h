@@ -32,6 +32,7 @@ public:
 private:
     Session& existing(const QString& sessionId); ///< throws notFound
     void persistEventLog(const QString& sessionId);
+    static void store(const std::filesystem::path& file, const std::filesystem::path& video);
 
     const std::filesystem::path root;
     std::optional<User> user;

@@ -81,6 +81,16 @@ fs::path RecordingsFolder::muxed(const QString& sessionId) const {
     return file(sessionId, muxedSuffix);
 }
 
+std::uintmax_t RecordingsFolder::size(const QString& sessionId) const {
+    std::uintmax_t sum = 0;
+    for (const char* suffix : {videoSuffix, soundSuffix}) {
+        std::error_code missing;
+        const auto bytes = fs::file_size(file(sessionId, suffix), missing);
+        sum += missing ? 0 : bytes;
+    }
+    return sum;
+}
+
 // A failure loses nothing: without its mark a session counts as not uploaded, and its files are kept.
 void RecordingsFolder::markUploaded(const QString& sessionId) const {
     QFile mark(Paths::toText(file(sessionId, markSuffix)));

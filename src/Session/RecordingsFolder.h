@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <filesystem>
 #include <vector>
 
@@ -17,6 +18,9 @@ public:
 
     std::filesystem::path video(const QString& sessionId) const;
     std::filesystem::path muxed(const QString& sessionId) const;
+
+    /// Bytes of the take's picture and sound so far.
+    std::uintmax_t size(const QString& sessionId) const;
 
     void markUploaded(const QString& sessionId) const;
 
