@@ -78,6 +78,24 @@ TEST_F(RealScreenCaptureTest, mixesBothSourcesIntoTheFileBesideTheVideo) {
     EXPECT_LE(sound.size(), 16'000u + 1600) << "what belongs together was laid one after the other";
 }
 
+TEST_F(RealScreenCaptureTest, endsTheSourcesThenTheSoundFileThenThePicture) {
+    start();
+    engine.deliver(0.25F, 48'000);
+    playSystem(0.5F, 48'000);
+    hardware.waitForCallbacks();
+    const Promise<void> soundFileEnds;
+    writers.holdFinish(soundFileEnds);
+    auto stopping = capture->stop();
+    ASSERT_TRUE(test::waitUntil([&] { return writers.calls().contains(QStringLiteral("finishWriting")); }));
+    EXPECT_FALSE(engine.hasTap());
+    EXPECT_EQ(hardware.alive(), 0);
+    EXPECT_GE(written().size(), 16'000u) << "all that the sources gave is in the file";
+    EXPECT_FALSE(screen.calls.contains(QStringLiteral("stopCapture")));
+    soundFileEnds.resolve();
+    await(std::move(stopping));
+    EXPECT_TRUE(screen.calls.contains(QStringLiteral("stopCapture")));
+}
+
 TEST_F(RealScreenCaptureTest, recordsNoSoundUnlessItIsWanted) {
     start();
     await(capture->stop());

@@ -16,38 +16,41 @@ Machine after(const std::vector<SessionAction>& way) {
     return machine;
 }
 
-// The session's tests cover refusals while recording; this covers the rare late phases.
-TEST(SessionStateMachine, leavesTheLatePhasesByOneStepAlone) {
+// Where each action leads from each phase, in the phases' order; empty where it is refused.
+TEST(SessionStateMachine, followsItsTable) {
+    const std::vector<SessionAction> ways[] = {{}, {openSetup}, {openSetup, start}, {openSetup, start, pause},
+        {openSetup, start, finish}, {openSetup, start, finish, videoFinalized},
+        {openSetup, start, finish, videoFinalized, uploadComplete}};
+    const SessionPhase phases[] = {idle, setup, recording, paused, finishing, uploading, done};
+    using Next = std::optional<SessionPhase>;
+    const Next none;
     const struct {
-        std::vector<SessionAction> way;
-        SessionPhase phase;
-        std::optional<SessionAction> step;
-    } cases[] = {
-        {{openSetup, start, finish}, finishing, videoFinalized},
-        {{openSetup, start, finish, videoFinalized}, uploading, uploadComplete},
-        {{openSetup, start, pause, finish, videoFinalized, uploadComplete}, done, std::nullopt},
+        SessionAction action;
+        Next next[7];
+    } table[] = {
+        {openSetup, {setup, none, none, none, none, none, none}},
+        {cancelSetup, {none, idle, none, none, none, none, none}},
+        {start, {none, recording, none, none, none, none, none}},
+        {pause, {none, none, paused, none, none, none, none}},
+        {resume, {none, none, none, recording, none, none, none}},
+        {restart, {none, none, recording, recording, none, none, none}},
+        {finish, {none, none, finishing, finishing, none, none, none}},
+        {videoFinalized, {none, none, none, none, uploading, none, none}},
+        {uploadComplete, {none, none, none, none, none, done, none}},
+        {reset, {idle, idle, idle, idle, idle, idle, idle}},
+        {delete_, {none, none, idle, idle, none, none, none}},
     };
-    for (const auto& c : cases) {
-        Machine machine = after(c.way);
-        EXPECT_EQ(machine.phase(), c.phase);
-        for (const SessionAction action : {openSetup, cancelSetup, start, pause, resume, restart, finish,
-                 videoFinalized, uploadComplete, delete_}) {
-            if (action == c.step)
-                continue;
-            EXPECT_EQ(test::errorOf([&] { machine.apply(action); }).text,
-                u"invalid(from: %1, action: %2)"_qs.arg(name(c.phase), name(action)));
-            EXPECT_EQ(machine.phase(), c.phase);
+    for (const auto& [action, next] : table)
+        for (std::size_t i = 0; i < std::size(phases); ++i) {
+            Machine machine = after(ways[i]);
+            ASSERT_EQ(machine.phase(), phases[i]);
+            const QString refusal = u"invalid(from: %1, action: %2)"_qs.arg(name(phases[i]), name(action));
+            if (next[i])
+                machine.apply(action);
+            else
+                EXPECT_EQ(test::errorOf([&] { machine.apply(action); }).text, refusal);
+            EXPECT_EQ(machine.phase(), next[i].value_or(phases[i])) << refusal.toStdString();
         }
-    }
-}
-
-TEST(SessionStateMachine, resetsFromEveryPhase) {
-    const std::vector<SessionAction> way{openSetup, start, pause, finish, videoFinalized, uploadComplete};
-    for (std::size_t steps = 0; steps <= way.size(); ++steps) {
-        Machine machine = after({way.begin(), way.begin() + static_cast<std::ptrdiff_t>(steps)});
-        machine.apply(reset);
-        EXPECT_EQ(machine.phase(), idle);
-    }
 }
 
 TEST(SessionStateMachine, describesARefusal) {

@@ -286,6 +286,19 @@ TEST_F(VideoWriterTest, APauseHoldsThePictureAndCostsNoLength) {
     EXPECT_LE(track.length() - 30min, 20ms);
 }
 
+TEST_F(VideoWriterTest, HoursAreExactToTheMicrosecond) {
+    constexpr int last = 24; // four hours: more microseconds than 32 bits hold
+    start(0us);
+    for (int i = 0; i <= last; ++i)
+        append(canvas.take(i * (10min + 1us)));
+    finish();
+    const auto track = videoTrack(file);
+    ASSERT_EQ(track.samples.size(), last + 1U);
+    for (int i = 0; i <= last; ++i)
+        EXPECT_EQ(track.samples[static_cast<std::size_t>(i)].time, i * (10min + 1us));
+    EXPECT_LE(track.length() - 4h, 50ms);
+}
+
 TEST_F(VideoWriterTest, AFileThatCannotBeMadeIsThePlatformsError) {
     const auto error = errorOf(
         [&] { (void)factory->makeAssetWriter(folder.path() / "missing" / "take.mp4", FileType::mpeg4); });

@@ -1,8 +1,9 @@
 #!/usr/bin/python3
-"""A whole take with narration. The one sound track has the computer's tone and the voice at the microphone. Sound
-continues during a pause, and both tracks are as long as the take.
+"""Whole takes with narration. The one sound track has the computer's tone and the voice at the microphone. Sound
+continues during a pause, and both tracks are as long as the take. What is seen and heard at one moment is at one
+moment of the film, before and after a pause.
 
-    narrated_take.py TAVRO_TAKE
+    narrated_take.py TAVRO_TAKE FLASH_AND_BEEP
 """
 
 import json
@@ -13,6 +14,9 @@ import sys
 import tempfile
 
 import numpy
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "bench/sync"))
+import offsets  # noqa: E402
 
 RATE = 16000
 AMPLITUDE = 0.25
@@ -49,7 +53,21 @@ def without(signal, frequency):
     return numpy.fft.irfft(spectrum, len(signal))
 
 
-def main():
+def flashes_and_beeps():
+    seen_and_heard = subprocess.Popen([sys.argv[2]], env=os.environ | {"PULSE_SINK": "micfeed"})
+    try:
+        report = json.loads(run(sys.argv[1], "--seconds", "14", "--narrate", "--pause", "4.5-8.5"))
+    finally:
+        seen_and_heard.terminate()
+        seen_and_heard.wait()
+    flashes, beeps = offsets.flashes(report["video"]), offsets.beeps(report["video"])
+    print("flashes", flashes, "beeps", beeps)
+    assert any(flashes < 4) and any(flashes > 9), "before and after the pause"
+    apart = [min(abs(beeps - flash)) for flash in flashes if flash < 4 or flash > 9]
+    assert max(apart) < 0.15, f"beeps are {apart} s from their flashes"
+
+
+def voice_and_tone():
     folder = pathlib.Path(tempfile.mkdtemp(dir=os.environ["TAVRO_DESKTOP"]))
     tone, voice = folder / "tone.wav", folder / "voice.wav"
     run("sox", "-q", "-n", "-r", "48000", "-c", "2", str(tone), "synth", "30", "sine", "440", "vol", str(AMPLITUDE))
@@ -92,4 +110,5 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    voice_and_tone()
+    flashes_and_beeps()
