@@ -152,17 +152,18 @@ def let_time_pass(program, seconds):
 
 def begin_session(program):
     """New Session…, Start; waits for the bar."""
+    lines = len(program.log())
     program.tray.choose("New Session…")
-    start_take(program)
+    start_take(program, lines)
 
 
-def start_take(program):
-    """Starts a take in the open setup window."""
+def start_take(program, after=0):
+    """Starts a take in the open setup window, whose log lines come after the first `after`."""
     program.setup.wait_open()
-    wait_for(lambda: program.setup.get("Start").is_enabled(), "Start to be enabled")
-    program.wait_log("setup: found ")
+    for list_loaded in ("scenario(s) for project", "setup: found "):
+        program.wait_log(list_loaded, after=after)
     program.setup.press("Start")
-    program.wait_log("beginSession: control panel shown, recording active")
+    program.wait_log("beginSession: control panel shown, recording active", after=after)
     program.bar.wait_open()
     program.setup.wait_closed()
 

@@ -196,8 +196,9 @@ class Program:
             file.seek(self.log_start)
             return file.read().decode().splitlines()
 
-    def wait_log(self, text, seconds=PATIENCE):
-        found = lambda: next((line for line in self.log() if text in line), None)
+    def wait_log(self, text, seconds=PATIENCE, after=0):
+        """Waits for such a line, beyond the first `after` lines."""
+        found = lambda: next((line for line in self.log()[after:] if text in line), None)
         return wait_for(found, f"log line “{text}”", seconds)
 
     def wait_end(self, seconds=PATIENCE):
