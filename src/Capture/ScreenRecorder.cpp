@@ -81,10 +81,12 @@ QCoro::Task<> ScreenRecorder::start(
     outputFile = outputURL;
     currentFrame.reset();
     began.reset();
+    toldOfFailure = false;
     Files::remove(outputURL);
 
     auto created = screen.makeStream(*filter, streamConfiguration);
     created->addStreamOutput([this](const VideoFramePtr& frame) { receive(frame); });
+    created->setFailureHandler([this](const std::exception_ptr& reason) { tellOfFailure(reason); });
     if (writesItself()) {
         setupWriter(streamConfiguration.width, streamConfiguration.height);
         Log::info(QStringLiteral("recorder.start: using AVAssetWriter fallback (macOS 13–14)"));
@@ -151,11 +153,13 @@ void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
 }
 
 void ScreenRecorder::tellWhenWritingFailed() {
-    if (toldOfFailure || writer->status() != AssetWriter::Status::failed)
-        return;
-    toldOfFailure = true;
-    if (onWritingFailed)
-        onWritingFailed(writer->error());
+    if (writer->status() == AssetWriter::Status::failed)
+        tellOfFailure(writer->error());
+}
+
+void ScreenRecorder::tellOfFailure(const std::exception_ptr& reason) {
+    if (!std::exchange(toldOfFailure, true) && onWritingFailed)
+        onWritingFailed(reason);
 }
 
 QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
@@ -208,7 +212,6 @@ void ScreenRecorder::dropWriter() {
     videoInput.reset();
     writer.reset();
     sessionStarted = false;
-    toldOfFailure = false;
     writtenFrame.reset();
 }
 

@@ -41,8 +41,8 @@ public:
     /// While set, this object writes no frames. A recording output ignores it.
     bool isPaused = false;
 
-    /// Called once a take when the file can no longer be written (a full disk). `stop()` returns the written
-    /// part.
+    /// Called once a take when no more can be written: a full disk, or a stream that has failed. `stop()`
+    /// returns the written part.
     std::function<void(std::exception_ptr reason)> onWritingFailed;
 
     /// When the first picture of the file was on the screen; empty until then.
@@ -60,6 +60,7 @@ private:
     void appendToWriter(const VideoFramePtr& frame);
     void holdThroughPause(std::chrono::microseconds atLeast);
     void tellWhenWritingFailed();
+    void tellOfFailure(const std::exception_ptr& reason);
     QCoro::Task<bool> finishWriter();
     void dropWriter();
 

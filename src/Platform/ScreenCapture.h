@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -69,6 +70,9 @@ public:
     /// Called on the main thread for each change, and at least once a second. Never called after
     /// `stopCapture()` has completed or the stream is destroyed.
     using FrameHandler = std::function<void(const VideoFramePtr&)>;
+    /// Called on the main thread, at most once, when a running capture has ended by itself: no frame follows,
+    /// and `stopCapture()` completes what there is.
+    using FailureHandler = std::function<void(std::exception_ptr reason)>;
 
     /// Ends a running capture without waiting for the target.
     virtual ~ScreenStream() = default;
@@ -76,6 +80,7 @@ public:
     /// Before `startCapture()`. Throws PlatformError.
     virtual void addStreamOutput(FrameHandler handler) = 0;
     virtual void addRecordingOutput(std::shared_ptr<RecordingOutput> output) = 0;
+    virtual void setFailureHandler(FailureHandler handler) = 0; ///< before `startCapture()`
 
     /// Completes after the first frame. Throws PlatformError.
     virtual QCoro::Task<> startCapture() = 0;

@@ -183,6 +183,22 @@ TEST_F(ScreenRecorderTest, tellsOnceATakeThatItsFileIsWrittenNoMore) {
     }
 }
 
+TEST_F(ScreenRecorderTest, keepsWhatIsWrittenWhenTheStreamFails) {
+    for (const SystemVersion system : {writing, withOutput}) {
+        make(system);
+        QStringList told;
+        recorder->onWritingFailed = [&](auto reason) { told << describe(reason).localizedDescription; };
+        for (int take = 1; take <= 2; ++take) {
+            screen.firstFrame = frameAt(1s, 0);
+            start();
+            screen.fail(std::make_exception_ptr(std::runtime_error("no memory")));
+            EXPECT_EQ(told, QStringList(take, QStringLiteral("no memory")));
+            EXPECT_EQ(await(recorder->stop()), file);
+        }
+    }
+    EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 1s}));
+}
+
 TEST_F(ScreenRecorderTest, cancelsAWriterThatWroteNothing) {
     make(writing);
     start();

@@ -56,6 +56,12 @@ public:
             handler(frame);
     }
 
+    /// A running capture ends by itself.
+    void fail(const std::exception_ptr& reason) {
+        handlers.clear();
+        failureHandler(reason);
+    }
+
     QCoro::Task<ShareableContent> shareableContent() override {
         note(Step::shareableContent, QStringLiteral("shareableContent"));
         co_return ShareableContent(content); // a copy: the compiler moves even members
@@ -90,6 +96,7 @@ private:
         void addRecordingOutput(std::shared_ptr<RecordingOutput>) override {
             screen.note(Step::addRecordingOutput, QStringLiteral("addRecordingOutput"));
         }
+        void setFailureHandler(FailureHandler added) override { screen.failureHandler = std::move(added); }
         QCoro::Task<> startCapture() override {
             screen.note(Step::startCapture, QStringLiteral("startCapture"));
             screen.handlers = {handler};
@@ -119,6 +126,7 @@ private:
     }
 
     std::vector<ScreenStream::FrameHandler> handlers;
+    ScreenStream::FailureHandler failureHandler;
 };
 
 } // namespace tavro

@@ -14,6 +14,10 @@ void FrameChannel::addHandler(Handler handler) {
     handlers.push_back(std::move(handler));
 }
 
+void FrameChannel::setFailureHandler(FailureHandler handler) {
+    onFailure = std::move(handler);
+}
+
 void FrameChannel::close() {
     closed = true;
     // A handler keeps its receiver alive and may be the caller, so destroy handlers later.
@@ -40,6 +44,13 @@ void FrameChannel::send(VideoFramePtr frame) {
 
 void FrameChannel::post(std::function<void()> work) {
     main->post(std::move(work));
+}
+
+void FrameChannel::fail(std::exception_ptr reason) {
+    main->post([self = shared_from_this(), reason = std::move(reason)] {
+        if (!self->closed && self->onFailure)
+            self->onFailure(reason);
+    });
 }
 
 void FrameChannel::countDropped() {

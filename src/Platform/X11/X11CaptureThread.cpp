@@ -229,6 +229,15 @@ X11CaptureThread::X11CaptureThread(QByteArray display, const ContentFilter& filt
         run(display, filter, configuration);
     }) {}
 
+// In words for the user: an exception's own text, e.g. "std::bad_alloc", explains nothing.
+void X11CaptureThread::fail() {
+    const QString why = localizedDescriptionOfCurrentError();
+    Log::error(QStringLiteral("capture: ended by an error, no more pictures: ") + why);
+    if (!orders.isGiven()) // else only the last picture is missing
+        channel->fail(std::make_exception_ptr(PlatformError(QStringLiteral("Tavro.X11"), 7,
+            QStringLiteral("The screen cannot be recorded any more (%1).").arg(why))));
+}
+
 X11CaptureThread::~X11CaptureThread() {
     orders.give(std::nullopt, 0s);
     waker->wake();
@@ -244,13 +253,18 @@ Promise<void> X11CaptureThread::stop(microseconds time) {
 void X11CaptureThread::run(
     const QByteArray& display, const ContentFilter& filter, const StreamConfiguration& configuration) {
     pthread_setname_np(pthread_self(), "screen-capture");
+    bool isRunning = false;
     try {
         Loop loop(*this, display, filter, configuration);
         loop.begin();
         channel->post([started = startedPromise] { started.resolve(); });
+        isRunning = true;
         loop.run();
     } catch (...) {
-        startedPromise.reject(std::current_exception());
+        if (isRunning)
+            fail();
+        else
+            startedPromise.reject(std::current_exception());
     }
     channel->post([stopped = stoppedPromise] { stopped.resolve(); });
 }

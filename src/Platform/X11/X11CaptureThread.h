@@ -17,6 +17,7 @@ namespace tavro {
 
 /// The thread of one capture. It sleeps until an X event or the time to repeat the picture; a frame costs one
 /// round trip. Loss of the target, the server or the connection does not end it: it repeats the last picture.
+/// Other failures, e.g. of memory, end it and are passed to the channel as PlatformError "Tavro.X11" 7.
 class X11CaptureThread {
 public:
     using Clock = std::chrono::steady_clock;
@@ -28,9 +29,9 @@ public:
     /// Ends the thread without waiting for an unresponsive server.
     ~X11CaptureThread();
 
-    /// Resolved after delivery of the first frame; rejected on a failure, which ends the thread.
+    /// Resolved after delivery of the first frame; rejected on an earlier failure, which ends the thread.
     const Promise<void>& started() const { return startedPromise; }
-    /// Sends the last frame with `time` and ends the thread. Resolved after delivery.
+    /// Sends the last frame with `time` and ends the thread. Resolved after delivery, or when it has failed.
     Promise<void> stop(std::chrono::microseconds time);
 
 private:
@@ -50,6 +51,7 @@ private:
     };
     void run(
         const QByteArray& display, const ContentFilter& filter, const StreamConfiguration& configuration);
+    void fail(); ///< with the current exception
 
     const std::shared_ptr<FrameChannel> channel;
     const std::shared_ptr<Waker> waker;

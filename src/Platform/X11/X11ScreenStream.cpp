@@ -32,6 +32,10 @@ void X11ScreenStream::addRecordingOutput(std::shared_ptr<RecordingOutput> output
     channel->addHandler([writer](const VideoFramePtr& frame) { writer->write(frame); });
 }
 
+void X11ScreenStream::setFailureHandler(FailureHandler handler) {
+    channel->setFailureHandler(std::move(handler));
+}
+
 QCoro::Task<> X11ScreenStream::startCapture() {
     thread = std::make_unique<X11CaptureThread>(display, filter, configuration, channel, waker);
     const auto started = thread->started();

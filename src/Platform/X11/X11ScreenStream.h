@@ -20,6 +20,7 @@ public:
 
     void addStreamOutput(FrameHandler handler) override;
     void addRecordingOutput(std::shared_ptr<RecordingOutput> output) override;
+    void setFailureHandler(FailureHandler handler) override;
     QCoro::Task<> startCapture() override;
     QCoro::Task<> stopCapture() override;
     StreamStatistics statistics() const override { return channel->statistics(); }

@@ -216,6 +216,7 @@ Recording::Recording(ScreenCaptureService& service, const ContentFilter& filter)
             frames.erase(frames.begin());
         ++count;
     });
+    stream->setFailureHandler([this](auto reason) { failures << describe(reason).localizedDescription; });
     await(stream->startCapture());
 }
 

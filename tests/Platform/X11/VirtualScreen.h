@@ -3,6 +3,8 @@
 #include "Platform/ScreenCapture.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <QStringList>
+
 #include <array>
 #include <memory>
 #include <string>
@@ -72,6 +74,7 @@ public:
     std::unique_ptr<ScreenStream> stream;
     std::vector<VideoFramePtr> frames; ///< the latest few
     std::size_t count = 0;
+    QStringList failures; ///< that ended the capture by itself
 };
 
 /// The first picture of a new capture.

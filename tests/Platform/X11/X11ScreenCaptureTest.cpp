@@ -4,6 +4,8 @@
 #include "support/TestSupport.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <string>
@@ -21,6 +23,22 @@ using Kind = ContentFilter::Kind;
 
 constexpr Color white{255, 255, 255}, black{0, 0, 0}, red{255, 0, 0}, green{0, 255, 0}, blue{0, 0, 255},
     grey{119, 119, 119};
+
+std::atomic<bool> noMemoryForPictures{false};
+
+} // namespace
+} // namespace tavro
+
+// Replaces the C library's: pictures are allocated with it.
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t size) {
+    void* block = nullptr;
+    if (tavro::noMemoryForPictures || ::posix_memalign(&block, alignment, size) != 0)
+        return nullptr;
+    return block;
+}
+
+namespace tavro {
+namespace {
 
 class NoWriters final : public AssetWriterFactory {
     std::unique_ptr<AssetWriter> makeAssetWriter(const std::filesystem::path&, FileType) override {
@@ -229,6 +247,25 @@ TEST_F(X11ScreenCapture, holdsFramesBackFromABusyReceiver) {
     EXPECT_TRUE(recording.waitForColor(90, 90, blue));
     EXPECT_LE(recording.count - before, 9u);
     EXPECT_GE(recording.stream->statistics().framesDropped, 10u);
+}
+
+TEST_F(X11ScreenCapture, tellsOfAFailureThatEndsIt) {
+    const test::LogLines lines;
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    Recording recording(*service, {Kind::display, display});
+    noMemoryForPictures = true;
+    screen.fill(screen.root(), {500, 500, 50, 50}, green);
+    EXPECT_TRUE(waitUntil([&] { return !recording.failures.empty(); }));
+    noMemoryForPictures = false;
+    EXPECT_EQ(recording.failures,
+        QStringList(QStringLiteral("The screen cannot be recorded any more (std::bad_alloc).")));
+    EXPECT_TRUE(lines.contains(
+        QStringLiteral("[ERROR] capture: ended by an error, no more pictures: std::bad_alloc")));
+    const auto before = recording.count;
+    recording.stop();
+    EXPECT_EQ(recording.count, before);
 }
 
 TEST_F(X11ScreenCapture, endsWhenTheStreamIsDropped) {
