@@ -126,10 +126,13 @@ private:
 
     bool grab() {
         try {
-            return !isBroken && grabber.grab();
+            const bool fresh = !isBroken && grabber.grab();
+            lastFailure.clear();
+            return fresh;
         } catch (const PlatformError& error) {
-            Log::error(
-                QStringLiteral("capture: ") + error.message() + QStringLiteral("; the last picture stays"));
+            if (std::exchange(lastFailure, error.message()) != error.message()) // it is tried each second
+                Log::error(QStringLiteral("capture: ") + error.message() +
+                           QStringLiteral("; the last picture stays"));
             return false;
         }
     }
@@ -191,6 +194,7 @@ private:
     FramePacer pacer;
     const microseconds samePicture; // damage within this time of the last belongs to the same picture
     bool isBroken = false;
+    QString lastFailure;           // of a grab, empty after a success
     Clock::time_point firstNews{}; // time of the first change since the last picture
     Clock::time_point lastNews{};
     Clock::time_point lastSent{};

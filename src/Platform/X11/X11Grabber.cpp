@@ -43,7 +43,7 @@ bool X11Grabber::handle(const xcb_generic_event_t& event) {
 
 void X11Grabber::suspectChange() {
     cursor.suspectMotion();
-    mustLocate = mustLocate || failed;
+    mustLocate = mustLocate || failed || !place; // no event need follow a failure
     failed = false;
 }
 
@@ -83,13 +83,16 @@ void X11Grabber::giveBackMemory() {
 void X11Grabber::locate() {
     mustLocate = false;
     const auto next = target->locate();
+    if (canvas && isAway == next.has_value()) {
+        isAway = !next;
+        if (isAway)
+            Log::error(QStringLiteral("capture: %1 is not there any more; its last picture stays")
+                           .arg(target->name()));
+        else
+            Log::info(QStringLiteral("capture: %1 is there again").arg(target->name()));
+    }
     if (next == place)
         return;
-    if (!next)
-        Log::error(
-            QStringLiteral("capture: %1 is not there any more; its last picture stays").arg(target->name()));
-    else if (!place && canvas)
-        Log::info(QStringLiteral("capture: %1 is there again").arg(target->name()));
     place.reset();
     if (next)
         moveTo(*next);
@@ -98,17 +101,17 @@ void X11Grabber::locate() {
 void X11Grabber::moveTo(const TargetPlace& next) {
     const Rect whole = wholeOf(next);
     if (!memory || fit.source() != whole) {
-        if (canvas)
-            Log::info(QStringLiteral("capture: %1 is now %2×%3")
-                          .arg(target->name())
-                          .arg(whole.width)
-                          .arg(whole.height));
         const std::size_t bytes = std::size_t(whole.width) * whole.height * bytesPerPixel;
         if (!memory || memory->size() < bytes) {
             lastLarge.reset();
             memory.reset();
             memory = std::make_unique<ShmImage>(connection, bytes);
         }
+        if (canvas)
+            Log::info(QStringLiteral("capture: %1 is now %2×%3")
+                          .arg(target->name())
+                          .arg(whole.width)
+                          .arg(whole.height));
         fit = PictureFit(whole.width, whole.height, width, height);
         fitChanged = true;
     }

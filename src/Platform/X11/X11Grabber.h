@@ -22,7 +22,7 @@ public:
 
     /// True when something was drawn or has moved.
     bool handle(const xcb_generic_event_t& event);
-    /// Marks possible changes without an event.
+    /// Marks possible changes without an event. The next grab repeats what has failed.
     void suspectChange();
     bool mayHaveChanged() const;
     /// Resets reported damage, so that the server reports new drawing in the same place before the next grab.
@@ -59,7 +59,8 @@ private:
     const int height;
     const std::shared_ptr<CanvasPool> pool;
 
-    std::optional<TargetPlace> place; // empty while the target is away
+    std::optional<TargetPlace> place; // empty while the target is away, or without memory for its size
+    bool isAway = false;              // after the first picture
     bool mustLocate = true;
     bool failed = false; // the last read failed
     bool fitChanged = true;
