@@ -72,12 +72,24 @@ QCoro::Task<> SetupModel::loadProjects() {
 
 QCoro::Task<> SetupModel::reloadScenarios() {
     const auto self = shared_from_this();
-    std::vector<Scenario> list;
     if (!projectId) {
-        setScenarios(std::move(list));
+        setScenarios({});
         co_return;
     }
-    const QString project = *projectId;
+    ++reloads;
+    auto listing = listScenarios(*projectId);
+    co_await listing;
+    if (--reloads > 0)
+        co_return;
+    added.clear();
+    if (listedProjectId != projectId) { // else the form could not be started
+        auto again = reloadScenarios();
+        co_await again;
+    }
+}
+
+QCoro::Task<> SetupModel::listScenarios(QString project) {
+    std::vector<Scenario> list;
     try {
         auto listing = backend->listScenarios(project);
         list = co_await listing;
@@ -86,9 +98,17 @@ QCoro::Task<> SetupModel::reloadScenarios() {
         Log::error(QStringLiteral("setup: listScenarios failed for project ") + project +
                    QStringLiteral(": ") + localizedDescriptionOfCurrentError());
     }
+    std::optional<QString> newest;
+    for (const Scenario& scenario : added) {
+        if (scenario.projectId != project)
+            continue;
+        newest = scenario.id;
+        if (std::ranges::find(list, scenario.id, &Scenario::id) == list.end())
+            list.push_back(scenario);
+    }
     setScenarios(std::move(list));
     listedProjectId = project;
-    setScenarioId(firstId(scenarioList));
+    setScenarioId(newest ? newest : firstId(scenarioList));
 }
 
 QCoro::Task<> SetupModel::loadDisplays() {
@@ -131,6 +151,8 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
             emit scenariosChanged();
             setScenarioId(created.id);
         }
+        if (reloads > 0)
+            added.push_back(created);
         if (newName == name)
             setNewScenarioName({});
     } catch (...) { // the name stays in its field for another try

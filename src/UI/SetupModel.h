@@ -66,7 +66,8 @@ public:
 
     /// Fills the lists and selects the first of each.
     QCoro::Task<> load();
-    /// Fills `scenarios` for the selected project. Of several calls the last to finish counts.
+    /// Fills `scenarios` for the selected project. Of several calls the last to finish counts; when it listed
+    /// another project than the selected one, the list is loaded once more.
     QCoro::Task<> reloadScenarios();
     /// Selects a project and starts to load its scenarios.
     Q_INVOKABLE void selectProject(const QString& id);
@@ -97,6 +98,7 @@ signals:
 
 private:
     QCoro::Task<> loadProjects();
+    QCoro::Task<> listScenarios(QString project);
     QCoro::Task<> loadDisplays();
     void setProjects(std::vector<Project> list);
     void setScenarios(std::vector<Scenario> list);
@@ -124,6 +126,8 @@ private:
     std::vector<CaptureOption> captureList;
     std::optional<QString> projectId;
     std::optional<QString> listedProjectId; ///< the project of the listed scenarios
+    int reloads = 0;                        ///< under way
+    std::vector<Scenario> added;            ///< meanwhile; their lists may be older
     std::optional<QString> scenarioId;
     std::optional<QString> captureId;
     Q_OBJECT_BINDABLE_PROPERTY(SetupModel, QString, appUrlText, &SetupModel::appUrlChanged)

@@ -150,7 +150,7 @@ TEST_F(SetupModelTest, saysWhenThereIsNoDisplayToRecord) {
     }
 }
 
-TEST_F(SetupModelTest, theReloadThatFinishesLastCounts) {
+TEST_F(SetupModelTest, theReloadThatFinishesLastCountsAndStartIsPossibleAfterIt) {
     const auto model = loaded();
     model->selectProject(u"slow"_qs);
     model->selectProject(u"quick"_qs);
@@ -160,11 +160,16 @@ TEST_F(SetupModelTest, theReloadThatFinishesLastCounts) {
     answer(u"quick"_qs, {u"q1"_qs, u"q2"_qs});
     ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"q1"_qs; }));
     EXPECT_TRUE(canStart(*model));
+    gated->scenarios.erase(u"quick"_qs);
+    answer(u"quick"_qs, {u"q1"_qs, u"q2"_qs}); // for a second request
+    QStringList selected;
+    QObject::connect(model.get(), &SetupModel::selectedScenarioIdChanged, model.get(),
+        [&] { selected << model->selectedScenarioId().value_or(QString()); });
     answer(u"slow"_qs, {u"s1"_qs});
-    ASSERT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"s1"_qs; }));
-    EXPECT_EQ(model->scenarios().size(), 1u);
+    ASSERT_TRUE(waitUntil([&] { return selected == QStringList({u"s1"_qs, u"q1"_qs}); }));
+    EXPECT_EQ(model->scenarios().size(), 2u); // loaded once more, for the selected project
     EXPECT_EQ(model->selectedProjectId(), u"quick"_qs);
-    EXPECT_FALSE(canStart(*model));
+    EXPECT_TRUE(canStart(*model));
     answer(u"third"_qs, {u"t1"_qs});
     model->selectProject(u"third"_qs);
     EXPECT_TRUE(waitUntil([&] { return canStart(*model); }));
@@ -214,6 +219,29 @@ TEST_F(SetupModelTest, aScenarioThatComesUnderAnotherProjectIsNotOffered) {
     EXPECT_EQ(model->selectedScenarioId(), u"t"_qs);
     EXPECT_EQ(model->scenarios().size(), 1u);
     EXPECT_EQ(model->newScenarioName(), u"Pay later"_qs) << "what was typed meanwhile";
+}
+
+TEST_F(SetupModelTest, aScenarioThatIsCreatedWhileItsListLoadsStaysSelected) {
+    const struct {
+        QStringList listed;
+        std::size_t shown;
+    } cases[] = {{{u"t"_qs}, 2}, {{u"t"_qs, u"n"_qs}, 2}, {{}, 1}};
+    for (const auto& test : cases) {
+        gated = std::make_shared<GatedBackend>();
+        const auto model = loaded();
+        model->selectProject(u"q"_qs);
+        gated->creation.resolve(Scenario{.id = u"n"_qs, .projectId = u"q"_qs, .name = {}, .description = {}});
+        await(model->createScenario(u"Pay twice"_qs));
+        answer(u"q"_qs, test.listed);
+        ASSERT_TRUE(waitUntil([&] { return canStart(*model); }));
+        EXPECT_EQ(model->selectedScenarioId(), u"n"_qs);
+        EXPECT_EQ(model->scenarios().size(), test.shown);
+        gated->scenarios.erase(u"p"_qs);
+        answer(u"p"_qs, {u"s"_qs});
+        model->selectProject(u"p"_qs);
+        EXPECT_TRUE(waitUntil([&] { return model->selectedScenarioId() == u"s"_qs; }));
+        EXPECT_EQ(model->scenarios().size(), 1u);
+    }
 }
 
 TEST_F(SetupModelTest, createsNothingWithoutANameOrAProject) {
