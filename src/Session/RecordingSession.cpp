@@ -61,6 +61,7 @@ QCoro::Task<> RecordingSession::begin(
     bool captureTouched = false;
     std::exception_ptr failure;
     try {
+        folder.requireOwn();
         auto creating = backend->createSession(scenarioId, appUrl, target);
         const SessionHandle handle = co_await creating;
         id = handle.session.id;

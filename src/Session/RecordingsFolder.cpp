@@ -1,5 +1,6 @@
 #include "Session/RecordingsFolder.h"
 
+#include "Core/Errors.h"
 #include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
@@ -8,6 +9,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tavro {
 
@@ -63,7 +66,31 @@ bool standsForItsRecording(const fs::path& path) {
 RecordingsFolder::RecordingsFolder(fs::path path) : folder(std::move(path)) {
     std::error_code ignored;
     fs::create_directories(folder, ignored);
-    fs::permissions(folder, fs::perms::owner_all, ignored);
+    if (const QString why = obstacle(); !why.isEmpty())
+        Log::error(QStringLiteral("recordings: ") + why);
+}
+
+// In a folder that all may write, e.g. $TMPDIR=/tmp, another user can be the first to take the name.
+QString RecordingsFolder::obstacle() const {
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) != 0)
+        return {};
+    const bool isFolder = S_ISDIR(status.st_mode); // not a link, which could lead anywhere
+    if (isFolder && status.st_uid == ::geteuid()) {
+        if ((status.st_mode & ALLPERMS) != S_IRWXU)
+            ::chmod(folder.c_str(), S_IRWXU);
+        return {};
+    }
+    return QStringLiteral(
+        "Tavro does not keep recordings in %1, which %2. Remove it, or set TMPDIR to a folder "
+        "of your own.")
+        .arg(Paths::toText(folder),
+            isFolder ? QStringLiteral("belongs to another user") : QStringLiteral("is not a folder"));
+}
+
+void RecordingsFolder::requireOwn() const {
+    if (const QString why = obstacle(); !why.isEmpty())
+        throw PlatformError(QStringLiteral("Tavro.RecordingsFolder"), 1, why);
 }
 
 // The identifier comes from the backend; the file must stay in this folder.
@@ -93,12 +120,16 @@ std::uintmax_t RecordingsFolder::size(const QString& sessionId) const {
 
 // A failure loses nothing: without its mark a session counts as not uploaded, and its files are kept.
 void RecordingsFolder::markUploaded(const QString& sessionId) const {
+    if (!obstacle().isEmpty())
+        return;
     QFile mark(Paths::toText(file(sessionId, markSuffix)));
     if (mark.open(QIODevice::WriteOnly))
         mark.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
 }
 
 void RecordingsFolder::removeUploaded() const {
+    if (!obstacle().isEmpty())
+        return;
     for (const fs::path& mark : filesIn(folder)) {
         if (mark.extension() != markSuffix)
             continue;
@@ -111,6 +142,8 @@ void RecordingsFolder::removeUploaded() const {
 }
 
 std::vector<fs::path> RecordingsFolder::tidy() const {
+    if (!obstacle().isEmpty())
+        return {};
     removeUploaded();
     for (const fs::path& path : filesIn(folder))
         if (path.extension() == Files::unfinishedSuffix && isAbandoned(path))

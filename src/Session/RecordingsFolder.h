@@ -10,11 +10,15 @@ namespace tavro {
 
 /// The folder of recorded takes, readable only by its user, and the names of their files. A take's sound has
 /// the extension m4a. A mark means that the session was uploaded: its files can be removed, except sound that
-/// was not joined to the picture.
+/// was not joined to the picture. Another user's folder, or a link, of that name is neither read nor changed.
 class RecordingsFolder {
 public:
     /// Creates the folder with its parents. A failure shows when a take is recorded into it.
     explicit RecordingsFolder(std::filesystem::path path);
+
+    /// Call before a take. Throws PlatformError "Tavro.RecordingsFolder" 1, in words for the user, when the
+    /// name is taken by something else than a folder of this user.
+    void requireOwn() const;
 
     std::filesystem::path video(const QString& sessionId) const;
     std::filesystem::path muxed(const QString& sessionId) const;
@@ -32,6 +36,7 @@ public:
 
 private:
     std::filesystem::path file(const QString& sessionId, const char* suffix) const;
+    QString obstacle() const; ///< empty for a folder of this user, which it makes private, and for none
 
     std::filesystem::path folder;
 };

@@ -76,6 +76,17 @@ struct RecordingSessionTest : testing::Test {
     }
 };
 
+TEST_F(RecordingSessionTest, beginsNothingInAFolderOfAnother) {
+    fs::remove(work);
+    fs::create_directory_symlink(temporary.path(), work);
+    const QString failure = failureOf(beginning());
+    EXPECT_TRUE(failure.contains(u"is not a folder")) << qPrintable(failure);
+    EXPECT_TRUE(script.calls.isEmpty());
+    expectIdle();
+    fs::remove(work);
+    begin();
+}
+
 TEST_F(RecordingSessionTest, recordsATakeFromBeginToUpload) {
     expectIdle();
     const LogLines log;

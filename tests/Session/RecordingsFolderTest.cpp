@@ -4,6 +4,8 @@
 
 #include "support/TestSupport.h"
 
+#include <unistd.h>
+
 namespace tavro {
 namespace {
 
@@ -21,6 +23,13 @@ struct RecordingsFolderTest : testing::Test {
     test::TemporaryFolder temporary;
     fs::path path = temporary.path() / "cache" / "Tavro-recordings";
     RecordingsFolder folder{path};
+
+    fs::path ownedByAnother() const { // the superuser alone can make one
+        fs::path given = temporary.path() / "given";
+        fs::create_directory(given);
+        EXPECT_EQ(::chown(given.c_str(), 65534, 65534), 0);
+        return given;
+    }
 };
 
 TEST_F(RecordingsFolderTest, isForItsUserAlone) {
@@ -31,6 +40,35 @@ TEST_F(RecordingsFolderTest, isForItsUserAlone) {
     folder.markUploaded(u"one"_qs);
     EXPECT_EQ(
         fs::status(path / "one.uploaded").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(RecordingsFolderTest, leavesANameAloneThatIsTakenByAnother) {
+    const fs::path other = temporary.path() / "other";
+    const fs::path link = temporary.path() / "link", file = temporary.path() / "file";
+    test::writeFile(other / "one.mp4", "film");
+    test::writeFile(other / "one.uploaded", "");
+    fs::permissions(other, fs::perms::all);
+    fs::create_directory_symlink(other, link);
+    test::writeFile(file, "");
+    const struct {
+        fs::path path;
+        QString words;
+    } cases[] = {{link, u"is not a folder"_qs}, {file, u"is not a folder"_qs},
+        // The superuser, who runs some tests, owns the system's folders.
+        {::geteuid() == 0 ? ownedByAnother() : fs::path("/usr"), u"belongs to another user"_qs}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.path);
+        const auto before = fs::status(test.path).permissions();
+        const RecordingsFolder taken(test.path);
+        EXPECT_TRUE(taken.tidy().empty());
+        taken.markUploaded(u"two"_qs);
+        const auto error = test::errorOf([&] { taken.requireOwn(); });
+        EXPECT_EQ(error.domain, u"Tavro.RecordingsFolder");
+        EXPECT_TRUE(error.localizedDescription.contains(test.words));
+        EXPECT_EQ(fs::status(test.path).permissions(), before);
+    }
+    EXPECT_EQ(filesIn(other), (QStringList{u"one.mp4"_qs, u"one.uploaded"_qs}));
+    EXPECT_NO_THROW(folder.requireOwn());
 }
 
 TEST_F(RecordingsFolderTest, namesTheFilesOfASessionWithinItself) {
