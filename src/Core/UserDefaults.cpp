@@ -27,8 +27,8 @@ std::optional<QString> UserDefaults::string(const QString& key) const {
     const QVariant value = open(file).value(key);
     if (!value.isValid())
         return std::nullopt;
-    // The INI reader turns an unquoted comma into a list; the value is one text.
-    return value.typeId() == QMetaType::QStringList ? value.toStringList().join(QStringLiteral(", "))
+    // The INI reader turns an unquoted comma into a list, e.g. in an address; the value is one text.
+    return value.typeId() == QMetaType::QStringList ? value.toStringList().join(QLatin1Char(','))
                                                     : value.toString();
 }
 

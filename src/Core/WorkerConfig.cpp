@@ -1,11 +1,19 @@
 #include "Core/WorkerConfig.h"
 
+#include "Core/Log.h"
+
 namespace tavro {
 
 QUrl WorkerConfig::backendURL() const {
-    const QUrl stored(
-        defaults.string(QStringLiteral("tavro.backendURL")).value_or(QString()), QUrl::StrictMode);
-    return stored.isValid() && !stored.isEmpty() ? stored : defaultBackendURL();
+    const QString text = defaults.string(QStringLiteral("tavro.backendURL")).value_or(QString());
+    if (text.isEmpty())
+        return defaultBackendURL();
+    QUrl stored(text, QUrl::StrictMode);
+    if (stored.isValid())
+        return stored;
+    Log::error(QStringLiteral("config: the stored tavro.backendURL is no address (%1); using %2")
+                   .arg(stored.errorString(), defaultBackendURL().toString()));
+    return defaultBackendURL();
 }
 
 const QUrl& WorkerConfig::defaultBackendURL() {

@@ -58,13 +58,19 @@ TEST(WorkerConfig, readsTheAddressAfreshAndFallsBack) {
     } cases[] = {
         {"https://example.org/base/", QStringLiteral("https://example.org/base/")},
         {"http://127.0.0.1:8080", QStringLiteral("http://127.0.0.1:8080")},
+        {"https://example.org/a,b,/c", QStringLiteral("https://example.org/a,b,/c")},
+        {"\"https://example.org/a,b\"", QStringLiteral("https://example.org/a,b")},
         {"", WorkerConfig::defaultBackendURL().toString()},
         {"http://[broken", WorkerConfig::defaultBackendURL().toString()},
     };
+    const test::LogLines lines;
     for (const auto& c : cases) {
         test::writeFile(file, "[General]\ntavro.backendURL=" + c.stored + "\n");
         EXPECT_EQ(config.backendURL().toString(), c.used) << c.stored.constData();
     }
+    ASSERT_EQ(lines.all().size(), 1); // an absent address is none to complain of
+    EXPECT_TRUE(
+        lines.all().front().startsWith(u"[ERROR] config: the stored tavro.backendURL is no address ("));
     EXPECT_FALSE(config.devMode());
     test::writeFile(file, "[General]\ntavro.devMode=true\n");
     EXPECT_TRUE(config.devMode());
