@@ -1,6 +1,7 @@
 #include "App/AppDelegate.h"
 #include "App/LinuxDesktop.h"
 #include "App/TerminationSignals.h"
+#include "Core/StandardStreams.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "UI/Theme.h"
 
@@ -39,6 +40,7 @@ private:
 
 int main(int argc, char** argv) {
     using namespace tavro;
+    secureStandardStreams();
     ::mallopt(M_ARENA_MAX, 2); // few threads allocate at once, and each arena keeps freed memory
     describeApplication();
     std::optional<WithoutOpenGL> withoutOpenGL{std::in_place};

@@ -30,12 +30,17 @@ class Home:
         self.sessions = self.folder / "data/Tavro/sessions"
         self.log = self.folder / "state/Logs/Tavro/tavro.log"
 
-    def start(self, *arguments, **variables):
+    def start(self, *arguments, stderr=subprocess.PIPE, preexec_fn=None, **variables):
         folders = {f"XDG_{name.upper()}_HOME": str(self.folder / name) for name in ("data", "cache", "state", "config")}
         environment = {**os.environ, **folders, **variables}
         environment.pop("TMPDIR", None)
         return subprocess.Popen(
-            [TAKE, *arguments], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True
+            [TAKE, *arguments],
+            env=environment,
+            stdout=subprocess.PIPE,
+            stderr=stderr,
+            preexec_fn=preexec_fn,
+            text=True,
         )
 
     def run(self, *arguments, code=0, **variables):
@@ -213,6 +218,20 @@ def a_service_receives_the_take(home):
         service.stop()
 
 
+def a_take_survives_the_loss_of_standard_error(home):
+    unread, gone = os.pipe()
+    os.close(unread)
+    for stream in ({"stderr": gone}, {"stderr": None, "preexec_fn": lambda: os.close(2)}):
+        process = home.start("--seconds", "1", **stream)
+        out, _ = process.communicate(timeout=60)
+        equal(process.returncode, 0, f"exit code with {stream}")
+        report = json.loads(out)
+        check_video(report["video"], report["durationSeconds"])
+        check("session.begin: recording started" in home.log.read_text(), "no log")
+        home.log.unlink()
+    os.close(gone)
+
+
 def nonsense_is_refused(home):
     for arguments in (
         [],
@@ -240,6 +259,7 @@ TESTS = [
     targets_that_are_not_there_leave_nothing,
     an_interrupted_take_stays_as_a_finished_file,
     a_service_receives_the_take,
+    a_take_survives_the_loss_of_standard_error,
     nonsense_is_refused,
 ]
 

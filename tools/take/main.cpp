@@ -2,6 +2,7 @@
 
 #include "App/TerminationSignals.h"
 #include "Core/Errors.h"
+#include "Core/StandardStreams.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -64,6 +65,7 @@ int run(const TakeOptions& options) {
 } // namespace tavro
 
 int main(int argc, char** argv) {
+    tavro::secureStandardStreams();
     ::umask(S_IRWXG | S_IRWXO); // the recordings are private to the user
     QCoreApplication application(argc, argv);
     QNetworkProxyFactory::setUseSystemConfiguration(true);
