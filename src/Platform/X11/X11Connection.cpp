@@ -96,8 +96,11 @@ void X11Connection::requireExtensions() {
 
 void X11Connection::requirePixelFormat() const {
     const auto* setup = xcb_get_setup(*this);
-    bool usable = screen->root_depth == 24 && setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST &&
-                  std::endian::native == std::endian::little;
+    if (screen->root_depth != 24)
+        throw x11Error(3, QStringLiteral("The X server's screen has a depth of %1; Tavro records depth 24")
+                              .arg(screen->root_depth));
+    bool usable =
+        setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST && std::endian::native == std::endian::little;
     for (auto format = xcb_setup_pixmap_formats_iterator(setup); format.rem > 0; xcb_format_next(&format))
         if (format.data->depth == 24)
             usable = usable && format.data->bits_per_pixel == 32;

@@ -69,9 +69,8 @@ QString obstacleToX11Capture(const QByteArray& display) {
     try {
         const X11Connection connection(display);
         return {};
-    } catch (const PlatformError&) {
-        return QStringLiteral(
-            "The X server must run on this machine and have the extensions MIT-SHM and DAMAGE.");
+    } catch (const PlatformError& error) {
+        return error.message();
     }
 }
 

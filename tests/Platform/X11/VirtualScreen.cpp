@@ -39,11 +39,12 @@ bool isIn(const std::vector<Rect>& rects, int x, int y) {
 } // namespace
 
 // Not QProcess: after its fork, the thread sanitizer misses this thread's locks.
-VirtualScreen::VirtualScreen(int width, int height) {
+VirtualScreen::VirtualScreen(int width, int height, int depth) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");
-    const std::string size = std::to_string(width) + 'x' + std::to_string(height) + "x24";
+    const std::string size =
+        std::to_string(width) + 'x' + std::to_string(height) + 'x' + std::to_string(depth);
     const char* arguments[] = {
         "Xvfb", "-displayfd", "3", "-screen", "0", size.c_str(), "-nolisten", "tcp", "-noreset", nullptr};
     posix_spawn_file_actions_t actions;
@@ -59,6 +60,8 @@ VirtualScreen::VirtualScreen(int width, int height) {
     ::close(ends[0]);
     if (failure != 0)
         throw std::runtime_error("Xvfb cannot be started");
+    if (depth != 24)
+        return;
     client = std::make_unique<X11Connection>(name);
     context = xcb_generate_id(*client);
     xcb_create_gc(*client, context, root(), 0, nullptr);

@@ -18,7 +18,8 @@ using Color = std::array<int, 3>; ///< red, green, blue
 /// A private X server without a window manager, and a client that draws.
 class VirtualScreen {
 public:
-    VirtualScreen(int width, int height);
+    /// With a depth other than 24 there is no client, and only `display()` can be used.
+    VirtualScreen(int width, int height, int depth = 24);
     ~VirtualScreen();
 
     const QByteArray& display() const { return name; }

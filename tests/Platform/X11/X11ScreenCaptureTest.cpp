@@ -77,7 +77,13 @@ TEST_F(X11ScreenCapture, saysWhenThereIsNoServer) {
     EXPECT_EQ(listing.domain, u"Tavro.X11");
     EXPECT_TRUE(listing.localizedDescription.contains(u":987"));
     EXPECT_EQ(test::errorOf([&] { Recording r(*service, {Kind::display, 1}); }).domain, u"Tavro.X11");
-    EXPECT_FALSE(obstacleToX11Capture(":987").isEmpty());
+    EXPECT_EQ(obstacleToX11Capture(":987"), listing.localizedDescription);
+}
+
+TEST_F(X11ScreenCapture, saysWhichDepthItDoesNotRecord) {
+    const VirtualScreen screen(800, 600, 16);
+    EXPECT_EQ(obstacleToX11Capture(screen.display()),
+        u"The X server's screen has a depth of 16; Tavro records depth 24");
 }
 
 TEST_F(X11ScreenCapture, offersNothingOfAWaylandDesktopThatItsServerDoesNotShow) {
