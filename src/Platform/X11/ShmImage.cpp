@@ -30,10 +30,14 @@ ShmImage::ShmImage(X11Connection& x, std::size_t bytes) : connection(x), length(
     memory = static_cast<std::uint8_t*>(mapped);
     id = xcb_generate_id(connection);
     const auto attached = xcb_shm_attach_fd_checked(connection, id, file, 0); // takes the descriptor
-    const XcbHandle<xcb_generic_error_t> error(xcb_request_check(connection, attached));
-    if (error || connection.isBroken()) {
+    const bool answered = connection.roundTrip(); // xcb_request_check alone waits without a limit
+    if (!answered)
+        xcb_discard_reply(connection, attached.sequence);
+    const XcbHandle<xcb_generic_error_t> error(answered ? xcb_request_check(connection, attached) : nullptr);
+    if (error || !answered) {
         ::munmap(memory, length);
-        throw noSharedMemory(QStringLiteral("the server refused it"));
+        throw noSharedMemory(answered ? QStringLiteral("the server refused it; it must run on this machine")
+                                      : QStringLiteral("the server does not answer"));
     }
 }
 

@@ -20,8 +20,9 @@ using std::chrono::microseconds;
 
 // The server may serve others between the requests of one drawing. A grab waits this long for the rest.
 constexpr auto settleTime = 2ms;
-constexpr auto lastAnswerWithin = 500ms; // a server's time to answer after `stop()`
-constexpr std::size_t spareCanvases = 6; // beyond those in transit, for readers and encoders
+constexpr auto lastAnswerWithin = 500ms;  // a server's time to answer after `stop()`
+constexpr auto usualAnswerWithin = 500ms; // later the picture is repeated without an answer
+constexpr std::size_t spareCanvases = 6;  // beyond those in transit, for readers and encoders
 
 class CanvasFrame final : public VideoFrame {
 public:
@@ -59,16 +60,19 @@ public:
     /// Sends the first picture. Throws.
     void begin() {
         // Handle earlier events now: the first picture contains their changes.
-        connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(connection));
+        connection.roundTrip();
         takeNoteOfEvents();
         const microseconds time = now();
-        if (!grabber.grab())
+        const bool fresh = grabber.grab();
+        connection.requireAnswers();
+        if (!fresh)
             throw PlatformError(QStringLiteral("Tavro.X11"), 5,
                 QStringLiteral("The X server gives no picture of the target"));
         send(time, grabber.damage().rects());
     }
 
     void run() {
+        answerBefore.reset();
         while (!owner.orders.isGiven()) {
             takeNoteOfEvents();
             if (isTimeToGrab() || isTimeToRepeat())
@@ -110,7 +114,8 @@ private:
     bool isTimeToGrab() {
         return !isBroken && grabber.mayHaveChanged() && grabTime() <= Clock::now() && canSend();
     }
-    bool isTimeToRepeat() { return Clock::now() >= lastSent + TakeFormat::stillFrameInterval && canSend(); }
+    Clock::time_point repeatTime() const { return lastSent + TakeFormat::stillFrameInterval; }
+    bool isTimeToRepeat() { return Clock::now() >= repeatTime() && canSend(); }
 
     void takeFrame() {
         const bool repeat = isTimeToRepeat();
@@ -119,12 +124,13 @@ private:
         const microseconds time = now();
         if (grab())
             send(time, grabber.damage().rects());
-        else if (repeat)
+        else if (isTimeToRepeat())
             send(time, {});
         grabber.giveBackMemory();
     }
 
     bool grab() {
+        grabBegan = Clock::now();
         try {
             const bool fresh = !isBroken && grabber.grab();
             lastFailure.clear();
@@ -154,22 +160,25 @@ private:
     }
 
     void wait() {
-        auto until = lastSent + TakeFormat::stillFrameInterval;
+        auto until = repeatTime();
         if (!isBroken && grabber.mayHaveChanged())
             until = std::min(until, grabTime());
         // Without room or a free canvas, the waker ends the wait.
         waitForData(canSend() ? std::optional(until - Clock::now()) : std::nullopt);
     }
 
+    // A hung server has a limited time for its answers at the start and after `stop()`. Between them it has
+    // any: the last picture is repeated meanwhile, so that the file's time goes on.
     bool waitForReply() {
-        if (!owner.orders.isGiven()) {
-            waitForData(std::nullopt);
-            return true;
-        }
-        const auto left = owner.orders.answerBefore() - Clock::now();
-        if (left <= 0s)
+        const auto limit = owner.orders.isGiven() ? owner.orders.answerBefore() : answerBefore;
+        if (limit && Clock::now() >= *limit)
             return false;
-        waitForData(left);
+        const auto repeatTimeNow = [this] { return std::max(repeatTime(), grabBegan + usualAnswerWithin); };
+        const bool canRepeat = !limit && canSend();
+        if (canRepeat && Clock::now() >= repeatTimeNow())
+            send(now(), {});
+        const auto until = canRepeat ? repeatTimeNow() : limit;
+        waitForData(until ? std::optional(*until - Clock::now()) : std::nullopt);
         return true;
     }
 
@@ -193,11 +202,14 @@ private:
     X11Grabber grabber;
     FramePacer pacer;
     const microseconds samePicture; // damage within this time of the last belongs to the same picture
+    // Of the server's answers, until the capture runs.
+    std::optional<Clock::time_point> answerBefore = Clock::now() + X11Connection::patience;
     bool isBroken = false;
     QString lastFailure;           // of a grab, empty after a success
     Clock::time_point firstNews{}; // time of the first change since the last picture
     Clock::time_point lastNews{};
     Clock::time_point lastSent{};
+    Clock::time_point grabBegan{};
     microseconds lastTime{0};
     std::uint64_t nextSequence = 0;
 };

@@ -26,10 +26,11 @@ public:
     X11CaptureThread(QByteArray display, const ContentFilter& filter,
         const StreamConfiguration& configuration, std::shared_ptr<FrameChannel> channel,
         std::shared_ptr<Waker> waker);
-    /// Ends the thread without waiting for an unresponsive server.
+    /// Ends the thread without waiting for an unresponsive server, except while it connects (some seconds).
     ~X11CaptureThread();
 
-    /// Resolved after delivery of the first frame; rejected on an earlier failure, which ends the thread.
+    /// Resolved after delivery of the first frame; rejected on an earlier failure, e.g. when the server does
+    /// not answer, which ends the thread.
     const Promise<void>& started() const { return startedPromise; }
     /// Sends the last frame with `time` and ends the thread. Resolved after delivery, or when it has failed.
     Promise<void> stop(std::chrono::microseconds time);

@@ -1,6 +1,7 @@
 #include "Platform/X11/X11Connection.h"
 
 #include "Core/Errors.h"
+#include "Platform/X11/ServerProbe.h"
 
 #include <bit>
 #include <cstring>
@@ -33,6 +34,10 @@ void requireVersion(const char* name, bool recentEnough) {
         throw x11Error(2, QStringLiteral("The X server's %1 extension is too old").arg(QLatin1String(name)));
 }
 
+PlatformError noAnswer() {
+    return x11Error(8, QStringLiteral("The X server does not answer"));
+}
+
 template <class Version>
 bool isAtLeast(const Version& version, unsigned major, unsigned minor) {
     return version && (version->major_version > major ||
@@ -42,6 +47,8 @@ bool isAtLeast(const Version& version, unsigned major, unsigned minor) {
 } // namespace
 
 X11Connection::X11Connection(const QByteArray& display) {
+    if (!reactsWithin(patience, display))
+        throw noAnswer();
     int screenNumber = 0;
     connection.reset(xcb_connect(display.isEmpty() ? nullptr : display.constData(), &screenNumber));
     if (isBroken()) {
@@ -49,11 +56,6 @@ X11Connection::X11Connection(const QByteArray& display) {
         throw x11Error(
             1, QStringLiteral("Cannot connect to the X server \"%1\"").arg(QString::fromLocal8Bit(name)));
     }
-    whileWaiting = [fd = descriptor()] {
-        pollfd data{fd, POLLIN, 0};
-        ::poll(&data, 1, -1);
-        return true;
-    };
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(*this));
     for (; screenNumber > 0 && screens.rem > 1; --screenNumber)
         xcb_screen_next(&screens);
@@ -69,6 +71,8 @@ void X11Connection::requireExtensions() {
     for (xcb_extension_t* extension :
         {&xcb_shm_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_randr_id, &xcb_composite_id, &xcb_input_id})
         xcb_prefetch_extension_data(c, extension);
+    roundTrip(); // reading the data would wait without a limit
+    requireAnswers();
     require(c, xcb_shm_id, "MIT-SHM");
     damageEvent = require(c, xcb_damage_id, "DAMAGE").first_event;
     fixesEvent = require(c, xcb_xfixes_id, "XFIXES").first_event;
@@ -80,6 +84,8 @@ void X11Connection::requireExtensions() {
     const auto fixes = xcb_xfixes_query_version(c, 5, 0);
     const auto randr = xcb_randr_query_version(c, 1, 5);
     const auto composite = xcb_composite_query_version(c, 0, 2);
+    roundTrip();
+    requireAnswers();
     requireVersion("MIT-SHM", isAtLeast(reply(xcb_shm_query_version_reply, shm), 1, 2));
     requireVersion("DAMAGE", isAtLeast(reply(xcb_damage_query_version_reply, damage), 1, 1));
     requireVersion("XFIXES", isAtLeast(reply(xcb_xfixes_query_version_reply, fixes), 2, 0));
@@ -123,14 +129,37 @@ void* X11Connection::waitForReply(unsigned sequence) {
     void* received = nullptr;
     xcb_generic_error_t* error = nullptr;
     xcb_flush(*this);
+    const auto until = std::chrono::steady_clock::now() + patience;
     while (!xcb_poll_for_reply(*this, sequence, &received, &error)) {
-        if (isBroken() || !whileWaiting()) {
+        if (isBroken() || !(whileWaiting ? whileWaiting() : waitForData(until))) {
+            gaveUp = true;
             xcb_discard_reply(*this, sequence);
             return nullptr;
         }
     }
     std::free(error);
     return received;
+}
+
+bool X11Connection::waitForData(std::chrono::steady_clock::time_point until) const {
+    using namespace std::chrono;
+    const auto left = ceil<milliseconds>(until - steady_clock::now());
+    if (gaveUp || left <= left.zero())
+        return false;
+    pollfd data{descriptor(), POLLIN, 0};
+    ::poll(&data, 1, static_cast<int>(left.count()));
+    return true;
+}
+
+bool X11Connection::roundTrip() {
+    return reply(xcb_get_input_focus_reply, xcb_get_input_focus(*this)) != nullptr;
+}
+
+void X11Connection::requireAnswers() const {
+    if (isBroken())
+        throw x11Error(1, QStringLiteral("The connection to the X server is lost"));
+    if (gaveUp)
+        throw noAnswer();
 }
 
 } // namespace tavro

@@ -25,9 +25,7 @@ ShareableContent readContent(const QByteArray& display) {
     for (const X11Monitor& monitor : listMonitors(connection))
         content.displays.push_back({monitor.id, monitor.area.width, monitor.area.height});
     content.windows = listWindows(connection);
-    if (connection.isBroken())
-        throw PlatformError(
-            QStringLiteral("Tavro.X11"), 1, QStringLiteral("The connection to the X server is lost"));
+    connection.requireAnswers();
     return content;
 }
 

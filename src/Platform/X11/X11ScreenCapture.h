@@ -15,7 +15,8 @@ std::unique_ptr<ScreenCaptureService> makeX11ScreenCapture(
     AssetWriterFactory& writers, QByteArray display = {});
 
 /// Explains to the user why the X server cannot be captured: unreachable, without an extension, or part of a
-/// Wayland desktop. Empty when it can. Blocks for some milliseconds. Any thread.
+/// Wayland desktop. Empty when it can. Blocks for some milliseconds, or seconds
+/// when the server does not answer. Any thread.
 QString obstacleToX11Capture(const QByteArray& display = {});
 
 } // namespace tavro

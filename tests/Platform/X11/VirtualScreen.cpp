@@ -161,6 +161,10 @@ void VirtualScreen::freeze() {
     ::kill(server, SIGSTOP);
 }
 
+void VirtualScreen::thaw() {
+    ::kill(server, SIGCONT);
+}
+
 Color colorAt(const VideoFrame& frame, int x, int y) {
     const auto sample = [&](int plane, int half) {
         return double(frame.planes[plane][y / half * frame.strides[plane] + x / half]);

@@ -41,6 +41,7 @@ public:
 
     void kill();   ///< like a crash
     void freeze(); ///< stops answering
+    void thaw();
 
 private:
     void sync();

@@ -1,4 +1,6 @@
 #include "Platform/X11/X11ScreenCapture.h"
+#include "Platform/X11/ShmImage.h"
+#include "Platform/X11/X11Content.h"
 #include "X11/VirtualScreen.h"
 
 #include "support/TestSupport.h"
@@ -84,6 +86,18 @@ TEST_F(X11ScreenCapture, saysWhichDepthItDoesNotRecord) {
     const VirtualScreen screen(800, 600, 16);
     EXPECT_EQ(obstacleToX11Capture(screen.display()),
         u"The X server's screen has a depth of 16; Tavro records depth 24");
+}
+
+TEST_F(X11ScreenCapture, givesAServerUpThatDoesNotAnswer) {
+    VirtualScreen screen(1920, 1080);
+    X11Connection connected(screen.display());
+    screen.freeze();
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    EXPECT_EQ(test::errorOf([&] { await(service->shareableContent()); }).localizedDescription,
+        u"The X server does not answer");
+    EXPECT_TRUE(listMonitors(connected).empty()); // stopped after the handshake
+    EXPECT_EQ(test::errorOf([&] { connected.requireAnswers(); }).code, 8);
+    EXPECT_EQ(test::errorOf([&] { ShmImage(connected, 4096); }).code, 4);
 }
 
 TEST_F(X11ScreenCapture, offersNothingOfAWaylandDesktopThatItsServerDoesNotShow) {

@@ -150,6 +150,21 @@ TEST_F(X11TargetChanges, theServersDeathLeavesTheLastPicture) {
     EXPECT_TRUE(hasLine(lines, QStringLiteral("the connection to the X server is lost")));
 }
 
+TEST_F(X11TargetChanges, thePictureIsRepeatedWhileTheServerDoesNotAnswer) {
+    screen.fill(screen.root(), {0, 0, 1920, 1080}, red);
+    const auto display = screen.setMonitor("M", {0, 0, 1920, 1080});
+    Recording recording(*service, {Kind::display, display});
+    ASSERT_TRUE(recording.waitForColor(960, 540, red));
+    screen.freeze();
+    ASSERT_TRUE(recording.waitForFrames(4)); // the first may have been asked for before
+    EXPECT_TRUE(test::isNear(recording.at(960, 540), red));
+    const auto pace = recording.latest().presentationTime - recording.frames.front()->presentationTime;
+    EXPECT_GE(pace, 1900ms); // of three frames
+    screen.thaw();
+    screen.fill(screen.root(), {0, 0, 1920, 1080}, green);
+    EXPECT_TRUE(recording.waitForColor(960, 540, green));
+}
+
 TEST_F(X11TargetChanges, aServerThatDoesNotAnswerDelaysNoStop) {
     screen.fill(screen.root(), {0, 0, 1920, 1080}, red);
     const auto display = screen.setMonitor("M", {0, 0, 1920, 1080});
