@@ -90,7 +90,7 @@ private:
     }
 
     void takeNoteOfEvents() {
-        const bool waiting = grabber.mayHaveChanged();
+        const bool waiting = grabber.mayHaveChanged() && grabber.notBefore() <= Clock::now();
         bool news = false;
         while (const XcbHandle<xcb_generic_event_t> event{xcb_poll_for_event(connection)})
             news = grabber.handle(*event) || news;
@@ -109,7 +109,9 @@ private:
                 QStringLiteral("capture: the connection to the X server is lost; the last picture stays"));
     }
 
-    Clock::time_point grabTime() const { return std::max(pacer.next(), firstNews + settleTime); }
+    Clock::time_point grabTime() const {
+        return std::max({pacer.next(), firstNews + settleTime, grabber.notBefore()});
+    }
     bool canSend() { return owner.channel->hasRoom() && pool->canTake(); }
     bool isTimeToGrab() {
         return !isBroken && grabber.mayHaveChanged() && grabTime() <= Clock::now() && canSend();

@@ -24,6 +24,7 @@ X11Grabber::X11Grabber(X11Connection& x, const ContentFilter& filter,
     : connection(x)
     , target(X11Target::make(x, filter))
     , cursor(x)
+    , frameInterval(configuration.minimumFrameInterval)
     , width(configuration.width)
     , height(configuration.height)
     , pool(std::move(canvases)) {}
@@ -49,6 +50,11 @@ void X11Grabber::suspectChange() {
 
 bool X11Grabber::mayHaveChanged() const {
     return mustLocate || (place && !failed && (!pending.isEmpty() || cursor.mayHaveChanged()));
+}
+
+std::chrono::steady_clock::time_point X11Grabber::notBefore() const {
+    const bool isPointerAlone = !mustLocate && pending.isEmpty();
+    return isPointerAlone ? nextLook : std::chrono::steady_clock::time_point{};
 }
 
 bool X11Grabber::grab() {
@@ -121,10 +127,17 @@ void X11Grabber::moveTo(const TargetPlace& next) {
 }
 
 void X11Grabber::lookAtCursor() {
-    if (cursor.mayHaveChanged() && cursor.update(*target, *place)) {
-        pending.add(intersected(shownCursor, wholeOf(*place)));
-        pending.add(intersected(cursor.area(), wholeOf(*place)));
-    }
+    if (!cursor.mayHaveChanged())
+        return;
+    PictureRegion changed;
+    if (cursor.update(*target, *place))
+        for (const Rect& area : {shownCursor, cursor.area()})
+            changed.add(intersected(area, wholeOf(*place)));
+    pending.add(changed);
+    // A mouse may report a thousand motions a second, also where nothing of them is shown.
+    nextLook = {};
+    if (changed.isEmpty())
+        nextLook = std::chrono::steady_clock::now() + frameInterval;
 }
 
 PictureRegion X11Grabber::damagedCanvas() const {

@@ -25,6 +25,9 @@ public:
     /// Marks possible changes without an event. The next grab repeats what has failed.
     void suspectChange();
     bool mayHaveChanged() const;
+    /// A grab before this time cannot show anything new. Limits the queries for a pointer that moves
+    /// elsewhere.
+    std::chrono::steady_clock::time_point notBefore() const;
     /// Resets reported damage, so that the server reports new drawing in the same place before the next grab.
     void listenOn() { target->clearDamage(); }
 
@@ -55,6 +58,8 @@ private:
     X11Connection& connection;
     const std::unique_ptr<X11Target> target;
     X11Cursor cursor;
+    const std::chrono::microseconds frameInterval;
+    std::chrono::steady_clock::time_point nextLook{}; // at the pointer, when it alone may have changed
     const int width;
     const int height;
     const std::shared_ptr<CanvasPool> pool;

@@ -1,6 +1,7 @@
 #include "Platform/X11/X11ScreenCapture.h"
 #include "Platform/X11/ShmImage.h"
 #include "Platform/X11/X11Content.h"
+#include "Platform/X11/X11Grabber.h"
 #include "X11/VirtualScreen.h"
 
 #include "support/TestSupport.h"
@@ -215,6 +216,42 @@ TEST_F(X11ScreenCapture, showsThePointerAndFollowsIt) {
     EXPECT_TRUE(test::isNear(recording.at(300, 300), green));
     EXPECT_TRUE(
         test::samePicture(recording.latest(), *test::freshPicture(*service, {Kind::display, display})));
+}
+
+TEST_F(X11ScreenCapture, looksAtAPointerElsewhereOnceAFrame) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("LEFT", {0, 0, 960, 1080});
+    screen.movePointer(1500, 500);
+    X11Connection connection(screen.display());
+    const StreamConfiguration configuration{1920, 1080, 16ms, 6};
+    X11Grabber grabber(connection, {Kind::display, display}, configuration,
+        std::make_shared<CanvasPool>(1920, 1080, 4, [] {}));
+    const auto takeNote = [&] {
+        connection.roundTrip();
+        bool news = false;
+        while (const XcbHandle<xcb_generic_event_t> event{xcb_poll_for_event(connection)})
+            news = grabber.handle(*event) || news;
+        return news && grabber.mayHaveChanged();
+    };
+    const auto atOnce = std::chrono::steady_clock::time_point{};
+    takeNote(); // what was drawn before is in the first picture
+    ASSERT_TRUE(grabber.grab());
+    for (const int x : {1510, 1520}) {
+        screen.movePointer(x, 500);
+        ASSERT_TRUE(takeNote());
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_FALSE(grabber.grab());
+        EXPECT_GE(grabber.notBefore(), before + 16ms);
+    }
+    screen.fill(screen.root(), {0, 0, 50, 50}, red);
+    ASSERT_TRUE(takeNote());
+    EXPECT_EQ(grabber.notBefore(), atOnce);
+    for (const int x : {100, 1500}) { // in and out again
+        screen.movePointer(x, 500);
+        ASSERT_TRUE(takeNote());
+        EXPECT_TRUE(grabber.grab());
+        EXPECT_EQ(grabber.notBefore(), atOnce);
+    }
 }
 
 // Many small changes must give the same picture as a full read.
