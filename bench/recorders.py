@@ -1,4 +1,4 @@
-"""The recorders that are measured. Each records the whole screen of DISPLAY into one file."""
+"""The recorders that are measured. Each records the whole screen of DISPLAY into one file of 1920×1080 pixels."""
 
 import json
 import os
@@ -9,6 +9,11 @@ import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BIN = ROOT / "build" / "release" / "bin"
+SIZE = "1920x1080"
+
+
+def screen_size():
+    return os.environ.get("TAVRO_DESKTOP_GEOMETRY", SIZE)
 
 
 class Tavro:
@@ -37,8 +42,10 @@ class Ffmpeg:
 
     def start(self, folder, seconds):
         self.file = folder / "ffmpeg.mp4"
-        command = ["ffmpeg", "-nostdin", "-v", "error", "-f", "x11grab", "-framerate", "60", "-video_size", "1920x1080"]
-        command += ["-i", os.environ["DISPLAY"], "-t", str(seconds), "-c:v", "libx264", "-preset", "superfast"]
+        command = ["ffmpeg", "-nostdin", "-v", "error", "-f", "x11grab", "-framerate", "60"]
+        command += ["-video_size", screen_size(), "-i", os.environ["DISPLAY"], "-t", str(seconds)]
+        command += [] if screen_size() == SIZE else ["-vf", f"scale={SIZE}"]
+        command += ["-c:v", "libx264", "-preset", "superfast"]
         command += ["-crf", "23", "-pix_fmt", "yuv420p", "-y", str(self.file)]
         self.process = subprocess.Popen(command)
 
@@ -55,6 +62,8 @@ class SimpleScreenRecorder:
     def start(self, folder, seconds):
         self.file = folder / "ssr.mp4"
         settings = folder / "ssr.conf"
+        width, height = screen_size().split("x")
+        scaled_width, scaled_height = SIZE.split("x")
         settings.write_text(
             f"""[global]
 nvidia_disable_flipping=ask
@@ -65,13 +74,15 @@ audio_enabled=false
 video_backend=x11
 video_frame_rate=60
 video_record_cursor=true
-video_scale=false
+video_scale={"false" if screen_size() == SIZE else "true"}
+video_scaled_w={scaled_width}
+video_scaled_h={scaled_height}
 video_x11_area=screen
 video_x11_area_screen=0
 video_x=0
 video_y=0
-video_w=1920
-video_h=1080
+video_w={width}
+video_h={height}
 [output]
 add_timestamp=false
 container=mp4
