@@ -66,7 +66,7 @@ bool X11Grabber::grab() {
     if (pending.isEmpty())
         return false;
     damaged = damagedCanvas();
-    const std::vector<Piece> pieces = fit.isOneToOne() ? piecesFor(damaged) : linesFor(damaged);
+    const std::vector<Piece> pieces = piecesFor(damaged);
     target->clearDamage();
     if (!fetch(pieces)) {
         failed = true; // the target has changed or is gone; later events show which
@@ -149,7 +149,7 @@ PictureRegion X11Grabber::damagedCanvas() const {
     return region;
 }
 
-// For unscaled targets: the damaged rectangles, packed one after the other.
+// The source of the damaged rectangles, packed one after the other.
 std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region) const {
     std::vector<Piece> pieces;
     std::size_t used = 0;
@@ -160,28 +160,9 @@ std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region
     }
     if (used <= memory->size())
         return pieces;
-    const Rect all = fit.toSource(region.bounds()); // the rectangles overlap and do not fit
+    const Rect all =
+        fit.toSource(intersected(region.bounds(), fit.picture())); // the rectangles overlap and do not fit
     return {{all, 0, all.width * bytesPerPixel}};
-}
-
-// Scaling needs neighbouring pixels, so read whole lines, each at its offset in the full picture.
-std::vector<X11Grabber::Piece> X11Grabber::linesFor(const PictureRegion& region) const {
-    std::vector<std::pair<int, int>> ranges;
-    for (const Rect& rect : region.rects()) {
-        const Rect area = fit.toSource(intersected(rect, fit.picture()));
-        ranges.emplace_back(area.y, bottomOf(area));
-    }
-    std::sort(ranges.begin(), ranges.end());
-    const Rect whole = fit.source();
-    const int stride = whole.width * bytesPerPixel;
-    std::vector<Piece> pieces;
-    for (const auto& [top, bottom] : ranges) {
-        if (!pieces.empty() && top <= bottomOf(pieces.back().area))
-            pieces.back().area.height = std::max(bottomOf(pieces.back().area), bottom) - pieces.back().area.y;
-        else
-            pieces.push_back({{0, top, whole.width, bottom - top}, std::size_t(top) * stride, stride});
-    }
-    return pieces;
 }
 
 bool X11Grabber::fetch(const std::vector<Piece>& pieces) {

@@ -51,7 +51,6 @@ private:
     void lookAtCursor();
     PictureRegion damagedCanvas() const;
     std::vector<Piece> piecesFor(const PictureRegion& region) const;
-    std::vector<Piece> linesFor(const PictureRegion& region) const;
     bool fetch(const std::vector<Piece>& pieces);
     void draw(const std::vector<Piece>& pieces);
 

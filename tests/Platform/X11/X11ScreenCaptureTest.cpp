@@ -258,12 +258,13 @@ TEST_F(X11ScreenCapture, looksAtAPointerElsewhereOnceAFrame) {
 TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
     std::mt19937 dice(7);
     const auto roll = [&](int least, int most) { return std::uniform_int_distribution(least, most)(dice); };
-    VirtualScreen screen(2560, 1440);
+    VirtualScreen screen(3840, 2160);
     const struct {
         const char* name;
         Rect area;
     } cases[] = {
         {"SAME", {123, 77, 1920, 1080}},    // one to one
+        {"TWICE", {0, 0, 3840, 2160}},      // two pixels to one
         {"LARGER", {0, 0, 2560, 1440}},     // scaled down
         {"SMALLER", {301, 201, 1203, 777}}, // scaled up, bars at the sides
     };
@@ -275,10 +276,11 @@ TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
         for (int round = 0; round < 8; ++round) {
             for (int stroke = 0; stroke < 25; ++stroke) {
                 const int size = roll(0, 9) ? 90 : 900;
-                screen.fill(screen.root(), {roll(-20, 2560), roll(-20, 1440), roll(1, size), roll(1, size)},
+                const int x = c.area.x + roll(-20, c.area.width), y = c.area.y + roll(-20, c.area.height);
+                screen.fill(screen.root(), {x, y, roll(1, size), roll(1, size)},
                     {roll(0, 255), roll(0, 255), roll(0, 255)});
                 if (roll(0, 3) == 0)
-                    screen.movePointer(roll(0, 2559), roll(0, 1439));
+                    screen.movePointer(x, y);
                 if (roll(0, 4) == 0)
                     waitUntil([] { return false; }, std::chrono::milliseconds(roll(0, 20)));
             }
