@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Platform/Screen/AxisTaps.h"
 #include "Platform/Screen/Canvas.h"
 #include "Platform/Screen/PixelView.h"
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -16,7 +16,6 @@ public:
     PictureFit() = default;
     PictureFit(int sourceWidth, int sourceHeight, int canvasWidth, int canvasHeight);
 
-    bool isOneToOne() const { return oneToOne; }
     Rect source() const { return {0, 0, sourceWidth, sourceHeight}; }
     const Rect& picture() const { return placed; } ///< on the canvas; bars fill the rest
 
@@ -28,23 +27,16 @@ public:
     void draw(const PixelView& view, Canvas& canvas, const Rect& canvasRect);
 
 private:
-    // Weights, in 256ths, of the source pixels from `first` for one canvas line or column.
-    struct Taps {
-        int first = 0;
-        std::vector<std::uint16_t> weights;
-    };
-    static std::vector<Taps> makeTaps(int from, int to);
-    void scaleLine(const PixelView& view, int line, const Rect& columns, std::uint8_t* to);
+    void drawScaled(const PixelView& view, Canvas& canvas, const Rect& canvasRect);
 
     int sourceWidth = 0;
     int sourceHeight = 0;
     Rect placed;
-    bool oneToOne = false;
-    std::vector<Taps> columnTaps; // relative to `placed`
-    std::vector<Taps> lineTaps;
-    std::vector<std::uint16_t> sums;
-    std::vector<std::uint8_t> mixed;
-    std::vector<std::uint8_t> scaled;
+    int square = 0;      // source pixels per canvas pixel and axis where that is exactly 1 or 2; otherwise 0
+    AxisTaps columnTaps; // relative to `placed`
+    AxisTaps lineTaps;
+    std::vector<std::uint8_t> blended; // one line of the source's width
+    std::vector<std::uint8_t> scaled;  // two canvas lines
 };
 
 } // namespace tavro

@@ -139,7 +139,7 @@ TEST(PictureFit, keepsProportionsInTheMiddle) {
 
 TEST(PictureFit, drawsPiecesThatEqualTheWhole) {
     for (const auto& [width, height] :
-        {std::pair{100, 60}, {77, 131}, {311, 61}, {200, 120}, {100, 61}, {2, 3}}) {
+        {std::pair{100, 60}, {77, 131}, {311, 61}, {200, 120}, {200, 80}, {555, 333}, {100, 61}, {2, 3}}) {
         Picture picture(width, height);
         picture.noise();
         PictureFit fit(width, height, 100, 60);
@@ -161,8 +161,74 @@ TEST(PictureFit, drawsPiecesThatEqualTheWhole) {
     }
 }
 
+// Of the axis's pixels `from`, those that pixel `target` of `to` shows, and how much of each.
+std::vector<std::pair<int, double>> covered(int target, int from, int to) {
+    const double reach = std::max(1.0, double(from) / to);
+    const double start = std::clamp((target + 0.5) * from / to - reach / 2, 0.0, from - reach);
+    std::vector<std::pair<int, double>> shares;
+    for (int pixel = static_cast<int>(start); pixel < std::min<double>(from, start + reach); ++pixel)
+        shares.emplace_back(
+            pixel, (std::min(start + reach, pixel + 1.0) - std::max(start, double(pixel))) / reach);
+    return shares;
+}
+
+TEST(PictureFit, weighsWhatAPixelCovers) {
+    const struct {
+        int width, height;
+        double tolerance;
+    } cases[] = {
+        {192, 80, 0.51}, // exactly half the size: rounded once
+        {128, 54, 2},
+        {138, 57, 2},
+        {288, 120, 2},
+        {700, 291, 2},
+        {50, 20, 2},
+        {97, 39, 2},
+    };
+    for (const auto& c : cases) {
+        Picture picture(c.width, c.height);
+        picture.noise();
+        PictureFit fit(c.width, c.height, 96, 40);
+        Canvas whole(96, 40), strips(96, 40);
+        fit.draw(picture.view(), whole, fit.picture());
+        for (int x = fit.picture().x; x < rightOf(fit.picture()); x += 2) // too narrow for the vector code
+            fit.draw(picture.view(), strips, {x, fit.picture().y, 2, fit.picture().height});
+        EXPECT_TRUE(equal(whole, strips)) << c.width << 'x' << c.height;
+
+        const auto rgbMean = [&](int x, int y) {
+            std::array<double, 3> mean{};
+            for (const auto& [line, ofLine] : covered(y, c.height, fit.picture().height))
+                for (const auto& [column, ofColumn] : covered(x, c.width, fit.picture().width))
+                    for (std::size_t channel = 0; channel < 3; ++channel)
+                        mean[channel] += ofLine * ofColumn * picture.view().at(column, line)[2 - channel];
+            return mean;
+        };
+        const auto dot = [](const std::array<double, 3>& rgb, double red, double green, double blue) {
+            return (red * rgb[0] + green * rgb[1] + blue * rgb[2]) / 255;
+        };
+        for (int y = 0; y < fit.picture().height; y += 2)
+            for (int x = 0; x < fit.picture().width; x += 2) {
+                const int left = fit.picture().x + x, top = fit.picture().y + y;
+                std::array<double, 3> square{};
+                for (const auto& [i, j] : {std::pair{0, 0}, {1, 0}, {0, 1}, {1, 1}}) {
+                    const auto rgb = rgbMean(x + i, y + j);
+                    for (std::size_t channel = 0; channel < 3; ++channel)
+                        square[channel] += rgb[channel] / 4;
+                    ASSERT_NEAR(whole.planes[0][(top + j) * whole.strides[0] + left + i],
+                        16 + 219 * dot(rgb, 0.2126, 0.7152, 0.0722), c.tolerance)
+                        << c.width << 'x' << c.height << ": " << x << ' ' << y;
+                }
+                const int at = top / 2 * whole.strides[1] + left / 2;
+                ASSERT_NEAR(
+                    whole.planes[1][at], 128 + 224 * dot(square, -0.11457, -0.38543, 0.5), c.tolerance);
+                ASSERT_NEAR(
+                    whole.planes[2][at], 128 + 224 * dot(square, 0.5, -0.45415, -0.04585), c.tolerance);
+            }
+    }
+}
+
 TEST(PictureFit, changesNoPlainColor) {
-    for (const auto& [width, height] : {std::pair{63, 41}, {257, 143}, {1000, 333}}) {
+    for (const auto& [width, height] : {std::pair{63, 41}, {200, 120}, {257, 143}, {1000, 333}}) {
         Picture picture(width, height);
         picture.fill(picture.area, {255, 255, 255});
         PictureFit fit(width, height, 100, 60);
