@@ -47,11 +47,12 @@ def verdict(what, value, bar, unit):
 class Programs:
     """Programs that end with the block."""
 
-    def __init__(self, *commands):
+    def __init__(self, *commands, output=subprocess.DEVNULL):
         self.commands = commands
+        self.output = output
 
     def __enter__(self):
-        self.processes = [subprocess.Popen(c, stdout=subprocess.DEVNULL) for c in self.commands]
+        self.processes = [subprocess.Popen(c, stdout=self.output) for c in self.commands]
         time.sleep(1.5)
 
     def __exit__(self, *_):

@@ -23,6 +23,13 @@ def frame_numbers(file):
     return ((centres > 127) * (1 << numpy.arange(CELLS - 1, -1, -1))).sum(axis=1)
 
 
+def frame_times(file):
+    """When the file shows each of its frames, in seconds."""
+    command = ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=pts_time", "-of", "csv=p=0"]
+    data = subprocess.run([*command, str(file)], stdout=subprocess.PIPE, check=True, text=True).stdout
+    return sorted(float(line.strip(",")) for line in data.split())
+
+
 def luma_weights(file):
     """Of red, green and blue, after the matrix that the file names; BT.601 when it names none."""
     command = ["ffprobe", "-v", "error", "-show_entries", "stream=color_space", "-of", "csv=p=0", str(file)]
