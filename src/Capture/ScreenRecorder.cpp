@@ -176,6 +176,7 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
         auto finished = finishWriter();
         hasPictures = co_await finished;
     }
+    tellOfDroppedFrames();
     recordingOutput.reset();
     currentFrame.reset();
     const std::filesystem::path file = *std::exchange(outputFile, std::nullopt);
@@ -199,6 +200,7 @@ QCoro::Task<bool> ScreenRecorder::finishWriter() {
     if (sessionStarted) {
         holdThroughPause(1us); // a pause at the end counts as recorded time
         videoInput->markAsFinished();
+        lastStatistics.framesRefused = videoInput->framesRefused();
         auto finished = writer->finishWriting();
         co_await finished;
         if (writer->status() == AssetWriter::Status::failed)
@@ -213,6 +215,14 @@ void ScreenRecorder::dropWriter() {
     writer.reset();
     sessionStarted = false;
     writtenFrame.reset();
+}
+
+void ScreenRecorder::tellOfDroppedFrames() const {
+    const auto& [delivered, dropped, refused] = lastStatistics;
+    if (dropped + refused > 0)
+        Log::info(QStringLiteral("recorder: %1 of %2 frames were dropped; the machine was busy")
+                      .arg(dropped + refused)
+                      .arg(delivered + dropped));
 }
 
 QCoro::Task<> ScreenRecorder::discard() {

@@ -49,7 +49,7 @@ public:
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
     /// The latest picture of the take, for a still image; null when there is none.
     const VideoFramePtr& currentSampleBuffer() const { return currentFrame; }
-    /// Of the running stream, or of the last one.
+    /// Of the running stream; or of the last one, with what its writer refused.
     StreamStatistics statistics() const { return stream ? stream->statistics() : lastStatistics; }
 
 private:
@@ -63,6 +63,7 @@ private:
     void tellOfFailure(const std::exception_ptr& reason);
     QCoro::Task<bool> finishWriter();
     void dropWriter();
+    void tellOfDroppedFrames() const;
 
     ScreenCaptureService& screen;
     AssetWriterFactory& writers;

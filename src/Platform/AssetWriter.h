@@ -34,6 +34,8 @@ public:
     /// False when refused. Damage of refused frames passes to the next. `markAsFinished()` still encodes the
     /// last frame if a full queue caused its refusal.
     virtual bool append(const VideoFramePtr& frame) = 0;
+    /// Frames that are missing in the file because the queue was full.
+    virtual std::uint64_t framesRefused() const = 0;
 };
 
 class AudioWriterInput : public AssetWriterInput {

@@ -61,7 +61,8 @@ public:
 
 struct StreamStatistics {
     std::uint64_t framesDelivered = 0;
-    std::uint64_t framesDropped = 0; ///< pictures replaced by a later one before delivery
+    std::uint64_t framesDropped = 0; ///< pictures replaced by a later one though their turn had come
+    std::uint64_t framesRefused = 0; ///< delivered, but the writer of the file was busy
 };
 
 /// A capture of one target. Main thread.

@@ -101,6 +101,31 @@ TEST_F(ScreenRecorderTest, leavesTheFileToTheRecordingOutputFrom15On) {
     EXPECT_TRUE(writers.calls().isEmpty());
 }
 
+TEST_F(ScreenRecorderTest, tellsOfDroppedFramesWhenThereAreAny) {
+    struct Case {
+        StreamStatistics ofStream;
+        int refused;
+        QString told; ///< empty: nothing
+    };
+    const QString line = QStringLiteral("[INFO] recorder: %1 frames were dropped; the machine was busy");
+    for (const auto& [ofStream, refused, told] :
+        {Case{{7, 0}, 0, {}}, Case{{7, 2}, 0, line.arg(QStringLiteral("2 of 9"))},
+            Case{{7, 2}, 3, line.arg(QStringLiteral("5 of 9"))}}) {
+        make(writing);
+        const test::LogLines lines;
+        screen.statistics = ofStream;
+        screen.firstFrame = frameAt(1s, 0);
+        start();
+        writers.fail(FakeAssetWriterFactory::Step::append);
+        for (int i = 1; i <= refused; ++i)
+            screen.show(frameAt(1s + i * 10ms, static_cast<std::uint64_t>(i)));
+        writers.succeed(FakeAssetWriterFactory::Step::append);
+        await(recorder->stop());
+        EXPECT_EQ(lines.all().filter(QStringLiteral("dropped")),
+            told.isEmpty() ? QStringList() : QStringList{told});
+    }
+}
+
 TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
     make(writing);
     screen.firstFrame = frameAt(1s, 0);

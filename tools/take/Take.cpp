@@ -129,7 +129,7 @@ QCoro::Task<TakeReport> Take::report(QString sessionId) {
     }
     const StreamStatistics statistics = capture.statistics();
     report.framesDelivered = static_cast<std::int64_t>(statistics.framesDelivered);
-    report.framesDropped = static_cast<std::int64_t>(statistics.framesDropped);
+    report.framesDropped = static_cast<std::int64_t>(statistics.framesDropped + statistics.framesRefused);
     co_return report;
 }
 

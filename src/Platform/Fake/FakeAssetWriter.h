@@ -113,8 +113,14 @@ private:
     public:
         using Input::Input;
         bool append(const VideoFramePtr& frame) override {
-            return take({{frame->presentationTime.count(), std::micro::den}, {}, frame});
+            const bool taken = take({{frame->presentationTime.count(), std::micro::den}, {}, frame});
+            refused += taken ? 0 : 1;
+            return taken;
         }
+        std::uint64_t framesRefused() const override { return refused; }
+
+    private:
+        std::uint64_t refused = 0;
     };
     class AudioInput final : public Input<AudioWriterInput> {
     public:

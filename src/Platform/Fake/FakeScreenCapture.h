@@ -50,6 +50,7 @@ public:
     /// Calls in order, with the arguments that matter, e.g. "makeStream window/7 1920x1080 6".
     QStringList calls;
     StreamConfiguration configuration; ///< of the last stream made
+    StreamStatistics statistics{7, 2};
 
     void show(const VideoFramePtr& frame) {
         for (const auto& handler : std::vector(handlers))
@@ -112,7 +113,7 @@ private:
             screen.handlers.clear();
             co_return;
         }
-        StreamStatistics statistics() const override { return {7, 2}; }
+        StreamStatistics statistics() const override { return screen.statistics; }
 
     private:
         FakeScreenCapture& screen;

@@ -22,6 +22,7 @@ struct TrackPicture {
     VideoFramePtr frame;
     std::int64_t time; ///< microseconds on the file's time line, later than the previous picture
     Damage damage;     ///< since the previous picture
+    std::chrono::steady_clock::time_point submitted; ///< since then it waits for the encoder
 };
 
 /// The next samples of an audio track. Gaps become silence; overlapping samples are dropped.

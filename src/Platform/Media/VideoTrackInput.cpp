@@ -5,8 +5,8 @@
 namespace tavro {
 
 namespace {
-// Enough for one slow picture; more would only hold canvases of the capture.
-constexpr int mostFramesWaiting = 4;
+// As many as an encoder that has to wait for its turn needs; all hold canvases of the capture.
+constexpr int mostFramesWaiting = 8;
 } // namespace
 
 VideoTrackInput::VideoTrackInput(const VideoSettings& settings_, std::shared_ptr<WriterPipeline> pipeline_)
@@ -24,7 +24,10 @@ bool VideoTrackInput::append(const VideoFramePtr& frame) {
         return false;
     collectDamage(*frame);
     if (!isReadyForMoreMediaData()) {
-        refused = frame;
+        if (!finished && pipeline->isWriting()) {
+            refused = frame;
+            ++refusals;
+        }
         return false;
     }
     return submit(frame);
@@ -32,8 +35,8 @@ bool VideoTrackInput::append(const VideoFramePtr& frame) {
 
 void VideoTrackInput::markAsFinished() {
     // The last picture determines the file's length, so it may exceed the limit.
-    if (refused && !finished && pipeline->takes(mostFramesWaiting + 1))
-        submit(VideoFramePtr(refused));
+    if (refused && !finished && pipeline->takes(mostFramesWaiting + 1) && submit(VideoFramePtr(refused)))
+        --refusals;
     refused.reset();
     finished = true;
 }
@@ -44,7 +47,8 @@ bool VideoTrackInput::submit(const VideoFramePtr& frame) {
     if (time < 0 || (lastTime && time <= *lastTime))
         return false;
     lastTime = time;
-    pipeline->submit(TrackPicture{frame, time, std::exchange(damage, {})}, 1);
+    pipeline->submit(
+        TrackPicture{frame, time, std::exchange(damage, {}), std::chrono::steady_clock::now()}, 1);
     return true;
 }
 

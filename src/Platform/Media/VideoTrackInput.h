@@ -11,6 +11,7 @@ public:
     bool isReadyForMoreMediaData() const override;
     void markAsFinished() override;
     bool append(const VideoFramePtr& frame) override;
+    std::uint64_t framesRefused() const override { return refusals; }
 
 private:
     bool submit(const VideoFramePtr& frame);
@@ -21,6 +22,7 @@ private:
     bool finished = false;
     Damage damage;         // since the last frame accepted
     VideoFramePtr refused; // the last frame, if the queue was full
+    std::uint64_t refusals = 0;
     std::optional<std::uint64_t> lastSequence;
     std::optional<std::int64_t> lastTime; // of the last frame accepted
 };

@@ -42,9 +42,18 @@ constexpr microseconds fastInterval = 25ms;
 constexpr double rateMemory = 0.5; // seconds
 constexpr double quantizersPerHalving = 6, restraint = 4;
 
+constexpr int hasteQuantizers = 6; // coarser by this much in haste
+
 // The ratio of step sizes, which double every six quantizers.
 float factor(int quantizers) {
     return static_cast<float>(std::exp2(quantizers / 6.0));
+}
+
+// Scrolling needs a wide search, and text is found again in small parts.
+void setSearch(x264_param_t& parameters, bool inHaste) {
+    parameters.analyse.i_me_method = inHaste ? X264_ME_DIA : X264_ME_UMH;
+    parameters.analyse.inter =
+        inHaste ? 0 : X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
 }
 
 x264_param_t makeParameters(const VideoSettings& settings) {
@@ -75,12 +84,10 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
     parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
-    parameters.analyse.inter = X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
     parameters.analyse.i_luma_deadzone[0] = 19;
     parameters.analyse.i_chroma_qp_offset = 3; // chroma noise is the least visible
-    // Scrolling needs a wide search, but no subpixels: three more copies of each picture, 14 MB in all.
-    parameters.analyse.i_me_method = X264_ME_UMH;
-    parameters.analyse.i_subpel_refine = 0;
+    setSearch(parameters, false);
+    parameters.analyse.i_subpel_refine = 0; // subpixels need three more copies of each picture, 14 MB in all
     // Intra blocks handle cuts anyway. Detection of cuts and fades needs a smaller copy of each picture.
     parameters.i_scenecut_threshold = 0;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
@@ -184,8 +191,12 @@ int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
         return TakeFormat::stillQuantizer;
     if (isKeyFrame)
         return TakeFormat::keyFrameQuantizer;
-    return (time - lastFrame < fastInterval ? TakeFormat::fastQuantizer : TakeFormat::quantizer) +
-           restrained();
+    return (time - lastFrame < fastInterval ? TakeFormat::fastQuantizer : TakeFormat::quantizer) + coarser();
+}
+
+// How many quantizers the picture is coarser for the sake of size or speed.
+int X264Encoder::coarser() const {
+    return std::min(restrained() + (haste.isOn() ? hasteQuantizers : 0), TakeFormat::mostRestraint);
 }
 
 int X264Encoder::restrained() const {
@@ -197,13 +208,27 @@ int X264Encoder::restrained() const {
 
 void X264Encoder::noteSize(int bytes, microseconds interval) {
     const double seconds = std::chrono::duration<double>(std::max(interval, microseconds(1))).count();
-    const double rate = bytes / seconds * std::exp2(restrained() / quantizersPerHalving);
+    const double rate = bytes / seconds * std::exp2(coarser() / quantizersPerHalving);
     freeRate += (rate - freeRate) * (1 - std::exp(-seconds / rateMemory));
 }
 
+// In haste, blocks are predicted whole, from the best vector nearby. Text costs twice the bits then, films
+// cost two thirds of the time.
+void X264Encoder::hurryAfter(std::chrono::steady_clock::duration wait) {
+    const bool before = haste.isOn();
+    if (haste.afterWaiting(std::chrono::duration_cast<microseconds>(wait)) == before)
+        return;
+    x264_param_t parameters;
+    x264_encoder_parameters(encoder.get(), &parameters);
+    setSearch(parameters, haste.isOn());
+    if (x264_encoder_reconfig(encoder.get(), &parameters) < 0)
+        throw failure();
+}
+
 void X264Encoder::encode(const TrackContent& content, const Output& output) {
-    const auto& [frame, position, damage] = std::get<TrackPicture>(content);
+    const auto& [frame, position, damage, submitted] = std::get<TrackPicture>(content);
     const microseconds time(position);
+    hurryAfter(std::chrono::steady_clock::now() - submitted);
     blocks.set(damage, 0, X264_MBINFO_CONSTANT);
 
     x264_picture_t picture;

@@ -2,6 +2,7 @@
 
 #include "Core/Errors.h"
 #include "Platform/AssetWriter.h"
+#include "Platform/Media/Haste.h"
 #include "Platform/Media/SmallPages.h"
 #include "Platform/Media/TrackEncoder.h"
 
@@ -33,7 +34,9 @@ private:
     PlatformError failure();
     bool isKeyFrameDue(std::chrono::microseconds time) const;
     int quantizerFor(bool isKeyFrame, std::chrono::microseconds time) const;
+    int coarser() const;
     int restrained() const;
+    void hurryAfter(std::chrono::steady_clock::duration wait);
     void noteSize(int bytes, std::chrono::microseconds interval);
 
     const VideoSettings settings;
@@ -42,6 +45,7 @@ private:
     MacroblockMap blocks;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     std::chrono::microseconds lastFrame{};
+    Haste haste;
     double freeRate = 0;  // recent byte rate without restraint
     QStringList reported; // the encoder's log lines of its last failure
 };

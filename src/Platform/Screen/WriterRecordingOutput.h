@@ -17,6 +17,7 @@ public:
     void open(int width, int height); ///< of the stream's pictures
     void write(const VideoFramePtr& frame);
     QCoro::Task<> finish(); ///< the file; never throws
+    std::uint64_t framesRefused() const { return input->framesRefused(); }
 
 private:
     std::unique_ptr<AssetWriter> writer;

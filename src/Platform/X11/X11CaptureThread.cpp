@@ -96,7 +96,7 @@ private:
             news = grabber.handle(*event) || news;
         if (news) {
             const auto time = Clock::now();
-            if (waiting && time - lastNews > samePicture)
+            if (waiting && grabTime() < time && time - lastNews > samePicture)
                 owner.channel->countDropped(); // the next picture replaces the waiting one
             if (!waiting)
                 firstNews = time;

@@ -56,4 +56,11 @@ QCoro::Task<> X11ScreenStream::stopCapture() {
     }
 }
 
+StreamStatistics X11ScreenStream::statistics() const {
+    StreamStatistics counts = channel->statistics();
+    if (recording)
+        counts.framesRefused = recording->framesRefused();
+    return counts;
+}
+
 } // namespace tavro

@@ -23,7 +23,7 @@ public:
     void setFailureHandler(FailureHandler handler) override;
     QCoro::Task<> startCapture() override;
     QCoro::Task<> stopCapture() override;
-    StreamStatistics statistics() const override { return channel->statistics(); }
+    StreamStatistics statistics() const override;
 
 private:
     const QByteArray display;

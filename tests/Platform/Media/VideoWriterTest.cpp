@@ -190,6 +190,7 @@ TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
     if (lastRefused) // the take's last frame is always kept
         painted.push_back(canvas.planes()[0]);
     finish();
+    EXPECT_EQ(input->framesRefused(), static_cast<std::uint64_t>(refused - (lastRefused ? 1 : 0)));
     const auto pictures = decodePictures(file);
     ASSERT_EQ(pictures.size(), painted.size());
     for (std::size_t i = 0; i < pictures.size(); ++i)
