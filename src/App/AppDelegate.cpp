@@ -61,10 +61,15 @@ void startLater(const QString& name, std::function<QCoro::Task<>()> task) {
 AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeWay)
     : desktop(desktopGiven)
     , keychain(desktop.secrets)
-    , notices(desktop.notifier, *desktop.workspace)
+    , notices(desktop.notifier, *desktop.workspace,
+          [this](const auto& sessionIds) { keptUploads.upload(sessionIds); })
     , permissions(desktop.privacy, *desktop.workspace,
           {.makeWay = std::move(makeWay), .terminate = [] { QCoreApplication::quit(); }})
     , muxer(*desktop.media)
+    , keptUploads(workDirectory(), muxer,
+          {.connect = [this] { return makeBackend(); },
+              .progress = [this](auto part) { statusBar->setUploadProgress(part); },
+              .ended = [this](const auto& outcomes) { notices.uploadsEnded(outcomes); }})
     , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
           *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
     , disk(workDirectory())
@@ -118,26 +123,28 @@ void AppDelegate::buildBackend() {
         rebuildWhenEnded = true;
         return;
     }
-    const auto token = keychain.get(apiTokenAccount);
-    const bool devMode = config.devMode();
-    localBackend.reset();
-    if (devMode || !token) {
-        localBackend = std::make_shared<MockBackend>(Paths::applicationSupport() / "Tavro");
-        backend = localBackend;
-        Log::info(
-            QStringLiteral("backend: MockBackend (local files) — devMode=%1, token=%2, hasRealBackend=%3")
-                .arg(QVariant(devMode).toString(), token ? QStringLiteral("present") : QStringLiteral("none"),
-                    QVariant(!devMode && token).toString()));
-    } else {
-        const QUrl baseURL = config.backendURL();
-        backend = std::make_shared<HTTPBackend>(baseURL, *token);
-        Log::info(QStringLiteral("backend: HTTPBackend → %1 (devMode=false, token=present)")
-                      .arg(baseURL.toString()));
-    }
+    backend = makeBackend();
+    localBackend = std::dynamic_pointer_cast<MockBackend>(backend);
     backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
     if (setup && setup->window())
         showSetup(); // the open window lists the previous backend's records
+}
+
+std::shared_ptr<BackendClient> AppDelegate::makeBackend() const {
+    const auto token = keychain.get(apiTokenAccount);
+    const bool devMode = config.devMode();
+    if (devMode || !token) {
+        Log::info(
+            QStringLiteral("backend: MockBackend (local files) — devMode=%1, token=%2, hasRealBackend=%3")
+                .arg(QVariant(devMode).toString(), token ? QStringLiteral("present") : QStringLiteral("none"),
+                    QVariant(!devMode && token).toString()));
+        return std::make_shared<MockBackend>(Paths::applicationSupport() / "Tavro");
+    }
+    const QUrl baseURL = config.backendURL();
+    Log::info(
+        QStringLiteral("backend: HTTPBackend → %1 (devMode=false, token=present)").arg(baseURL.toString()));
+    return std::make_shared<HTTPBackend>(baseURL, *token);
 }
 
 void AppDelegate::startedAgain() {
@@ -291,7 +298,7 @@ QCoro::Task<> AppDelegate::finishSession() {
     } catch (...) {
         const auto error = describeCurrentError();
         Log::error(QStringLiteral("finish failed: ") + error.text);
-        notices.finishFailed(error, keptRecording(id));
+        notices.finishFailed(error, keptRecording(id), id);
     }
     current->reset();
     sessionEnded();
@@ -380,8 +387,10 @@ void AppDelegate::setUploadProgress(std::int64_t sent, std::int64_t total) {
 
 void AppDelegate::tellWhatWasNeverUploaded() {
     const auto recordings = RecordingsFolder(workDirectory()).tidy();
-    if (!recordings.empty())
-        notices.neverUploaded(recordings);
+    if (recordings.empty())
+        return;
+    notices.neverUploaded(recordings, keptUploads.belongingTo(backend->address()));
+    keptUploads.makeAllWhole();
 }
 
 void AppDelegate::tellWhenThereIsNoTray() {

@@ -71,6 +71,7 @@ private:
     bool isSessionInProgress() const;
     double elapsed() const;
     void setUploadProgress(std::int64_t sent, std::int64_t total);
+    std::shared_ptr<BackendClient> makeBackend() const;
     void tellWhatWasNeverUploaded();
     void completeLaunch();
     void tokenIsRead();
@@ -83,6 +84,7 @@ private:
     Notices notices;
     Permissions permissions;
     VideoAudioMuxer muxer;
+    KeptUploads keptUploads;
     RealScreenCapture capture;
     DiskWatch disk;
 

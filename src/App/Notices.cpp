@@ -5,18 +5,31 @@
 #include "Platform/Workspace.h"
 
 namespace tavro {
-
 namespace {
 
 QString freeSpace(std::uintmax_t bytes, const std::filesystem::path& folder) {
     return QStringLiteral("Only %1 MB are free in %2.").arg(bytes / 1'000'000).arg(Paths::toText(folder));
 }
 
+/// The names of the first files, and how many more there are.
+QString listed(const std::vector<std::filesystem::path>& files) {
+    constexpr qsizetype named = 3;
+    QStringList names;
+    for (const auto& file : files)
+        names << Paths::toText(file.filename());
+    const auto others = names.size() - named;
+    QString list = names.mid(0, named).join(QStringLiteral(", "));
+    if (others > 0)
+        list += QStringLiteral(" and %1 more").arg(others);
+    return list;
+}
+
 } // namespace
 
-Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven)
+Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven, Upload uploadGiven)
     : notifier(notifierGiven)
-    , workspace(workspaceGiven) {}
+    , workspace(workspaceGiven)
+    , upload(std::move(uploadGiven)) {}
 
 void Notices::beginFailed(const ErrorDescription& error) {
     tell(QStringLiteral("The recording did not start"), error.localizedDescription, true);
@@ -47,13 +60,37 @@ void Notices::restartFailed(const ErrorDescription& error) {
         true);
 }
 
-void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept) {
+void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept,
+    const QString& sessionId) {
     const QString summary = QStringLiteral("The recording was not uploaded");
     if (!kept)
         return tell(summary, error.localizedDescription, true);
     const QString body =
         error.localizedDescription + QStringLiteral("\nIt is kept in ") + Paths::toText(*kept);
-    tell(summary, body, true, kept->parent_path());
+    tell(summary, body, true, kept->parent_path(), {sessionId});
+}
+
+void Notices::uploadsEnded(const std::vector<KeptUploads::Outcome>& outcomes) {
+    std::vector<std::filesystem::path> uploaded, left;
+    std::vector<QString> again;
+    QString reason;
+    for (const auto& outcome : outcomes) {
+        (outcome.failure ? left : uploaded).push_back(outcome.file);
+        if (!outcome.failure)
+            continue;
+        again.push_back(outcome.sessionId);
+        if (reason.isEmpty())
+            reason = outcome.failure->localizedDescription;
+    }
+    if (!uploaded.empty())
+        tell(uploaded.size() == 1 ? QStringLiteral("Recording uploaded")
+                                  : QStringLiteral("Recordings uploaded"),
+            listed(uploaded), false);
+    if (!left.empty())
+        tell(QStringLiteral("The upload failed"),
+            QStringLiteral("%1\nIn %2: %3")
+                .arg(reason, Paths::toText(left.front().parent_path()), listed(left)),
+            true, left.front().parent_path(), again);
 }
 
 void Notices::narrationLeft(const std::filesystem::path& sound) {
@@ -70,18 +107,12 @@ void Notices::savedLocally(const std::filesystem::path& video) {
     tell(QStringLiteral("Recording saved"), Paths::toText(video), false, video.parent_path());
 }
 
-void Notices::neverUploaded(const std::vector<std::filesystem::path>& recordings) {
-    constexpr qsizetype named = 3;
-    QStringList names;
-    for (const auto& recording : recordings)
-        names << Paths::toText(recording.filename());
-    const auto others = names.size() - named;
-    QString list = names.mid(0, named).join(QStringLiteral(", "));
-    if (others > 0)
-        list += QStringLiteral(" and %1 more").arg(others);
+void Notices::neverUploaded(
+    const std::vector<std::filesystem::path>& recordings, const std::vector<QString>& sessionIds) {
     const auto folder = recordings.front().parent_path();
     tell(QStringLiteral("Recordings that were never uploaded"),
-        QStringLiteral("In %1: %2").arg(Paths::toText(folder), list), false, folder);
+        QStringLiteral("In %1: %2").arg(Paths::toText(folder), listed(recordings)), false, folder,
+        sessionIds);
 }
 
 void Notices::noTray() {
@@ -91,13 +122,15 @@ void Notices::noTray() {
 }
 
 void Notices::tell(const QString& summary, const QString& body, bool failure,
-    const std::optional<std::filesystem::path>& folder) {
-    std::optional<Notifier::Action> action;
+    const std::optional<std::filesystem::path>& folder, const std::vector<QString>& toUpload) {
+    std::vector<Notifier::Action> actions;
     if (folder) {
-        action = Notifier::Action{QStringLiteral("Open Folder"),
-            [this, url = QUrl::fromLocalFile(Paths::toText(*folder))] { workspace.open(url); }};
+        actions.push_back({QStringLiteral("Open Folder"),
+            [this, url = QUrl::fromLocalFile(Paths::toText(*folder))] { workspace.open(url); }});
     }
-    notifier.show({.summary = summary, .body = body, .action = std::move(action), .failure = failure});
+    if (!toUpload.empty())
+        actions.push_back({QStringLiteral("Upload Again"), [this, toUpload] { upload(toUpload); }});
+    notifier.show({.summary = summary, .body = body, .actions = std::move(actions), .failure = failure});
 }
 
 } // namespace tavro

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Core/Errors.h"
+#include "Session/KeptUploads.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -14,8 +15,9 @@ class Workspace;
 /// Desktop notifications to the user.
 class Notices {
 public:
-    /// Both arguments outlive the object.
-    Notices(Notifier& notifier, Workspace& workspace);
+    /// Notifier and workspace outlive the object. `upload` is the action “Upload Again”.
+    using Upload = std::function<void(const std::vector<QString>& sessionIds)>;
+    Notices(Notifier& notifier, Workspace& workspace, Upload upload);
 
     void beginFailed(const ErrorDescription& error);
     /// Too few bytes are free in `folder` to begin a take, or to go on with it: then it is finished and
@@ -27,20 +29,26 @@ public:
     /// The old take is deleted and no new take runs.
     void restartFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.
-    void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept);
+    void finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept,
+        const QString& sessionId);
+    void uploadsEnded(const std::vector<KeptUploads::Outcome>& outcomes);
     /// The uploaded or saved video lacks the narration, which is in `sound`.
     void narrationLeft(const std::filesystem::path& sound);
     void deleteFailed(const ErrorDescription& error);
     void savedLocally(const std::filesystem::path& video);
-    void neverUploaded(const std::vector<std::filesystem::path>& recordings); ///< not empty
+    /// `recordings` is not empty. `sessionIds`: of those that can be uploaded to the service in use.
+    void neverUploaded(
+        const std::vector<std::filesystem::path>& recordings, const std::vector<QString>& sessionIds);
     void noTray();
 
 private:
     void tell(const QString& summary, const QString& body, bool failure,
-        const std::optional<std::filesystem::path>& folder = std::nullopt);
+        const std::optional<std::filesystem::path>& folder = std::nullopt,
+        const std::vector<QString>& toUpload = {});
 
     Notifier& notifier;
     Workspace& workspace;
+    const Upload upload;
 };
 
 } // namespace tavro

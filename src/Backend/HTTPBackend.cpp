@@ -64,6 +64,7 @@ public:
     void waitUntilIdle();
     void stop();
 
+    QString address() const { return baseURL.toString(QUrl::RemoveUserInfo); }
     QUrl url(const QString& path) const;
     QCoro::Task<QByteArray> request(QByteArray method, QString path, QJsonObject json = {}); // empty: no body
     QCoro::Task<> upload(QUrl url, std::filesystem::path file);
@@ -205,6 +206,10 @@ auto HTTPBackend::onQueue(Operation operation) {
         auto task = operation();
         co_return co_await task;
     });
+}
+
+QString HTTPBackend::address() const {
+    return service->address();
 }
 
 QCoro::Task<std::optional<User>> HTTPBackend::currentUser() {

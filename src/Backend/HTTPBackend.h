@@ -23,6 +23,7 @@ public:
     /// Fails the operations under way and waits for their end.
     ~HTTPBackend() override;
 
+    QString address() const override;
     QCoro::Task<std::optional<User>> currentUser() override; ///< never absent
     QCoro::Task<std::vector<Project>> listProjects() override;
     QCoro::Task<std::vector<Scenario>> listScenarios(QString projectId) override;

@@ -101,7 +101,7 @@ QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
     const HttpAnswer answer = co_await running;
     const bool isDoneAlready = request.method == "DELETE" && answer.status == 404 && answer.isSentAgain;
     if (!answer.isSuccess() && !isDoneAlready)
-        throw BackendError(BackendError::Case::notFound);
+        throw BackendError(BackendError::Case::notFound, answer.status);
     co_return answer.body;
 }
 

@@ -50,6 +50,12 @@ QString decodeText(const QJsonValue& value, Place place) {
     return value.toString();
 }
 
+bool decodeBool(const QJsonValue& value, Place place) {
+    if (!value.isBool())
+        refuse(JsonError::Case::wrongType, place);
+    return value.toBool();
+}
+
 double decodeNumber(const QJsonValue& value, Place place) {
     if (!value.isDouble())
         refuse(JsonError::Case::wrongType, place);

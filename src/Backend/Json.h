@@ -21,9 +21,9 @@
 ///     constexpr auto jsonForm(const Presign*) {
 ///         return json::record("Presign", json::field("url", &Presign::url));
 ///     }
-/// A field is a QString, a double, a std::int64_t, an enumeration or record with a form, a std::vector of
-/// these, or a std::optional of any of them. Only an optional may be absent; it is left out. Unknown keys are
-/// ignored.
+/// A field is a QString, a bool, a double, a std::int64_t, an enumeration or record with a form, a
+/// std::vector of these, or a std::optional of any of them. Only an optional may be absent; it is left out.
+/// Unknown keys are ignored.
 namespace tavro {
 
 /// A failure of the JSON coder. The text names the record and the key.
@@ -103,6 +103,7 @@ struct Place {
 [[noreturn]] void refuse(JsonError::Case which, Place place);
 QJsonValue encodeNumber(double value, Place place);
 QString decodeText(const QJsonValue& value, Place place);
+bool decodeBool(const QJsonValue& value, Place place);
 double decodeNumber(const QJsonValue& value, Place place);
 std::int64_t decodeInteger(const QJsonValue& value, Place place);
 QJsonObject decodeObject(const QJsonValue& value, Place place);
@@ -237,7 +238,7 @@ std::variant<Alternatives...> decodeAs(const VariantForm<count>& form,
 
 template <class T>
 QJsonValue encode(const T& value, Place place) {
-    if constexpr (std::is_same_v<T, QString>) {
+    if constexpr (std::is_same_v<T, QString> || std::is_same_v<T, bool>) {
         return value;
     } else if constexpr (std::is_same_v<T, double>) {
         return encodeNumber(value, place);
@@ -257,6 +258,8 @@ template <class T>
 T decode(const QJsonValue& value, Place place) {
     if constexpr (std::is_same_v<T, QString>) {
         return decodeText(value, place);
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return decodeBool(value, place);
     } else if constexpr (std::is_same_v<T, double>) {
         return decodeNumber(value, place);
     } else if constexpr (std::is_same_v<T, std::int64_t>) {

@@ -54,6 +54,13 @@ void MockBackend::store(const std::filesystem::path& file, const std::filesystem
     }
 }
 
+Session& MockBackend::stored(const QString& sessionId) {
+    std::error_code ignored;
+    if (!sessions.contains(sessionId) && std::filesystem::is_directory(sessionFolder(sessionId), ignored))
+        sessions[sessionId].id = sessionId;
+    return existing(sessionId);
+}
+
 // The log in memory is authoritative: the next event writes the whole file again.
 void MockBackend::persistEventLog(const QString& sessionId) {
     try {
@@ -111,7 +118,7 @@ QCoro::Task<> MockBackend::sendEvent(QString sessionId, LiveEvent event) {
 
 QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
     return queue.run([this, sessionId, file] {
-        Session& session = existing(sessionId);
+        Session& session = stored(sessionId);
         session.status = SessionStatus::uploading;
         store(file, sessionFolder(sessionId) / videoName);
         session.videoKey = QLatin1String(videoName);

@@ -8,7 +8,8 @@
 namespace tavro {
 
 /// The backend without a service: a fixed sample project, and sessions in memory. Each session writes
-/// events.json and video.mp4 to `<root>/sessions/<id>` and never reads them back.
+/// events.json and video.mp4 to `<root>/sessions/<id>` and never reads them back. The video of a session from
+/// an earlier run can still be uploaded as long as its folder exists.
 class MockBackend final : public BackendClient {
 public:
     /// Creates `root` with its parents. A failure shows when a video is uploaded.
@@ -31,6 +32,7 @@ public:
 
 private:
     Session& existing(const QString& sessionId); ///< throws notFound
+    Session& stored(const QString& sessionId);   ///< also of an earlier run; throws notFound
     void persistEventLog(const QString& sessionId);
     static void store(const std::filesystem::path& file, const std::filesystem::path& video);
 

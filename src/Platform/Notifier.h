@@ -3,7 +3,7 @@
 #include <QString>
 
 #include <functional>
-#include <optional>
+#include <vector>
 
 namespace tavro {
 
@@ -12,12 +12,13 @@ class Notifier {
 public:
     struct Action {
         QString label;
-        std::function<void()> run; ///< called on the main thread, at most once, while the notifier exists
+        std::function<void()> run; ///< called on the main thread while the notifier exists
     };
+    /// At most one of its actions runs, once.
     struct Notification {
         QString summary;
-        QString body;                                ///< plain text
-        std::optional<Action> action = std::nullopt; ///< on a click on the notification or its button
+        QString body;                     ///< plain text
+        std::vector<Action> actions = {}; ///< buttons; a click on the notification itself runs the first
         bool failure = false;
     };
 

@@ -1,8 +1,10 @@
 #include "Session/RecordingSession.h"
 
 #include "Backend/ModelsJson.h"
+#include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Session/TakeFilm.h"
 
 #include <QVariant>
 
@@ -60,12 +62,15 @@ QCoro::Task<> RecordingSession::begin(
     const FileWork work(*this);
     bool captureTouched = false;
     std::exception_ptr failure;
+    std::shared_ptr<RecordingNote> kept;
     try {
         folder.requireOwn();
         auto creating = backend->createSession(scenarioId, appUrl, target);
         const SessionHandle handle = co_await creating;
         id = handle.session.id;
         Log::info(QStringLiteral("session.begin: backend created session id=%1").arg(handle.session.id));
+        kept = note =
+            std::make_shared<RecordingNote>(folder.note(*id), KeptRecording{*id, backend->address()});
         output = folder.video(handle.session.id);
         captureTouched = true;
         auto starting = capture.start(target, includeMic, *output);
@@ -80,6 +85,8 @@ QCoro::Task<> RecordingSession::begin(
         co_return;
     if (captureTouched)
         co_await capture.discard();
+    if (kept)
+        kept->remove();
     abandoned = id;
     if (machine.phase() == SessionPhase::setup)
         machine.apply(SessionAction::cancelSetup);
@@ -145,11 +152,14 @@ QCoro::Task<> RecordingSession::finish() {
         co_return;
     const QString session = *id;
     const double duration = elapsed();
+    const auto kept = note;
+    kept->update([duration](KeptRecording& recording) { recording.durationSeconds = duration; });
     auto finalizing = finalFile(session, QStringLiteral("uploading video-only file"));
     const auto file = co_await finalizing;
     try {
         auto finishing = backend->finishSession(session, duration);
         co_await finishing;
+        kept->update([](KeptRecording& recording) { recording.finishTold = true; });
         auto uploading = backend->uploadVideo(session, file);
         co_await uploading;
     } catch (...) {
@@ -169,31 +179,18 @@ QCoro::Task<> RecordingSession::finish() {
 QCoro::Task<std::filesystem::path> RecordingSession::finalFile(QString session, QString withoutMux) {
     machine.apply(SessionAction::finish);
     const FileWork work(*this);
+    const auto kept = note; // a reset may come meanwhile
     auto stopping = capture.stop();
     const auto video = co_await stopping;
     machine.apply(SessionAction::videoFinalized);
-    if (const auto audio = capture.audioFile()) {
-        const auto joined = folder.muxed(session);
-        try {
-            auto muxing = muxer.mux(video, *audio, joined);
-            co_await muxing;
-            Log::info(
-                QStringLiteral("session.finish: mux succeeded → %1").arg(Paths::toText(joined.filename())));
-            co_return joined;
-        } catch (...) {
-            Log::error(QStringLiteral("session.finish: mux failed (%1); %2")
-                           .arg(localizedDescriptionOfCurrentError(), withoutMux));
-            soundLeft = audio;
-        }
-    }
-    try {
-        auto completing = muxer.complete(video);
-        co_await completing;
-    } catch (...) { // the fragmented file is playable too
-        Log::error(QStringLiteral("session.finish: %1 stays in fragments: %2")
-                       .arg(Paths::toText(video.filename()), localizedDescriptionOfCurrentError()));
-    }
-    co_return video;
+    const auto audio = capture.audioFile();
+    auto making =
+        makeFilm(muxer, video, audio, folder.muxed(session), QStringLiteral("session.finish"), withoutMux);
+    const TakeFilm film = co_await making;
+    if (!film.hasItsSound)
+        soundLeft = audio;
+    kept->update([&film](KeptRecording& recording) { recording.isWhole = film.isWhole; });
+    co_return film.file;
 }
 
 QCoro::Task<> RecordingSession::deleteSession() {
@@ -204,7 +201,9 @@ QCoro::Task<> RecordingSession::deleteSession() {
     machine.apply(SessionAction::delete_);
     // The next session must wait until this one is deleted.
     const FileWork work(*this);
+    const auto kept = note;
     co_await capture.discard();
+    kept->remove();
     if (id == session) {
         auto reporting = report(event::Deleted());
         co_await reporting;
@@ -223,6 +222,7 @@ QCoro::Task<std::optional<std::filesystem::path>> RecordingSession::finalizeTake
     const SessionPhase phase = machine.phase();
     if (!id || (phase != SessionPhase::recording && phase != SessionPhase::paused))
         co_return std::nullopt;
+    note->update([duration = elapsed()](KeptRecording& recording) { recording.durationSeconds = duration; });
     auto finalizing = finalFile(*id, QStringLiteral("picture and sound stay in files of their own"));
     const auto file = co_await finalizing;
     reset();
@@ -251,6 +251,7 @@ void RecordingSession::reset() {
 
 void RecordingSession::clear() {
     id.reset();
+    note.reset();
     startDate.reset();
     output.reset();
     soundLeft.reset();

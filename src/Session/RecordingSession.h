@@ -3,6 +3,7 @@
 #include "Backend/BackendClient.h"
 #include "Core/Promise.h"
 #include "Session/CaptureController.h"
+#include "Session/RecordingNote.h"
 #include "Session/RecordingsFolder.h"
 #include "Session/SessionStateMachine.h"
 
@@ -76,7 +77,8 @@ private:
 
     SessionStateMachine machine;
     std::optional<QString> id;
-    std::optional<QString> abandoned; ///< on the backend, of a begin that failed
+    std::shared_ptr<RecordingNote> note; ///< with the session; held by its finish to its end
+    std::optional<QString> abandoned;    ///< on the backend, of a begin that failed
     std::optional<Clock::time_point> startDate;
     std::chrono::duration<double> pausedAccumulated{0};
     std::optional<Clock::time_point> pauseStartedAt;

@@ -4,6 +4,7 @@
 #include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Session/RecordingNote.h"
 
 #include <QFile>
 
@@ -21,6 +22,7 @@ namespace {
 constexpr auto videoSuffix = ".mp4";
 constexpr auto soundSuffix = ".m4a";
 constexpr auto muxedSuffix = "-muxed.mp4";
+constexpr auto noteSuffix = ".json";
 constexpr auto markSuffix = ".uploaded";
 
 // Another instance that is about to end may still write; its files keep changing.
@@ -48,6 +50,13 @@ bool isAbandoned(const fs::path& unfinished) {
     std::error_code failed;
     const auto changed = fs::last_write_time(unfinished, failed);
     return !failed && fs::file_time_type::clock::now() - changed > longestStandstill;
+}
+
+// A note without a recording, of no take under way.
+bool isLoneNote(const fs::path& path) {
+    const std::string stem = (path.parent_path() / path.stem()).string();
+    return path.extension() == noteSuffix && !isFile(stem + videoSuffix) && !isFile(stem + muxedSuffix) &&
+           !isFile(stem + soundSuffix) && !RecordingNote::isHeld(path) && RecordingNote::read(path);
 }
 
 // True for the most complete file of a recording: joined, else picture, else sound.
@@ -108,11 +117,19 @@ fs::path RecordingsFolder::muxed(const QString& sessionId) const {
     return file(sessionId, muxedSuffix);
 }
 
+fs::path RecordingsFolder::sound(const QString& sessionId) const {
+    return file(sessionId, soundSuffix);
+}
+
+fs::path RecordingsFolder::note(const QString& sessionId) const {
+    return file(sessionId, noteSuffix);
+}
+
 std::uintmax_t RecordingsFolder::size(const QString& sessionId) const {
     std::uintmax_t sum = 0;
-    for (const char* suffix : {videoSuffix, soundSuffix}) {
+    for (const fs::path& part : {video(sessionId), sound(sessionId)}) {
         std::error_code missing;
-        const auto bytes = fs::file_size(file(sessionId, suffix), missing);
+        const auto bytes = fs::file_size(part, missing);
         sum += missing ? 0 : bytes;
     }
     return sum;
@@ -123,8 +140,10 @@ void RecordingsFolder::markUploaded(const QString& sessionId) const {
     if (!obstacle().isEmpty())
         return;
     QFile mark(Paths::toText(file(sessionId, markSuffix)));
-    if (mark.open(QIODevice::WriteOnly))
-        mark.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    if (!mark.open(QIODevice::WriteOnly))
+        return;
+    mark.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    Files::remove(note(sessionId));
 }
 
 void RecordingsFolder::removeUploaded() const {
@@ -136,7 +155,7 @@ void RecordingsFolder::removeUploaded() const {
         const std::string stem = (folder / mark.stem()).string();
         if (isFile(stem + muxedSuffix)) // else the upload lacks the sound
             Files::remove(stem + soundSuffix);
-        for (const char* suffix : {videoSuffix, muxedSuffix, markSuffix})
+        for (const char* suffix : {videoSuffix, muxedSuffix, noteSuffix, markSuffix})
             Files::remove(stem + suffix); // the mark last: an interrupted removal continues next time
     }
 }
@@ -146,9 +165,10 @@ std::vector<fs::path> RecordingsFolder::tidy() const {
         return {};
     removeUploaded();
     for (const fs::path& path : filesIn(folder))
-        if (path.extension() == Files::unfinishedSuffix && isAbandoned(path))
+        if ((path.extension() == Files::unfinishedSuffix && isAbandoned(path)) || isLoneNote(path))
             Files::remove(path);
     std::vector<fs::path> kept = filesIn(folder);
+    std::erase_if(kept, [](const fs::path& path) { return path.extension() == noteSuffix; });
     for (const fs::path& path : kept)
         Log::info(
             QStringLiteral("recordings: kept %1, its session was never uploaded").arg(Paths::toText(path)));

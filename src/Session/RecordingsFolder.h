@@ -22,6 +22,8 @@ public:
 
     std::filesystem::path video(const QString& sessionId) const;
     std::filesystem::path muxed(const QString& sessionId) const;
+    std::filesystem::path sound(const QString& sessionId) const;
+    std::filesystem::path note(const QString& sessionId) const; ///< see RecordingNote.h
 
     /// Bytes of the take's picture and sound so far.
     std::uintmax_t size(const QString& sessionId) const;

@@ -66,6 +66,14 @@ void StatusBarController::clearTint() {
     drawIcon();
 }
 
+void StatusBarController::setUploadProgress(std::optional<double> part) {
+    QString text = QStringLiteral("Tavro");
+    if (part)
+        text += QStringLiteral(": a recording is being uploaded, %1 %").arg(static_cast<int>(*part * 100));
+    if (std::exchange(toolTip, text) != text && statusItem)
+        statusItem->setToolTip(toolTip);
+}
+
 void StatusBarController::buildMenu() {
     const auto add = [this](const QString& title, const QKeySequence& keys, const Callback& run) {
         auto* action = menu->addAction(title, [&run] { run(); });
@@ -86,7 +94,7 @@ void StatusBarController::buildMenu() {
 void StatusBarController::showIcon() {
     if (!statusItem) {
         statusItem = std::make_unique<QSystemTrayIcon>();
-        statusItem->setToolTip(QStringLiteral("Tavro"));
+        statusItem->setToolTip(toolTip);
         statusItem->setContextMenu(menu.get());
         QObject::connect(statusItem.get(), &QSystemTrayIcon::activated, menu.get(), [this](auto reason) {
             if (reason == QSystemTrayIcon::Trigger)

@@ -26,6 +26,8 @@ public:
 
     void setTint(const QColor& color); ///< until `clearTint()`
     void clearTint();
+    /// Shows beside the icon how far an upload in the background is, 0 to 1; absent: none runs.
+    void setUploadProgress(std::optional<double> part);
     bool isShown() const { return statusItem != nullptr; }
 
 private:
@@ -38,6 +40,7 @@ private:
     std::unique_ptr<QMenu> menu;
     std::unique_ptr<QSystemTrayIcon> statusItem; ///< null until a tray exists
     std::optional<QColor> tint;
+    QString toolTip = QStringLiteral("Tavro");
 };
 
 } // namespace tavro

@@ -40,7 +40,7 @@ def finish_saves_the_video_and_says_where(scene):
     told = driver.wait_notification("Recording saved")
     (session,) = sessions()
     equal(told["body"], str(session / "video.mp4"), "the place told")
-    driver.click_notification(told, "open")
+    driver.click_notification(told, "Open Folder")
     driver.wait_opened(f"file://{session}")
     driver.wait_opened(f"http://127.0.0.1:9/base/sessions/{session.name}/review")
     equal(types(session), ["paused", "resumed", "finished"], "the session's events")

@@ -28,7 +28,7 @@ def kept_and_told(scene, program):
     again = scene.start()
     told = driver.wait_notification("Recordings that were never uploaded")
     check(video.name in told["body"] and str(scene.recordings) in told["body"], told["body"])
-    driver.click_notification(told, "open")
+    driver.click_notification(told, "Open Folder")
     driver.wait_opened(f"file://{scene.recordings}")
     check(video.exists(), "the launch took the recording away")
     equal(again.stop(), 0, "the exit code with no take under way")

@@ -3,6 +3,7 @@
 #include "Core/Log.h"
 #include "Platform/Desktop/DBusCall.h"
 
+#include <algorithm>
 #include <map>
 #include <vector>
 
@@ -13,7 +14,6 @@ const dbus::Peer notifications{QStringLiteral("org.freedesktop.Notifications"),
     QStringLiteral("/org/freedesktop/Notifications"), QStringLiteral("org.freedesktop.Notifications")};
 
 const QString clicked = QStringLiteral("default"); // action key of a click on the notification itself
-const QString button = QStringLiteral("open");
 
 enum Urgency : uchar { normal = 1, critical = 2 };
 
@@ -42,9 +42,13 @@ public:
 public slots:
     void invoked(uint id, const QString& key) {
         const auto found = actions.find(id);
-        if (found == actions.end() || (key != clicked && key != button))
+        if (found == actions.end())
             return;
-        const auto run = std::move(found->second);
+        const auto chosen = std::ranges::find_if(
+            found->second, [&](const Action& action) { return key == clicked || key == action.label; });
+        if (chosen == found->second.end())
+            return;
+        const auto run = std::move(chosen->run);
         actions.erase(found);
         run();
     }
@@ -64,8 +68,10 @@ private:
 
     void send(Notification notification) {
         QStringList keys;
-        if (notification.action)
-            keys = {clicked, notification.action->label, button, notification.action->label};
+        if (!notification.actions.empty())
+            keys << clicked << notification.actions.front().label;
+        for (const Action& action : notification.actions)
+            keys << action.label << action.label; // the label serves as the key
         const QVariantMap hints{
             {QStringLiteral("desktop-entry"), QStringLiteral("com.quembridge.tavro")},
             {QStringLiteral("urgency"), QVariant::fromValue<uchar>(notification.failure ? critical : normal)},
@@ -84,15 +90,15 @@ private:
             knowsMarkup.reset(); // the next service may differ
             Log::info(QStringLiteral("notification not shown (%1): %2 — %3")
                           .arg(reply.errorMessage(), notification.summary, notification.body));
-        } else if (notification.action) {
-            actions[dbus::value(reply).toUInt()] = notification.action->run;
+        } else if (!notification.actions.empty()) {
+            actions[dbus::value(reply).toUInt()] = notification.actions;
         }
     }
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     std::optional<bool> knowsMarkup;
     std::vector<Notification> waiting;
-    std::map<uint, std::function<void()>> actions;
+    std::map<uint, std::vector<Action>> actions;
 };
 
 DesktopNotifier::DesktopNotifier() : service(std::make_unique<Service>()) {}

@@ -127,7 +127,8 @@ TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasCli
     const auto notify = [this](const QString& body, int& counter, bool failure) {
         notifier.show({.summary = QStringLiteral("Title"),
             .body = body,
-            .action = Notifier::Action{QStringLiteral("Open"), [&counter] { ++counter; }},
+            .actions = {{QStringLiteral("Open"), [&counter] { ++counter; }},
+                {QStringLiteral("Send"), [&counter] { counter += 10; }}},
             .failure = failure});
     };
     notify(QStringLiteral("a < b"), first, false);
@@ -136,13 +137,13 @@ TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasCli
     const auto one = shown(0);
     EXPECT_EQ(one[u"summary"].toString(), QStringLiteral("Title"));
     EXPECT_EQ(one[u"body"].toString(), QStringLiteral("a < b")); // this service does not support markup
-    EXPECT_EQ(
-        one[u"actions"].toObject().keys(), (QStringList{QStringLiteral("default"), QStringLiteral("open")}));
+    EXPECT_EQ(one[u"actions"].toObject().keys(),
+        (QStringList{QStringLiteral("Open"), QStringLiteral("Send"), QStringLiteral("default")}));
     const auto two = shown(1);
     EXPECT_GT(two[u"urgency"].toInt(), one[u"urgency"].toInt());
 
-    click(two[u"id"].toInt(), QStringLiteral("open"));
-    EXPECT_TRUE(waitUntil([&] { return second == 1; }));
+    click(two[u"id"].toInt(), QStringLiteral("Send"));
+    EXPECT_TRUE(waitUntil([&] { return second == 10; }));
     click(one[u"id"].toInt(), QStringLiteral("default"));
     EXPECT_TRUE(waitUntil([&] { return first == 1; }));
     click(one[u"id"].toInt(), QStringLiteral("default")); // closed already
@@ -150,7 +151,7 @@ TEST_F(DesktopNotifierTest, showsTextAndRunsTheActionOfTheNotificationThatWasCli
     notify(QStringLiteral("three"), first, false);
     shown(2);
     EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 1);
+    EXPECT_EQ(second, 10);
 }
 
 namespace {
