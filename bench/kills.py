@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Kills takes at random moments and looks at what they leave: every file has to play and lack at most a second.
 
-    kills.py [--kills N] [--at-once M] [--seed S]
+    kills.py [--uploads] [--kills N] [--at-once M] [--seed S]
 
 Half of the takes are of a still screen, half of one that scrolls. What a file lacks is the time from the take's own
-word that it records to its end, less what the file holds.
+word that it records to its end, less what the file holds. With --uploads: takes whose upload fails, up to their
+arrival after the next launch, see late_uploads.py.
 """
 
 import argparse
@@ -52,11 +53,17 @@ def kill_takes(scene, delays, at_once):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--uploads", action="store_true")
     parser.add_argument("--kills", type=int, default=20)
     parser.add_argument("--at-once", type=int, default=2)
     parser.add_argument("--seed", type=int, default=None)
     arguments = parser.parse_args()
     chance = random.Random(arguments.seed)
+    if arguments.uploads:
+        import late_uploads  # needs the desktop's buses
+
+        delays = [chance.uniform(late_uploads.EARLIEST, late_uploads.LATEST) for _ in range(arguments.kills)]
+        return 0 if late_uploads.run(delays, arguments.at_once) else 1
     kept = True
     for scene in SCENES:
         delays = [chance.uniform(EARLIEST, LATEST) for _ in range(arguments.kills // len(SCENES))]
@@ -70,5 +77,6 @@ def main():
 if __name__ == "__main__":
     if "TAVRO_DESKTOP" not in os.environ:
         desktop = recorders.ROOT / "tools/desktop/desktop.py"
-        sys.exit(subprocess.run([desktop, "--with", "x11", "--", __file__, *sys.argv[1:]], check=False).returncode)
+        services = "x11,wm,bus,a11y,notify,panel,keyring,pulse" if "--uploads" in sys.argv else "x11"
+        sys.exit(subprocess.run([desktop, "--with", services, "--", __file__, *sys.argv[1:]], check=False).returncode)
     sys.exit(main())
