@@ -49,8 +49,10 @@ void FragmentedWriter::add(libav::Packet packet) {
 void FragmentedWriter::put(libav::Packet packet, std::int64_t duration) {
     if (!held)
         fragmentStart = packet->pts;
-    if (!held && end && *end != packet->pts)
+    // An announcement fits between two packets only if they are not neighbours.
+    if (!held && end && *end != packet->pts && packet->pts > lastStart + 1)
         announceGap(packet->pts);
+    lastStart = packet->pts;
     end = packet->pts + duration;
     held = true;
     packet->duration = duration;

@@ -39,6 +39,7 @@ private:
     bool held = false;     // the muxer holds packets of an unwritten fragment
     std::int64_t fragmentStart = 0;
     std::optional<std::int64_t> end; // of the packets given to the muxer
+    std::int64_t lastStart = 0;      // of the last of them
     bool indexWritten = false;
     std::int64_t wholeLength = 0; // bytes up to the end of the last whole fragment
 };

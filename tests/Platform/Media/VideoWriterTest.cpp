@@ -287,6 +287,19 @@ TEST_F(VideoWriterTest, APauseHoldsThePictureAndCostsNoLength) {
     EXPECT_LE(track.length() - 30min, 20ms);
 }
 
+TEST_F(VideoWriterTest, AFrameFollowsAStillPictureAtOnce) {
+    start(0us);
+    append(canvas.take(0us));
+    append(canvas.take(100ms));
+    std::this_thread::sleep_for(500ms); // long enough to be written as a still picture
+    append(canvas.take(100'001us));
+    append(canvas.take(1s));
+    finish();
+    EXPECT_EQ(writer->status(), AssetWriter::Status::completed);
+    EXPECT_EQ(videoTrack(file).samples.size(), 4U);
+    EXPECT_LE(videoTrack(file).length() - 1s, 20ms);
+}
+
 TEST_F(VideoWriterTest, HoursAreExactToTheMicrosecond) {
     constexpr int last = 24; // four hours: more microseconds than 32 bits hold
     start(0us);
