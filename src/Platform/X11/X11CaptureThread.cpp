@@ -123,8 +123,11 @@ private:
         const bool repeat = isTimeToRepeat();
         if (repeat)
             grabber.suspectChange();
-        const microseconds time = now();
-        if (grab())
+        microseconds time = now();
+        const bool fresh = grab();
+        if (time <= lastTime) // repeats were sent while the server hung
+            time = now();
+        if (fresh)
             send(time, grabber.damage().rects());
         else if (isTimeToRepeat())
             send(time, {});
