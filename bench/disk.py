@@ -92,7 +92,7 @@ def main():
             program.bar.wait_open()
             time.sleep(RECORDED)
             fill(place, left)
-            told(driver, "The recording was finished: the disk is nearly full")
+            told(driver, "The recording ends: the disk is nearly full")
             saved = told(driver, "Recording saved")
             problems = complaints(pathlib.Path(saved["body"]))
             print("  " + (problems or "whole"))

@@ -236,7 +236,7 @@ void AppDelegate::watchDisk() {
         Log::error(QStringLiteral("finishSession: by itself, %1 bytes are free in %2")
                        .arg(free)
                        .arg(Paths::toText(workDirectory())));
-        notices.finishedByFullDisk(free, workDirectory());
+        notices.tooFullToGoOn(free, workDirectory());
         startOperation([this] { return finishSession(); });
     });
 }
@@ -287,6 +287,7 @@ QCoro::Task<> AppDelegate::finishSession() {
     if (!current || !current->sessionId() || isEnding())
         co_return;
     const QString id = *current->sessionId();
+    disk.stop(); // the film takes its space now
     controlModel->setFinishing(true);
     try {
         auto finishing = current->finish();
@@ -311,6 +312,7 @@ QCoro::Task<> AppDelegate::deleteSession() {
     const auto current = session;
     if (!current || isEnding())
         co_return;
+    disk.stop();
     if (controlModel)
         controlModel->setDeleting();
     try {
@@ -335,7 +337,6 @@ bool AppDelegate::isEnding() const {
 }
 
 void AppDelegate::closeControlPanel() {
-    disk.stop();
     if (controlPanel)
         controlPanel->close();
     controlPanel.reset();
@@ -345,6 +346,7 @@ void AppDelegate::closeControlPanel() {
 /// Completes and keeps the files of a running take. Earlier operations, such as an upload, run to their end.
 QCoro::Task<> AppDelegate::finaliseTake() {
     const auto current = session;
+    disk.stop();
     if (controlModel)
         controlModel->setFinishing(true);
     try {

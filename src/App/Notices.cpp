@@ -40,9 +40,10 @@ void Notices::tooFullToBegin(std::uintmax_t free, const std::filesystem::path& f
         freeSpace(free, folder) + QStringLiteral("\nA recording needs at least 1 GB."), true, folder);
 }
 
-void Notices::finishedByFullDisk(std::uintmax_t free, const std::filesystem::path& folder) {
-    tell(QStringLiteral("The recording was finished: the disk is nearly full"),
-        freeSpace(free, folder) + QStringLiteral("\nWhat was recorded until now is complete."), true, folder);
+void Notices::tooFullToGoOn(std::uintmax_t free, const std::filesystem::path& folder) {
+    tell(QStringLiteral("The recording ends: the disk is nearly full"),
+        freeSpace(free, folder) + QStringLiteral("\nIt is finished now, while there is room for its film."),
+        true, folder);
 }
 
 void Notices::writingFailed(const ErrorDescription& error) {

@@ -20,10 +20,9 @@ public:
     Notices(Notifier& notifier, Workspace& workspace, Upload upload);
 
     void beginFailed(const ErrorDescription& error);
-    /// Too few bytes are free in `folder` to begin a take, or to go on with it: then it is finished and
-    /// whole.
+    /// Too few bytes are free in `folder` to begin a take, or to go on with it.
     void tooFullToBegin(std::uintmax_t free, const std::filesystem::path& folder);
-    void finishedByFullDisk(std::uintmax_t free, const std::filesystem::path& folder);
+    void tooFullToGoOn(std::uintmax_t free, const std::filesystem::path& folder);
     /// Writing failed during a take; the part recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
     /// The old take is deleted and no new take runs.
