@@ -42,21 +42,24 @@ constexpr microseconds fastInterval = 25ms;
 constexpr double rateMemory = 0.5; // seconds
 constexpr double quantizersPerHalving = 6, restraint = 4;
 
-constexpr int hasteQuantizers = 6; // coarser by this much in haste
+constexpr int hasteQuantizers = 6;   // coarser by this much in haste
+constexpr double filmsLeastPart = 4; // a film ends below 1/n of the rate at which it begins
 
 // The ratio of step sizes, which double every six quantizers.
 float factor(int quantizers) {
     return static_cast<float>(std::exp2(quantizers / 6.0));
 }
 
-// Scrolling needs a wide search, and text is found again in small parts.
-void setSearch(x264_param_t& parameters, bool inHaste) {
-    parameters.analyse.i_me_method = inHaste ? X264_ME_DIA : X264_ME_UMH;
+// Scrolling needs a wide search, and text is found again in small parts of blocks; films hardly gain from
+// parts. Haste searches nearby only, but not in films: where that fails, in moving noise, it takes twice the
+// time.
+void setSearch(x264_param_t& parameters, bool forFilm, bool inHaste) {
+    parameters.analyse.i_me_method = inHaste && !forFilm ? X264_ME_DIA : X264_ME_UMH;
     parameters.analyse.inter =
-        inHaste ? 0 : X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
+        forFilm || inHaste ? 0 : X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
 }
 
-x264_param_t makeParameters(const VideoSettings& settings) {
+x264_param_t makeParameters(const VideoSettings& settings, bool forFilm) {
     x264_param_t parameters;
     x264_param_default_preset(&parameters, TakeFormat::videoPreset, "zerolatency");
     parameters.i_width = settings.width;
@@ -86,8 +89,9 @@ x264_param_t makeParameters(const VideoSettings& settings) {
     parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.i_luma_deadzone[0] = 19;
     parameters.analyse.i_chroma_qp_offset = 3; // chroma noise is the least visible
-    setSearch(parameters, false);
-    parameters.analyse.i_subpel_refine = 0; // subpixels need three more copies of each picture, 14 MB in all
+    setSearch(parameters, forFilm, false);
+    // Screens move by whole pixels. Subpixels need three more copies of each picture, 14 MB in all.
+    parameters.analyse.i_subpel_refine = forFilm ? 1 : 0;
     // Intra blocks handle cuts anyway. Detection of cuts and fades needs a smaller copy of each picture.
     parameters.i_scenecut_threshold = 0;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
@@ -146,19 +150,24 @@ PlatformError X264Encoder::failure() {
     return PlatformError(QStringLiteral("x264"), -1, lines.join(QStringLiteral("; ")));
 }
 
-TrackDescription X264Encoder::open() {
-    x264_param_t parameters = makeParameters(settings);
+X264Encoder::Handle X264Encoder::make(x264_param_t parameters) {
     parameters.pf_log = collect;
     parameters.p_log_private = this;
     parameters.i_log_level = X264_LOG_ERROR;
-    encoder.reset(x264_encoder_open(&parameters));
+    Handle made(x264_encoder_open(&parameters));
+    if (!made)
+        throw failure();
+    return made;
+}
+
+TrackDescription X264Encoder::open() {
+    x264_param_t parameters = makeParameters(settings, isFilm);
+    encoder = make(parameters);
     // Without VFR input the encoder's own headers claim a fixed frame rate. Nothing else differs.
     parameters.b_vfr_input = 1;
     parameters.i_timebase_num = 1;
     parameters.i_timebase_den = TakeFormat::framesPerSecond;
-    const std::unique_ptr<x264_t, Close> describing(x264_encoder_open(&parameters));
-    if (!encoder || !describing)
-        throw failure();
+    const Handle describing = make(parameters);
 
     TrackDescription track;
     track.parameters.reset(avcodec_parameters_alloc());
@@ -190,7 +199,7 @@ int X264Encoder::quantizerFor(bool isKeyFrame, microseconds time) const {
     if (!lastKeyFrame || blocks.count(0) < most)
         return TakeFormat::stillQuantizer;
     if (isKeyFrame)
-        return TakeFormat::keyFrameQuantizer;
+        return TakeFormat::keyFrameQuantizer + coarser();
     return (time - lastFrame < fastInterval ? TakeFormat::fastQuantizer : TakeFormat::quantizer) + coarser();
 }
 
@@ -212,17 +221,29 @@ void X264Encoder::noteSize(int bytes, microseconds interval) {
     freeRate += (rate - freeRate) * (1 - std::exp(-seconds / rateMemory));
 }
 
-// In haste, blocks are predicted whole, from the best vector nearby. Text costs twice the bits then, films
-// cost two thirds of the time.
 void X264Encoder::hurryAfter(std::chrono::steady_clock::duration wait) {
     const bool before = haste.isOn();
     if (haste.afterWaiting(std::chrono::duration_cast<microseconds>(wait)) == before)
         return;
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    setSearch(parameters, haste.isOn());
+    setSearch(parameters, isFilm, haste.isOn());
     if (x264_encoder_reconfig(encoder.get(), &parameters) < 0)
         throw failure();
+}
+
+// Subpixels cannot be switched on in an encoder, so another one goes on from a key frame. Its headers are the
+// same. What takes too many bytes is taken for a film, until a key frame is due and little is left to encode.
+bool X264Encoder::changesTools(bool isKeyFrameDue) {
+    const bool film = isFilm ? !isKeyFrameDue || freeRate > TakeFormat::unrestrainedRate / filmsLeastPart
+                             : freeRate > TakeFormat::unrestrainedRate;
+    if (film == std::exchange(isFilm, film))
+        return false;
+    encoder.reset(); // frees the memory first
+    x264_param_t parameters = makeParameters(settings, isFilm);
+    setSearch(parameters, isFilm, haste.isOn());
+    encoder = make(parameters);
+    return true;
 }
 
 void X264Encoder::encode(const TrackContent& content, const Output& output) {
@@ -234,7 +255,8 @@ void X264Encoder::encode(const TrackContent& content, const Output& output) {
     x264_picture_t picture;
     x264_picture_init(&picture);
     picture.i_pts = time.count();
-    const bool isKeyFrame = isKeyFrameDue(time);
+    const bool isDue = isKeyFrameDue(time);
+    const bool isKeyFrame = changesTools(isDue) || isDue;
     picture.i_type = isKeyFrame ? X264_TYPE_IDR : X264_TYPE_AUTO;
     picture.i_qpplus1 = quantizerFor(isKeyFrame, time) + 1;
     picture.img.i_csp = X264_CSP_I420;

@@ -13,6 +13,7 @@
 
 extern "C" {
 struct x264_t;
+struct x264_param_t;
 }
 
 namespace tavro {
@@ -30,8 +31,11 @@ private:
     struct Close {
         void operator()(x264_t* handle) const;
     };
+    using Handle = std::unique_ptr<x264_t, Close>;
     static void collect(void* self, int level, const char* format, va_list arguments);
     PlatformError failure();
+    Handle make(x264_param_t parameters);
+    bool changesTools(bool isKeyFrameDue);
     bool isKeyFrameDue(std::chrono::microseconds time) const;
     int quantizerFor(bool isKeyFrame, std::chrono::microseconds time) const;
     int coarser() const;
@@ -41,7 +45,8 @@ private:
 
     const VideoSettings settings;
     const SmallPages smallPages;
-    std::unique_ptr<x264_t, Close> encoder;
+    Handle encoder;
+    bool isFilm = false; // encoded with subpixels
     MacroblockMap blocks;
     std::optional<std::chrono::microseconds> lastKeyFrame;
     std::chrono::microseconds lastFrame{};

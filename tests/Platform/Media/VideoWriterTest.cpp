@@ -168,6 +168,30 @@ TEST_F(VideoWriterTest, AFilmOverAllOfTheScreenIsHeldInSizeAndLeavesNoMark) {
     EXPECT_LT(meanDifference(pictures.back().planes[0], screen.planes()[0]), 4);
 }
 
+TEST_F(VideoWriterTest, AFilmBeginsWithAKeyFrameAndAllOfItDecodes) {
+    constexpr int columns = 1280, rows = 720, film = 60;
+    Canvas screen(columns, rows);
+    open("film.mp4", {columns, rows});
+    start(0us);
+    for (int i = 0; i < film; ++i) {
+        screen.writeText({0, 0, columns, rows}, static_cast<std::uint32_t>(i));
+        append(screen.take(16'667us * i));
+    }
+    for (int i = 0; i < 8; ++i) // still again: the next key frame ends the film's encoding
+        append(screen.take(2s + 1s * i));
+    finish();
+    std::vector<std::size_t> keys;
+    const auto samples = videoTrack(file).samples;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if (samples[i].key)
+            keys.push_back(i);
+    ASSERT_GE(keys.size(), 3U);
+    EXPECT_THAT(keys[1], ::testing::AllOf(::testing::Gt(0U), ::testing::Lt(film)));
+    const auto pictures = decodePictures(file);
+    ASSERT_EQ(pictures.size(), film + 8U);
+    EXPECT_LT(meanDifference(pictures.back().planes[0], screen.planes()[0]), 4);
+}
+
 TEST_F(VideoWriterTest, ARefusedFrameLeavesItsDamageToTheNext) {
     start(0us);
     int accepted = 0;
