@@ -24,6 +24,10 @@ constexpr auto lastAnswerWithin = 500ms;  // a server's time to answer after `st
 constexpr auto usualAnswerWithin = 500ms; // later the picture is repeated without an answer
 constexpr std::size_t spareCanvases = 6;  // beyond those in transit, for readers and encoders
 
+microseconds now() {
+    return std::chrono::duration_cast<microseconds>(Clock::now().time_since_epoch());
+}
+
 class CanvasFrame final : public VideoFrame {
 public:
     explicit CanvasFrame(std::shared_ptr<const Canvas> picture) : canvas(std::move(picture)) {
@@ -73,22 +77,18 @@ public:
 
     void run() {
         answerBefore.reset();
-        while (!owner.orders.isGiven()) {
+        while (!owner.order()) {
             takeNoteOfEvents();
             if (isTimeToGrab() || isTimeToRepeat())
                 takeFrame();
             else
                 wait();
         }
-        if (const auto time = owner.orders.lastFrameTime())
+        if (const auto time = owner.order()->lastFrameTime)
             finish(*time);
     }
 
 private:
-    static microseconds now() {
-        return std::chrono::duration_cast<microseconds>(Clock::now().time_since_epoch());
-    }
-
     void takeNoteOfEvents() {
         const bool waiting = grabber.mayHaveChanged() && grabber.notBefore() <= Clock::now();
         bool news = false;
@@ -175,7 +175,8 @@ private:
     // A hung server has a limited time for its answers at the start and after `stop()`. Between them it has
     // any: the last picture is repeated meanwhile, so that the file's time goes on.
     bool waitForReply() {
-        const auto limit = owner.orders.isGiven() ? owner.orders.answerBefore() : answerBefore;
+        const auto order = owner.order();
+        const auto limit = order ? order->answerBefore : answerBefore;
         if (limit && Clock::now() >= *limit)
             return false;
         const auto repeatTimeNow = [this] { return std::max(repeatTime(), grabBegan + usualAnswerWithin); };
@@ -219,26 +220,17 @@ private:
     std::uint64_t nextSequence = 0;
 };
 
-void X11CaptureThread::Orders::give(std::optional<microseconds> time, Clock::duration answerWithin) {
-    const std::lock_guard lock(mutex);
-    given = true;
-    lastTime = time;
-    deadline = Clock::now() + answerWithin;
+void X11CaptureThread::end(std::optional<microseconds> lastFrameTime, Clock::duration answerWithin) {
+    {
+        const std::lock_guard lock(mutex);
+        given = Order{lastFrameTime, Clock::now() + answerWithin};
+    }
+    waker->wake();
 }
 
-bool X11CaptureThread::Orders::isGiven() const {
+std::optional<X11CaptureThread::Order> X11CaptureThread::order() const {
     const std::lock_guard lock(mutex);
     return given;
-}
-
-std::optional<microseconds> X11CaptureThread::Orders::lastFrameTime() const {
-    const std::lock_guard lock(mutex);
-    return lastTime;
-}
-
-Clock::time_point X11CaptureThread::Orders::answerBefore() const {
-    const std::lock_guard lock(mutex);
-    return deadline;
 }
 
 X11CaptureThread::X11CaptureThread(QByteArray display, const ContentFilter& filter,
@@ -254,20 +246,18 @@ X11CaptureThread::X11CaptureThread(QByteArray display, const ContentFilter& filt
 void X11CaptureThread::fail() {
     const QString why = localizedDescriptionOfCurrentError();
     Log::error(QStringLiteral("capture: ended by an error, no more pictures: ") + why);
-    if (!orders.isGiven()) // else only the last picture is missing
+    if (!order()) // else only the last picture is missing
         channel->fail(std::make_exception_ptr(PlatformError(QStringLiteral("Tavro.X11"), 7,
             QStringLiteral("The screen cannot be recorded any more (%1).").arg(why))));
 }
 
 X11CaptureThread::~X11CaptureThread() {
-    orders.give(std::nullopt, 0s);
-    waker->wake();
+    end(std::nullopt, 0s);
     thread.join();
 }
 
-Promise<void> X11CaptureThread::stop(microseconds time) {
-    orders.give(time, lastAnswerWithin);
-    waker->wake();
+Promise<void> X11CaptureThread::stop() {
+    end(now(), lastAnswerWithin);
     return stoppedPromise;
 }
 

@@ -32,24 +32,17 @@ public:
     /// Resolved after delivery of the first frame; rejected on an earlier failure, e.g. when the server does
     /// not answer, which ends the thread.
     const Promise<void>& started() const { return startedPromise; }
-    /// Sends the last frame with `time` and ends the thread. Resolved after delivery, or when it has failed.
-    Promise<void> stop(std::chrono::microseconds time);
+    /// Sends the last frame, of this moment, and ends the thread. Resolved after delivery, or when it failed.
+    Promise<void> stop();
 
 private:
     class Loop;
-    class Orders {
-    public:
-        void give(std::optional<std::chrono::microseconds> lastFrameTime, Clock::duration answerWithin);
-        bool isGiven() const;
-        std::optional<std::chrono::microseconds> lastFrameTime() const;
-        Clock::time_point answerBefore() const; ///< deadline of the server's answers
-
-    private:
-        mutable std::mutex mutex;
-        bool given = false;
-        std::optional<std::chrono::microseconds> lastTime;
-        Clock::time_point deadline;
+    struct Order { // to end
+        std::optional<std::chrono::microseconds> lastFrameTime;
+        std::optional<Clock::time_point> answerBefore; // deadline of the server's answers
     };
+    void end(std::optional<std::chrono::microseconds> lastFrameTime, Clock::duration answerWithin);
+    std::optional<Order> order() const;
     void run(
         const QByteArray& display, const ContentFilter& filter, const StreamConfiguration& configuration);
     void fail(); ///< with the current exception
@@ -58,7 +51,8 @@ private:
     const std::shared_ptr<Waker> waker;
     const Promise<void> startedPromise;
     const Promise<void> stoppedPromise;
-    Orders orders;
+    mutable std::mutex mutex;
+    std::optional<Order> given;
     std::thread thread; // last: it uses the other members
 };
 

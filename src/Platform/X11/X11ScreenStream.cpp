@@ -44,8 +44,7 @@ QCoro::Task<> X11ScreenStream::startCapture() {
 
 QCoro::Task<> X11ScreenStream::stopCapture() {
     if (thread) {
-        const auto stopped = thread->stop(std::chrono::duration_cast<std::chrono::microseconds>(
-            std::chrono::steady_clock::now().time_since_epoch()));
+        const auto stopped = thread->stop();
         co_await stopped;
         thread.reset();
     }
