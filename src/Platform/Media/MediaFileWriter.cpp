@@ -35,11 +35,7 @@ public:
     bool startWriting() override { return pipeline->start(); }
     void startSession(MediaTime sourceTime) override { pipeline->startSession(sourceTime); }
 
-    QCoro::Task<> finishWriting() override {
-        const Promise<void> done;
-        pipeline->finish(done);
-        co_await done;
-    }
+    QCoro::Task<> finishWriting() override { return pipeline->finish(); }
 
     Status status() const override { return pipeline->status(); }
     std::exception_ptr error() const override { return pipeline->error(); }

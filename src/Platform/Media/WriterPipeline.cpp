@@ -59,15 +59,11 @@ void WriterPipeline::submit(TrackContent content, std::int64_t size) {
     });
 }
 
-void WriterPipeline::finish(const Promise<void>& done) {
-    if (!queue) {
-        done.resolve();
-        return;
-    }
-    queue->async([this, done] {
-        run([this] { complete(); });
-        done.resolve();
-    });
+QCoro::Task<> WriterPipeline::finish() {
+    if (!queue)
+        co_return;
+    auto completed = queue->run([this] { run([this] { complete(); }); });
+    co_await completed;
 }
 
 void WriterPipeline::cancel() {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Core/Promise.h"
 #include "Core/SerialQueue.h"
 #include "Platform/Media/FragmentedWriter.h"
 
@@ -22,7 +21,7 @@ public:
 
     bool start();
     void startSession(MediaTime sourceTime) { zero = sourceTime; }
-    void finish(const Promise<void>& done); ///< in any state; always resolves `done`
+    QCoro::Task<> finish(); ///< in any state; never throws
     void cancel();
 
     AssetWriter::Status status() const; ///< any thread
