@@ -35,18 +35,10 @@ QUrl validURL(const QString& text) {
     return url;
 }
 
-/// Tells the thread that asked how far uploads have come.
+/// Is told on the thread that asked how far uploads have come.
 struct ProgressListener {
     BackendClient::UploadProgress report;
     std::shared_ptr<EventLoop> loop = EventLoop::current();
-    std::atomic<bool> isCurrent = true;
-
-    static void tell(const std::shared_ptr<ProgressListener>& listener, qint64 sent, qint64 total) {
-        listener->loop->post([listener, sent, total] {
-            if (listener->isCurrent)
-                listener->report(sent, total);
-        });
-    }
 };
 
 } // namespace
@@ -146,8 +138,12 @@ QCoro::Task<QByteArray> HTTPBackend::Service::request(QByteArray method, QString
 QCoro::Task<> HTTPBackend::Service::upload(QUrl url, std::filesystem::path file) {
     auto stored = http->upload(url, file, [this](qint64 sent, qint64 total) {
         const std::lock_guard lock(mutex);
-        if (listener)
-            ProgressListener::tell(listener, sent, total);
+        if (!listener)
+            return;
+        listener->loop->post([current = std::weak_ptr(listener), sent, total] {
+            if (const auto told = current.lock())
+                told->report(sent, total);
+        });
     });
     co_await stored;
 }
@@ -181,9 +177,7 @@ void HTTPBackend::Service::retire(std::shared_ptr<LiveChannel> channel) {
 
 void HTTPBackend::Service::setListener(std::shared_ptr<ProgressListener> next) {
     const std::lock_guard lock(mutex);
-    if (listener)
-        listener->isCurrent = false;
-    listener = std::move(next);
+    listener.swap(next);
 }
 
 HTTPBackend::HTTPBackend(QUrl baseURL, const QString& token, std::chrono::milliseconds timeout)
