@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 
 namespace tavro {
@@ -12,10 +13,11 @@ public:
     explicit FramePacer(std::chrono::microseconds leastInterval) : interval(leastInterval) {}
 
     /// Earliest time of the next frame; may lie in the past.
-    Clock::time_point next() const;
-    void taken(Clock::time_point now);
+    Clock::time_point next() const { return due - (burst - 1) * interval; }
+    void taken(Clock::time_point now) { due = std::max(due, now) + interval; }
 
 private:
+    static constexpr int burst = 4;
     const std::chrono::microseconds interval;
     Clock::time_point due{}; // of the next frame at an even rate
 };
