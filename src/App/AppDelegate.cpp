@@ -73,7 +73,7 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
     , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
           *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
     , disk(workDirectory())
-    , termination({.mustWait = [this] { return isSessionInProgress(); },
+    , termination({.mustWait = [this] { return isSessionInProgress() || keptUploads.isWorking(); },
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { endWithoutTheUpload(); }}) {}
 
@@ -343,12 +343,14 @@ void AppDelegate::closeControlPanel() {
     awake.reset();
 }
 
-/// Completes and keeps the files of a running take. Earlier operations, such as an upload, run to their end.
+/// Completes and keeps the files of a running take. Earlier operations, such as an upload, run to their end,
+/// but not the upload of a kept recording.
 QCoro::Task<> AppDelegate::finaliseTake() {
     const auto current = session;
     disk.stop();
     if (controlModel)
         controlModel->setFinishing(true);
+    auto givingUp = keptUploads.giveUp(); // at once; awaited below
     try {
         auto finalising = current->finalizeTake();
         const auto kept = co_await finalising;
@@ -357,6 +359,7 @@ QCoro::Task<> AppDelegate::finaliseTake() {
     } catch (...) {
         Log::error(QStringLiteral("quit: the take could not be completed: ") + describeCurrentError().text);
     }
+    co_await givingUp;
     if (operationsUnderWay == 0)
         co_return;
     const auto ended = allEnded.emplace();

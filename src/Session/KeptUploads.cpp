@@ -2,6 +2,7 @@
 
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Core/Promise.h"
 #include "Core/Tasks.h"
 #include "Session/RecordingNote.h"
 #include "Session/RecordingsFolder.h"
@@ -63,6 +64,7 @@ struct KeptUploads::State {
     std::deque<Job> jobs; ///< the first one is being done
     bool isWorking = false;
     bool isGivenUp = false;
+    std::optional<Promise<void>> ended;     ///< of the work under way
     std::shared_ptr<BackendClient> backend; ///< during an upload
     std::vector<Outcome> outcomes;
 
@@ -73,6 +75,7 @@ struct KeptUploads::State {
         std::shared_ptr<State> state, KeptRecording kept, std::shared_ptr<RecordingNote> note);
     static QCoro::Task<> upload(std::shared_ptr<State> state, QString sessionId, fs::path file);
 
+    void abandon();
     void connect(const QString& service);
     KeptRecording unusedRecording(const QString& sessionId) const;
     fs::path fileOf(const QString& sessionId) const;
@@ -81,11 +84,13 @@ struct KeptUploads::State {
 void KeptUploads::State::enqueue(const std::shared_ptr<State>& state, Job job) {
     const bool isWaiting = std::ranges::any_of(state->jobs,
         [&](const Job& other) { return other.sessionId == job.sessionId && other.uploads == job.uploads; });
-    if (isWaiting)
+    if (isWaiting || state->isGivenUp)
         return;
     state->jobs.push_back(std::move(job));
-    if (!std::exchange(state->isWorking, true))
-        startTask(QStringLiteral("kept recordings"), [state] { return work(state); });
+    if (std::exchange(state->isWorking, true))
+        return;
+    state->ended.emplace();
+    startTask(QStringLiteral("kept recordings"), [state] { return work(state); });
 }
 
 QCoro::Task<> KeptUploads::State::work(std::shared_ptr<State> state) {
@@ -93,13 +98,17 @@ QCoro::Task<> KeptUploads::State::work(std::shared_ptr<State> state) {
         auto running = run(state, state->jobs.front());
         co_await running;
         if (state->isGivenUp)
-            co_return;
-        state->jobs.pop_front();
+            state->jobs.clear();
+        else
+            state->jobs.pop_front();
     }
     state->isWorking = false;
-    state->surroundings.progress(std::nullopt);
-    if (const auto outcomes = std::exchange(state->outcomes, {}); !outcomes.empty())
-        state->surroundings.ended(outcomes);
+    if (!state->isGivenUp) {
+        state->surroundings.progress(std::nullopt);
+        if (const auto outcomes = std::exchange(state->outcomes, {}); !outcomes.empty())
+            state->surroundings.ended(outcomes);
+    }
+    state->ended->resolve();
 }
 
 QCoro::Task<> KeptUploads::State::run(std::shared_ptr<State> state, Job job) {
@@ -182,10 +191,26 @@ KeptUploads::KeptUploads(fs::path folder, TakeMuxer& muxer, Surroundings surroun
     : state(std::make_shared<State>(std::move(folder), muxer, std::move(surroundings))) {}
 
 KeptUploads::~KeptUploads() {
-    state->isGivenUp = true;
-    if (state->backend)
-        state->backend->setUploadProgress({});
-    state->backend.reset(); // fails the upload under way
+    state->abandon();
+}
+
+void KeptUploads::State::abandon() {
+    isGivenUp = true;
+    if (backend)
+        backend->setUploadProgress({});
+    backend.reset(); // fails the upload under way
+}
+
+bool KeptUploads::isWorking() const {
+    return state->isWorking;
+}
+
+QCoro::Task<> KeptUploads::giveUp() {
+    state->abandon();
+    if (!state->isWorking)
+        co_return;
+    const auto ended = *state->ended;
+    co_await ended;
 }
 
 std::vector<QString> KeptUploads::belongingTo(const QString& service) const {

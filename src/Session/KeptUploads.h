@@ -28,7 +28,6 @@ public:
 
     /// `muxer` outlives the object.
     KeptUploads(std::filesystem::path folder, TakeMuxer& muxer, Surroundings surroundings);
-    /// Gives up what is under way; the recordings stay.
     ~KeptUploads();
     KeptUploads(const KeptUploads&) = delete;
     KeptUploads& operator=(const KeptUploads&) = delete;
@@ -38,6 +37,11 @@ public:
     /// Makes films of what a kill or a crash left in fragments. Call before the first session.
     void makeAllWhole();
     void upload(const std::vector<QString>& sessionIds);
+
+    bool isWorking() const;
+    /// Gives up the upload under way and what waits; the recordings stay. Completes when nothing is worked
+    /// on.
+    QCoro::Task<> giveUp();
 
 private:
     struct State; // shared with the task under way
