@@ -157,7 +157,7 @@ int main(int argc, char** argv) {
             options.render = value;
     }
     if (!valid || options.rate <= 0) {
-        std::fprintf(stderr, "usage: tavro-painter still|typing|scroll|motion [--rate R] [--seconds S] "
+        std::fprintf(stderr, "usage: tavro-painter still|typing|scroll|motion|noise [--rate R] [--seconds S] "
                              "[--behind] [--render N,…]\n");
         return 2;
     }

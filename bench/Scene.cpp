@@ -12,6 +12,9 @@ constexpr std::uint32_t paper = 0xf4f1ea, ink = 0x2b2926, desk = 0x39424e;
 constexpr Area textArea{240, 90, 1440, 900};
 constexpr int glyphWidth = 10, lineHeight = 20, columns = textArea.width / glyphWidth - 4;
 constexpr int scrollStep = 4; // pixels a frame
+// Noise moves by parts of a pixel, which only subpixels of the encoder follow.
+constexpr int columnParts = 2, lineParts = 4; // of a pixel
+constexpr int columnStep = 7, lineStep = 5;   // parts a frame
 
 std::uint32_t hash(std::uint32_t value) {
     value ^= value >> 16;
@@ -45,8 +48,13 @@ std::uint32_t characterAt(int line, int column) {
 } // namespace
 
 Scene::Scene(SceneKind which) : kind(which) {
-    if (kind != SceneKind::motion)
-        return;
+    if (kind == SceneKind::motion)
+        makeShapes();
+    if (kind == SceneKind::noise)
+        makeNoise();
+}
+
+void Scene::makeShapes() {
     // Soft shapes with a little grain, as in a film or a photo viewer.
     texture.resize(4ull * width * height);
     for (int y = 0; y < 2 * height; ++y)
@@ -64,7 +72,7 @@ Scene::Scene(SceneKind which) : kind(which) {
 }
 
 bool Scene::parse(std::string_view name, SceneKind& kind) {
-    constexpr std::string_view names[] = {"still", "typing", "scroll", "motion"};
+    constexpr std::string_view names[] = {"still", "typing", "scroll", "motion", "noise"};
     const auto found = std::find(std::begin(names), std::end(names), name);
     kind = static_cast<SceneKind>(found - std::begin(names));
     return found != std::end(names);
@@ -102,6 +110,10 @@ Area Scene::paint(std::uint32_t* pixels, std::uint32_t number, bool whole) const
         break;
     case SceneKind::motion:
         paintMotion(pixels, number);
+        include(width, height);
+        break;
+    case SceneKind::noise:
+        paintNoise(pixels, number);
         include(width, height);
         break;
     }
@@ -152,6 +164,58 @@ void Scene::paintMotion(std::uint32_t* pixels, std::uint32_t number) const {
     for (int y = 0; y < height; ++y)
         std::memcpy(pixels + y * width, texture.data() + static_cast<std::size_t>(top + y) * 2 * width + left,
             width * 4);
+}
+
+// Soft noise without an edge, so that it can move for ever.
+void Scene::makeNoise() {
+    const auto raw = [](int x, int y, int channel) {
+        const auto at = static_cast<std::uint32_t>((y + height) % height * width + (x + width) % width);
+        return static_cast<int>(hash(at) >> (8 * channel) & 255);
+    };
+    std::vector<int> soft(3ull * width * height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int channel = 0; channel < 3; ++channel) {
+                int sum = 0;
+                for (int dy = -1; dy <= 1; ++dy)
+                    for (int dx = -1; dx <= 1; ++dx)
+                        sum += raw(x + dx, y + dy, channel) * (2 - std::abs(dx)) * (2 - std::abs(dy));
+                soft[(static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)) * 3 +
+                     static_cast<std::size_t>(channel)] = sum / 16;
+            }
+    const auto at = [&](int x, int y, int channel) {
+        const auto line = static_cast<std::size_t>(y % height), column = static_cast<std::size_t>(x % width);
+        return soft[(line * width + column) * 3 + static_cast<std::size_t>(channel)];
+    };
+    texture.reserve(1ull * columnParts * lineParts * width * height);
+    for (int part = 0; part < columnParts * lineParts; ++part) {
+        const int right = part % columnParts, down = part / columnParts;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                std::uint32_t pixel = 0;
+                for (int channel = 0; channel < 3; ++channel) {
+                    const int upper =
+                        at(x, y, channel) * (columnParts - right) + at(x + 1, y, channel) * right;
+                    const int lower =
+                        at(x, y + 1, channel) * (columnParts - right) + at(x + 1, y + 1, channel) * right;
+                    const int value = (upper * (lineParts - down) + lower * down) / (columnParts * lineParts);
+                    pixel |= static_cast<std::uint32_t>(value) << (8 * channel);
+                }
+                texture.push_back(pixel);
+            }
+    }
+}
+
+void Scene::paintNoise(std::uint32_t* pixels, std::uint32_t number) const {
+    const std::uint64_t right = std::uint64_t(number) * columnStep, down = std::uint64_t(number) * lineStep;
+    const auto part = down % lineParts * columnParts + right % columnParts;
+    const auto left = static_cast<int>(right / columnParts % width);
+    for (int y = 0; y < height; ++y) {
+        const std::uint64_t line = (down / lineParts + static_cast<std::uint64_t>(y)) % height;
+        const std::uint32_t* from = texture.data() + (part * height + line) * width;
+        std::copy(from + left, from + width, pixels + std::ptrdiff_t(y) * width);
+        std::copy(from, from + left, pixels + std::ptrdiff_t(y) * width + (width - left));
+    }
 }
 
 } // namespace tavro::bench

@@ -8,7 +8,7 @@ namespace tavro::bench {
 
 /// Contents of a recorded screen. A picture depends on the frame number alone, so it can be rendered again
 /// and compared with a recording.
-enum class SceneKind { still, typing, scroll, motion };
+enum class SceneKind { still, typing, scroll, motion, noise };
 
 struct Area {
     int x, y, width, height;
@@ -34,10 +34,14 @@ private:
     void paintGlyph(
         std::uint32_t* pixels, int x, int y, std::uint32_t character, int clipTop, int clipBottom) const;
     void paintText(std::uint32_t* pixels, int scrolled) const;
+    void makeShapes();
     void paintMotion(std::uint32_t* pixels, std::uint32_t number) const;
+    void makeNoise();
+    void paintNoise(std::uint32_t* pixels, std::uint32_t number) const;
 
     const SceneKind kind;
-    std::vector<std::uint32_t> texture; // for motion: twice the screen's size
+    std::vector<std::uint32_t>
+        texture; // motion: twice the screen's size; noise: a screen for each part of a pixel
 };
 
 } // namespace tavro::bench
