@@ -4,15 +4,8 @@ import harness
 from harness import check, driver, equal, wait_for
 
 
-def signed_in(scene):
-    service = scene.service()
-    scene.grant_all()
-    scene.sign_in()
-    return service, scene.start()
-
-
 def upload_that_fails_keeps_the_recording(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     service.control("misbehave", match="PUT /store/", status=403)
     harness.begin_session(program)
     harness.let_time_pass(program, 1)
@@ -44,7 +37,7 @@ def upload_that_fails_keeps_the_recording(scene):
 
 
 def narration_that_cannot_be_joined_is_kept(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     harness.begin_session(program)
     in_the_way = scene.recordings / "ses_1-muxed.mp4/folder"
     in_the_way.mkdir(parents=True)
@@ -63,7 +56,7 @@ def narration_that_cannot_be_joined_is_kept(scene):
 
 
 def session_that_does_not_begin_leaves_the_desktop_as_it_was(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     service.control("misbehave", match="POST /api/app/sessions", status=500, times=1)
     program.tray.choose("New Session…")
     program.wait_log("setup: found 1")
@@ -79,7 +72,7 @@ def session_that_does_not_begin_leaves_the_desktop_as_it_was(scene):
 
 
 def delete_that_fails_at_the_service_closes_the_bar(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     service.control("misbehave", match="DELETE ", status=500)
     harness.begin_session(program)
     delete(program)
@@ -91,7 +84,7 @@ def delete_that_fails_at_the_service_closes_the_bar(scene):
 
 
 def restart_without_its_monitor_is_told_at_once(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     harness.begin_session(program)
     driver.run("xrandr", "--setmonitor", "another", "1920/508x1080/286+0+0", "screen")  # replaces the first monitor
     try:
@@ -110,7 +103,7 @@ def restart_without_its_monitor_is_told_at_once(scene):
 
 def held_up(scene, request):
     """A program whose service delays a request, then refuses it; and a function that waits for that request."""
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     service.control("misbehave", match=request, status=500, delay=3000, times=1)
     return program, lambda: wait_for(lambda: any(e["line"].startswith(request) for e in service.received()), request)
 
@@ -161,7 +154,7 @@ def developer_mode_counts_after(program, end):
 
 
 def service_that_is_down_leaves_the_setup_usable(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     service.stop()
     program.tray.choose("New Session…")
     setup = program.setup.wait_open()

@@ -150,6 +150,14 @@ def let_time_pass(program, seconds):
     wait_for(lambda: shown() >= start + seconds, f"{seconds} s on the bar's clock")
 
 
+def signed_in(scene):
+    """A service, and a program that is signed in there and may record."""
+    service = scene.service()
+    scene.grant_all()
+    scene.sign_in()
+    return service, scene.start()
+
+
 def begin_session(program):
     """New Session…, Start; waits for the bar."""
     lines = len(program.log())

@@ -9,13 +9,6 @@ from harness import check, driver, equal, wait_for
 NEVER = "Recordings that were never uploaded"
 
 
-def signed_in(scene):
-    service = scene.service()
-    scene.grant_all()
-    scene.sign_in()
-    return service, scene.start()
-
-
 def record(program):
     harness.begin_session(program)
     harness.let_time_pass(program, 2)
@@ -42,7 +35,7 @@ def on_the_service_as_in_the_folder(scene, service):
 
 
 def failed_upload_is_made_up_for_with_one_press(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     told = failed_upload(scene, service, program)
     driver.click_notification(told, "Upload Again")
     driver.wait_notification("Recording uploaded")
@@ -55,7 +48,7 @@ def failed_upload_is_made_up_for_with_one_press(scene):
 
 
 def killed_take_is_made_whole_and_uploaded(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     record(program)
     program.stop(signal.SIGKILL)
     equal([file.name for file in scene.recordings.glob("*-muxed.mp4")], [], "joined files that a kill leaves")
@@ -68,7 +61,7 @@ def killed_take_is_made_whole_and_uploaded(scene):
 
 
 def session_that_the_service_has_forgotten_keeps_its_recording(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     told = failed_upload(scene, service, program)
     before = len(service.uploads())
     service.control("misbehave", match="POST /api/app/sessions/ses_1/", status=404)
@@ -80,7 +73,7 @@ def session_that_the_service_has_forgotten_keeps_its_recording(scene):
 
 
 def upload_is_offered_to_its_own_service_alone(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     failed_upload(scene, service, program)
     equal(program.stop(), 0, "the exit code")
     driver.set_default("tavro.backendURL", "http://127.0.0.1:9")
@@ -90,7 +83,7 @@ def upload_is_offered_to_its_own_service_alone(scene):
 
 
 def session_is_left_alone_meanwhile_and_the_end_comes_at_once(scene):
-    service, program = signed_in(scene)
+    service, program = harness.signed_in(scene)
     told = failed_upload(scene, service, program)
     service.control("misbehave", match="POST /api/app/sessions/ses_1/upload-url", delay=600_000)
     driver.click_notification(told, "Upload Again")
