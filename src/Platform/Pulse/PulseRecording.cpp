@@ -15,6 +15,8 @@ constexpr auto fragment = 20ms;      // the server's default is up to two second
 constexpr auto tickInterval = 100ms; // between checks whether the stream delivers
 constexpr auto stallTime = 500ms;    // a stream without data for this long has stalled
 constexpr auto retryInterval = 300ms;
+constexpr auto cutOffTime =
+    2s; // a stream that the server still answers for, but without data: connect it anew
 constexpr auto timingInterval = 200ms; // between queries for the age of the data
 constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
 
@@ -200,6 +202,7 @@ void PulseRecording::read() {
     if (std::exchange(stalled, false))
         timeline.interrupt();
     lastArrival = now;
+    toldOfCutOff = false;
 
     auto captured = first.value_or(now - fragment);
     const std::size_t frameBytes = pa_frame_size(&description.spec);
@@ -221,8 +224,21 @@ void PulseRecording::read() {
     }
 }
 
+// PipeWire may leave a stream without a link to its device, and tells nobody.
+bool PulseRecording::isCutOff(Clock::time_point now) const {
+    const bool serverAnswers = timing && !timingAsked;
+    return stream && stalled && serverAnswers && now - lastArrival > cutOffTime;
+}
+
 void PulseRecording::tick() {
     const auto now = Clock::now();
+    if (isCutOff(now)) {
+        if (!std::exchange(toldOfCutOff, true))
+            Log::info(QStringLiteral("%1: nothing arrives from %2, connecting again")
+                          .arg(QString::fromUtf8(description.name), QString::fromStdString(device)));
+        closeStream();
+        findDevice();
+    }
     askForTiming(now);
     if (!stream || now - lastArrival > stallTime) {
         if (stream && !std::exchange(stalled, true)) {

@@ -44,6 +44,7 @@ private:
     void tellInterruption(int error);
     void timingKnown();
     std::optional<Clock::time_point> captureTime(Clock::time_point now) const;
+    bool isCutOff(Clock::time_point now) const;
     void askForTiming(Clock::time_point now);
     void read();
     void tick();
@@ -61,6 +62,7 @@ private:
     std::optional<Clock::time_point> waitingSince; // blocks wait for the timing
     bool stalled = false;                          // the stream is there but delivers nothing
     bool interrupted = false;                      // and logged
+    bool toldOfCutOff = false;                     // in the log, until sound arrives
     std::shared_ptr<int> alive = std::make_shared<int>();
 };
 

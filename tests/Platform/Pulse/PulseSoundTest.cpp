@@ -5,6 +5,8 @@
 #include "support/Programs.h"
 #include "support/TestSupport.h"
 
+#include <QRegularExpression>
+
 #include <cmath>
 #include <csignal>
 #include <mutex>
@@ -309,6 +311,38 @@ TEST(PulseSound, followsTheDefaultSourceAndOutlivesIt) {
     }
     makeDefault("source", "mic");
     const Player player(QStringLiteral("micfeed"), tone());
+    EXPECT_TRUE(toneArrives(recording.microphone));
+    recording.microphone.expectOnTime();
+}
+
+// Takes the link of the stream that records "mic". PipeWire tells nobody.
+void unlinkMicrophone() {
+    const QString list = QString::fromUtf8(
+        test::outputOf(QStringLiteral("pw-link"), {QStringLiteral("--links"), QStringLiteral("--id")}));
+    // "ID mic:PORT", and below it "ID |-> ID PORT" for each link.
+    static const QRegularExpression link(QStringLiteral(" mic:\\S+\n +(\\d+) +\\|->"));
+    const auto found = link.match(list);
+    ASSERT_TRUE(found.hasMatch()) << list.toStdString();
+    test::outputOf(QStringLiteral("pw-link"), {QStringLiteral("--disconnect"), found.captured(1)});
+}
+
+TEST(PulseSound, outlivesAStreamWithoutData) {
+    PulseSound sound;
+    Recording recording(sound);
+    recording.startMicrophone();
+    const Player speaker(QStringLiteral("micfeed"), tone());
+    ASSERT_TRUE(toneArrives(recording.microphone));
+    const bool isPulse = soundService() == QStringLiteral("pulse");
+    const auto suspend = [](const QString& on) {
+        pactl({QStringLiteral("suspend-source"), QStringLiteral("mic"), on});
+    };
+    if (isPulse)
+        suspend(QStringLiteral("1"));
+    else
+        unlinkMicrophone();
+    EXPECT_TRUE(silenceArrives(recording.microphone));
+    if (isPulse)
+        suspend(QStringLiteral("0"));
     EXPECT_TRUE(toneArrives(recording.microphone));
     recording.microphone.expectOnTime();
 }
