@@ -44,6 +44,22 @@ protected:
 
     TemporaryFolder folder;
     std::unique_ptr<AssetWriterFactory> factory = makeAssetWriterFactory();
+
+    /// A take of six seconds with changes in each picture, left in fragments.
+    void record(const std::filesystem::path& file) {
+        const auto writer = factory->makeAssetWriter(file, FileType::mpeg4);
+        const auto input = writer->addVideoInput({320, 192});
+        writer->startWriting();
+        writer->startSession({0, 1});
+        Canvas canvas(320, 192);
+        for (int i = 0; i < 60; ++i) {
+            canvas.writeText({0, 0, 320, 192}, static_cast<std::uint32_t>(i));
+            ASSERT_TRUE(waitForRoom(*writer, *input));
+            input->append(canvas.take(100ms * i));
+        }
+        input->markAsFinished();
+        await(writer->finishWriting());
+    }
 };
 
 TEST_F(MediaFailureTest, AFullDiskEndsTheFileWhereItIs) {
@@ -77,20 +93,35 @@ TEST_F(MediaFailureTest, AFullDiskEndsTheFileWhereItIs) {
     EXPECT_NO_THROW(ffmpeg(file, {QStringLiteral("-f"), QStringLiteral("null")}));
 }
 
+/// Makes an ordinary film of a file in fragments.
+void complete(const std::filesystem::path& file, MediaType type) {
+    const auto library = makeMediaLibrary();
+    const auto asset = library->openAsset(file);
+    const auto film = library->makeComposition();
+    film->insertTrack(type, asset, asset->duration());
+    EXPECT_EQ(library->makeExportSession(*film)->exportTo(file), ExportSession::Status::completed);
+}
+
+TEST_F(MediaFailureTest, AFileThatWasCutOffIsCompletedWithItsWholePictures) {
+    const auto whole = folder.path() / "whole.mp4";
+    record(whole);
+    const QByteArray bytes = readFile(whole);
+    std::size_t most = 0;
+    for (qsizetype size = bytes.size() / 2; size < bytes.size(); size += bytes.size() / 30 + 1) {
+        SCOPED_TRACE(size);
+        const auto cut = folder.path() / "cut.mp4";
+        writeFile(cut, bytes.first(size));
+        complete(cut, MediaType::video);
+        const auto pictures = decodePictures(cut); // throws on any complaint
+        EXPECT_GE(pictures.size(), std::max<std::size_t>(most, 2));
+        most = pictures.size();
+    }
+    EXPECT_GT(most, 40U);
+}
+
 TEST_F(MediaFailureTest, AnExportOntoAFullDiskTellsWhy) {
     const auto file = folder.path() / "take.mp4";
-    const auto writer = factory->makeAssetWriter(file, FileType::mpeg4);
-    const auto input = writer->addVideoInput({320, 192});
-    writer->startWriting();
-    writer->startSession({0, 1});
-    Canvas canvas(320, 192);
-    for (int i = 0; i < 60; ++i) {
-        canvas.writeText({0, 0, 320, 192}, static_cast<std::uint32_t>(i));
-        ASSERT_TRUE(waitForRoom(*writer, *input));
-        input->append(canvas.take(100ms * i));
-    }
-    input->markAsFinished();
-    await(writer->finishWriting());
+    record(file);
 
     const auto library = makeMediaLibrary();
     const auto asset = library->openAsset(file);
@@ -223,6 +254,8 @@ TEST_F(MediaFailureTest, AKilledProcessLosesASecondAtMost) {
         ASSERT_TRUE(waitUntil([&] { return take.process->state() == QProcess::NotRunning; }));
         EXPECT_EQ(take.process->exitStatus(), QProcess::CrashExit);
         SCOPED_TRACE(take.video.filename().string() + " lived " + std::to_string(take.lived.count()) + " us");
+        complete(take.video, MediaType::video); // as the program does later; the kill may have cut a picture
+        complete(take.audio, MediaType::audio);
         EXPECT_GE(videoTrack(take.video).length(), take.lived - 1s - onItsWay);
         EXPECT_GE(audioTrack(take.audio).length(), take.lived - 1s);
         EXPECT_GT(decodePictures(take.video).size(), 1U);
