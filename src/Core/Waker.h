@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include "Core/FileDescriptor.h"
 
 namespace tavro {
 
@@ -9,16 +9,15 @@ namespace tavro {
 class Waker {
 public:
     Waker();
-    ~Waker();
     Waker(const Waker&) = delete;
     Waker& operator=(const Waker&) = delete;
 
     void wake();  ///< any thread, any signal handler
     void clear(); ///< for the waiting thread, after it woke
-    int descriptor() const { return fd; }
+    int descriptor() const { return fd.get(); }
 
 private:
-    const int fd;
+    const FileDescriptor fd;
 };
 
 } // namespace tavro

@@ -1,5 +1,6 @@
 #include "Platform/X11/ServerProbe.h"
 
+#include "Core/FileDescriptor.h"
 #include "Platform/Xcb/XcbHandles.h"
 
 #include <array>
@@ -9,21 +10,10 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 namespace tavro {
 namespace {
-
-class Socket {
-public:
-    Socket() : descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {}
-    ~Socket() { ::close(descriptor); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
-    const int descriptor;
-};
 
 // Empty for a server that is not on this machine.
 std::string socketPathOf(const QByteArray& display) {
@@ -45,14 +35,22 @@ bool reactsWithin(std::chrono::milliseconds limit, const QByteArray& display) {
     if (path.empty() || path.size() >= sizeof address.sun_path)
         return true;
     std::memcpy(address.sun_path, path.data(), path.size());
-    const Socket socket;
-    if (::connect(socket.descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return errno != EAGAIN; // others wait to be taken already
     // A client names its byte order first. The server closes the connection of one that names none.
     constexpr std::array<char, 12> withoutByteOrder{};
-    ::send(socket.descriptor, withoutByteOrder.data(), withoutByteOrder.size(), MSG_NOSIGNAL);
-    pollfd closed{socket.descriptor, POLLIN, 0};
+    ::send(socket.get(), withoutByteOrder.data(), withoutByteOrder.size(), MSG_NOSIGNAL);
+    pollfd closed{socket.get(), POLLIN, 0};
     return ::poll(&closed, 1, static_cast<int>(limit.count())) != 0;
+}
+
+bool acceptsClients(std::chrono::milliseconds limit, const QByteArray& display) {
+    if (!reactsWithin(limit, display))
+        return false;
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(display.isEmpty() ? nullptr : display.constData(), nullptr), &xcb_disconnect);
+    return !xcb_connection_has_error(connection.get());
 }
 
 } // namespace tavro

@@ -1,17 +1,18 @@
 #include "Platform/X11/X11ScreenCapture.h"
 
+#include "Core/DesktopSession.h"
 #include "Core/Errors.h"
 #include "Core/SerialQueue.h"
-#include "Platform/Screen/WriterRecordingOutput.h"
+#include "Platform/Screen/CaptureStream.h"
 #include "Platform/X11/X11Content.h"
-#include "Platform/X11/X11ScreenStream.h"
+#include "Platform/X11/X11Source.h"
 
 namespace tavro {
 namespace {
 
 // An explicit display is used even on a Wayland desktop.
 bool isWaylandDesktop(const QByteArray& display) {
-    return display.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    return display.isEmpty() && isWaylandSession();
 }
 
 const QString onlyX11 =
@@ -43,7 +44,14 @@ public:
 
     std::unique_ptr<ScreenStream> makeStream(
         const ContentFilter& filter, const StreamConfiguration& configuration) override {
-        return std::make_unique<X11ScreenStream>(display, filter, configuration);
+        const auto makeSource = [server = display, filter, configuration](auto canvases) {
+            return std::make_unique<X11Source>(server, filter, configuration, std::move(canvases));
+        };
+        return std::make_unique<CaptureStream>(
+            [makeSource]() -> QCoro::Task<CaptureStream::Prepared> {
+                co_return CaptureStream::Prepared{makeSource, nullptr};
+            },
+            configuration);
     }
 
     std::shared_ptr<RecordingOutput> makeRecordingOutput(const std::filesystem::path& file) override {

@@ -1,7 +1,8 @@
 #include "Platform/X11/X11ScreenCapture.h"
+#include "Platform/X11/ServerProbe.h"
 #include "Platform/X11/ShmImage.h"
 #include "Platform/X11/X11Content.h"
-#include "Platform/X11/X11Grabber.h"
+#include "Platform/X11/X11Source.h"
 #include "X11/VirtualScreen.h"
 
 #include "support/TestSupport.h"
@@ -101,9 +102,21 @@ TEST_F(X11ScreenCapture, givesAServerUpThatDoesNotAnswer) {
     EXPECT_EQ(test::errorOf([&] { ShmImage(connected, 4096); }).code, 4);
 }
 
+TEST_F(X11ScreenCapture, knowsAServerThatTakesNoWindows) {
+    VirtualScreen screen(800, 600);
+    EXPECT_TRUE(acceptsClients(60s, screen.display()));
+    screen.freeze();
+    EXPECT_FALSE(acceptsClients(50ms, screen.display()));
+    screen.thaw();
+    screen.kill();
+    EXPECT_FALSE(acceptsClients(60s, screen.display()));
+    const test::ScopedEnvironment none("DISPLAY", {});
+    EXPECT_FALSE(acceptsClients(60s));
+}
+
 TEST_F(X11ScreenCapture, offersNothingOfAWaylandDesktopThatItsServerDoesNotShow) {
     const VirtualScreen screen(1920, 1080);
-    const test::ScopedEnvironment server("DISPLAY", screen.display()),
+    const test::ScopedEnvironment server("DISPLAY", screen.display()), type("XDG_SESSION_TYPE", "wayland"),
         wayland("WAYLAND_DISPLAY", "wayland-0");
     const auto error = test::errorOf([&] { await(makeX11ScreenCapture(writers)->shareableContent()); });
     EXPECT_TRUE(error.localizedDescription.contains(u"X11 session"));
@@ -222,35 +235,32 @@ TEST_F(X11ScreenCapture, looksAtAPointerElsewhereOnceAFrame) {
     VirtualScreen screen(1920, 1080);
     const auto display = screen.setMonitor("LEFT", {0, 0, 960, 1080});
     screen.movePointer(1500, 500);
-    X11Connection connection(screen.display());
-    const StreamConfiguration configuration{1920, 1080, 16ms, 6};
-    X11Grabber grabber(connection, {Kind::display, display}, configuration,
+    struct Waiting final : CaptureWait {
+        bool forNews(Clock::time_point) override { return true; }
+        bool forAnswer() override { return true; }
+    } waiting;
+    X11Source source(screen.display(), {Kind::display, display}, {1920, 1080, 16ms, 6},
         std::make_shared<CanvasPool>(1920, 1080, 4, [] {}));
     const auto takeNote = [&] {
-        connection.roundTrip();
-        bool news = false;
-        while (const XcbHandle<xcb_generic_event_t> event{xcb_poll_for_event(connection)})
-            news = grabber.handle(*event) || news;
-        return news && grabber.mayHaveChanged();
+        return waitUntil([&] { return source.takeNews(); }) && source.mayHaveChanged();
     };
     const auto atOnce = std::chrono::steady_clock::time_point{};
-    takeNote(); // what was drawn before is in the first picture
-    ASSERT_TRUE(grabber.grab());
+    source.begin(waiting);
     for (const int x : {1510, 1520}) {
         screen.movePointer(x, 500);
         ASSERT_TRUE(takeNote());
         const auto before = std::chrono::steady_clock::now();
-        EXPECT_FALSE(grabber.grab());
-        EXPECT_GE(grabber.notBefore(), before + 16ms);
+        EXPECT_FALSE(source.grab());
+        EXPECT_GE(source.notBefore(), before + 16ms);
     }
     screen.fill(screen.root(), {0, 0, 50, 50}, red);
     ASSERT_TRUE(takeNote());
-    EXPECT_EQ(grabber.notBefore(), atOnce);
+    EXPECT_EQ(source.notBefore(), atOnce);
     for (const int x : {100, 1500}) { // in and out again
         screen.movePointer(x, 500);
         ASSERT_TRUE(takeNote());
-        EXPECT_TRUE(grabber.grab());
-        EXPECT_EQ(grabber.notBefore(), atOnce);
+        EXPECT_TRUE(source.grab());
+        EXPECT_EQ(source.notBefore(), atOnce);
     }
 }
 

@@ -1,5 +1,6 @@
-#include "Platform/X11/X11Grabber.h"
+#include "Platform/X11/X11Source.h"
 
+#include "Core/Errors.h"
 #include "Core/Log.h"
 
 #include <algorithm>
@@ -12,6 +13,8 @@ namespace {
 constexpr int bytesPerPixel = 4;
 constexpr std::size_t largeGrab = 1 << 20; // bytes
 constexpr std::chrono::seconds memoryHeldFor{1};
+// The server may serve others between the requests of one drawing. A grab waits this long for the rest.
+constexpr std::chrono::milliseconds settleTimeOfDrawing{2};
 
 Rect wholeOf(const TargetPlace& place) {
     return {0, 0, place.area.width, place.area.height};
@@ -19,17 +22,36 @@ Rect wholeOf(const TargetPlace& place) {
 
 } // namespace
 
-X11Grabber::X11Grabber(X11Connection& x, const ContentFilter& filter,
-    const StreamConfiguration& configuration, std::shared_ptr<CanvasPool> canvases)
-    : connection(x)
-    , target(X11Target::make(x, filter))
-    , cursor(x)
+X11Source::X11Source(const QByteArray& display, const ContentFilter& filter,
+    const StreamConfiguration& configuration, std::shared_ptr<CanvasPool> pool)
+    : connection(display)
+    , target(X11Target::make(connection, filter))
+    , cursor(connection)
     , frameInterval(configuration.minimumFrameInterval)
-    , width(configuration.width)
-    , height(configuration.height)
-    , pool(std::move(canvases)) {}
+    , canvas(configuration.width, configuration.height, std::move(pool)) {}
 
-bool X11Grabber::handle(const xcb_generic_event_t& event) {
+void X11Source::begin(CaptureWait& wait) {
+    connection.whileWaiting = [&wait] { return wait.forAnswer(); };
+    // Handle earlier events now: the first picture contains their changes.
+    connection.roundTrip();
+    takeNews();
+    const bool fresh = grab();
+    connection.requireAnswers();
+    if (!fresh)
+        throw PlatformError(
+            QStringLiteral("Tavro.X11"), 5, QStringLiteral("The X server gives no picture of the target"));
+}
+
+bool X11Source::takeNews() {
+    bool news = false;
+    while (const XcbHandle<xcb_generic_event_t> event{xcb_poll_for_event(connection)})
+        news = handle(*event) || news;
+    if (connection.isBroken() && !std::exchange(lost, true))
+        Log::error(QStringLiteral("capture: the connection to the X server is lost; the last picture stays"));
+    return news;
+}
+
+bool X11Source::handle(const xcb_generic_event_t& event) {
     if (target->isMovedBy(event)) {
         mustLocate = true;
         return true;
@@ -42,22 +64,26 @@ bool X11Grabber::handle(const xcb_generic_event_t& event) {
     return drawn.has_value();
 }
 
-void X11Grabber::suspectChange() {
+void X11Source::suspectChange() {
     cursor.suspectMotion();
     mustLocate = mustLocate || failed || !place; // no event need follow a failure
     failed = false;
 }
 
-bool X11Grabber::mayHaveChanged() const {
+bool X11Source::mayHaveChanged() const {
     return mustLocate || (place && !failed && (!pending.isEmpty() || cursor.mayHaveChanged()));
 }
 
-std::chrono::steady_clock::time_point X11Grabber::notBefore() const {
+X11Source::Clock::time_point X11Source::notBefore() const {
     const bool isPointerAlone = !mustLocate && pending.isEmpty();
-    return isPointerAlone ? nextLook : std::chrono::steady_clock::time_point{};
+    return isPointerAlone ? nextLook : Clock::time_point{};
 }
 
-bool X11Grabber::grab() {
+X11Source::Clock::duration X11Source::settleTime() const {
+    return settleTimeOfDrawing;
+}
+
+bool X11Source::grab() {
     if (mustLocate)
         locate();
     if (!place)
@@ -65,31 +91,31 @@ bool X11Grabber::grab() {
     lookAtCursor();
     if (pending.isEmpty())
         return false;
-    damaged = damagedCanvas();
-    const std::vector<Piece> pieces = piecesFor(damaged);
+    const PictureRegion areas = canvas.areasOf(pending);
+    const std::vector<Piece> pieces = piecesFor(areas);
     target->clearDamage();
     if (!fetch(pieces)) {
         failed = true; // the target has changed or is gone; later events show which
         return false;
     }
     failed = false;
-    draw(pieces);
+    draw(areas, pieces);
     pending.clear();
     return true;
 }
 
-void X11Grabber::giveBackMemory() {
-    pool->forgetUnused(memoryHeldFor);
-    if (lastLarge && std::chrono::steady_clock::now() - *lastLarge >= memoryHeldFor) {
+void X11Source::giveBackMemory() {
+    canvas.forgetUnused(memoryHeldFor);
+    if (lastLarge && Clock::now() - *lastLarge >= memoryHeldFor) {
         lastLarge.reset();
         memory->forget();
     }
 }
 
-void X11Grabber::locate() {
+void X11Source::locate() {
     mustLocate = false;
     const auto next = target->locate();
-    if (canvas && isAway == next.has_value()) {
+    if (picture() && isAway == next.has_value()) {
         isAway = !next;
         if (isAway)
             Log::error(QStringLiteral("capture: %1 is not there any more; its last picture stays")
@@ -104,29 +130,28 @@ void X11Grabber::locate() {
         moveTo(*next);
 }
 
-void X11Grabber::moveTo(const TargetPlace& next) {
+void X11Source::moveTo(const TargetPlace& next) {
     const Rect whole = wholeOf(next);
-    if (!memory || fit.source() != whole) {
+    if (!memory || canvas.source() != whole) {
         const std::size_t bytes = std::size_t(whole.width) * whole.height * bytesPerPixel;
         if (!memory || memory->size() < bytes) {
             lastLarge.reset();
             memory.reset();
             memory = std::make_unique<ShmImage>(connection, bytes);
         }
-        if (canvas)
+        if (picture())
             Log::info(QStringLiteral("capture: %1 is now %2×%3")
                           .arg(target->name())
                           .arg(whole.width)
                           .arg(whole.height));
-        fit = PictureFit(whole.width, whole.height, width, height);
-        fitChanged = true;
+        canvas.setSource(whole.width, whole.height);
     }
     pending = PictureRegion(whole);
     place = next;
     cursor.suspectMotion();
 }
 
-void X11Grabber::lookAtCursor() {
+void X11Source::lookAtCursor() {
     if (!cursor.mayHaveChanged())
         return;
     PictureRegion changed;
@@ -140,32 +165,22 @@ void X11Grabber::lookAtCursor() {
         nextLook = std::chrono::steady_clock::now() + frameInterval;
 }
 
-PictureRegion X11Grabber::damagedCanvas() const {
-    if (fitChanged)
-        return PictureRegion({0, 0, width, height});
-    PictureRegion region;
-    for (const Rect& rect : pending.rects())
-        region.add(fit.toCanvas(rect));
-    return region;
-}
-
 // The source of the damaged rectangles, packed one after the other.
-std::vector<X11Grabber::Piece> X11Grabber::piecesFor(const PictureRegion& region) const {
+std::vector<X11Source::Piece> X11Source::piecesFor(const PictureRegion& areas) const {
     std::vector<Piece> pieces;
     std::size_t used = 0;
-    for (const Rect& rect : region.rects()) {
-        const Rect area = fit.toSource(intersected(rect, fit.picture()));
+    for (const Rect& rect : areas.rects()) {
+        const Rect area = canvas.neededFor(rect);
         pieces.push_back({area, used, area.width * bytesPerPixel});
         used += std::size_t(areaOf(area)) * bytesPerPixel;
     }
     if (used <= memory->size())
         return pieces;
-    const Rect all =
-        fit.toSource(intersected(region.bounds(), fit.picture())); // the rectangles overlap and do not fit
+    const Rect all = canvas.neededFor(areas.bounds()); // the rectangles overlap and do not fit
     return {{all, 0, all.width * bytesPerPixel}};
 }
 
-bool X11Grabber::fetch(const std::vector<Piece>& pieces) {
+bool X11Source::fetch(const std::vector<Piece>& pieces) {
     std::vector<xcb_shm_get_image_cookie_t> asked; // all requests first, for a single round trip
     std::size_t bytes = 0;
     for (const Piece& piece : pieces) {
@@ -184,7 +199,7 @@ bool X11Grabber::fetch(const std::vector<Piece>& pieces) {
     return complete;
 }
 
-void X11Grabber::draw(const std::vector<Piece>& pieces) {
+void X11Source::draw(const PictureRegion& areas, const std::vector<Piece>& pieces) {
     std::vector<PixelView> views;
     for (const Piece& piece : pieces) {
         views.push_back({memory->data() + piece.offset, piece.stride, piece.area});
@@ -192,16 +207,13 @@ void X11Grabber::draw(const std::vector<Piece>& pieces) {
     }
     shownCursor = cursor.area();
 
-    const auto next = pool->take(canvas, damaged);
-    if (std::exchange(fitChanged, false))
-        next->fillBlack();
-    for (const Rect& rect : damaged.rects()) {
-        const Rect onPicture = intersected(rect, fit.picture());
+    std::vector<CanvasPicture::Patch> patches;
+    for (const Rect& area : areas.rects()) {
         const auto view = std::find_if(views.begin(), views.end(),
-            [needed = fit.toSource(onPicture)](const PixelView& v) { return contains(v.area, needed); });
-        fit.draw(*view, *next, onPicture);
+            [needed = canvas.neededFor(area)](const PixelView& v) { return contains(v.area, needed); });
+        patches.push_back({area, *view});
     }
-    canvas = next;
+    canvas.draw(areas, patches);
 }
 
 } // namespace tavro

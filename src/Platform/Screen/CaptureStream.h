@@ -1,22 +1,25 @@
 #pragma once
 
 #include "Core/Waker.h"
+#include "Platform/Screen/CaptureThread.h"
 #include "Platform/Screen/FrameChannel.h"
 #include "Platform/Screen/WriterRecordingOutput.h"
 #include "Platform/ScreenCapture.h"
 
-#include <QByteArray>
-
 namespace tavro {
 
-class X11CaptureThread;
-
-/// The main thread's part of a capture.
-class X11ScreenStream final : public ScreenStream {
+/// The main thread's part of a capture. Lives until `startCapture()` has completed or failed.
+class CaptureStream final : public ScreenStream {
 public:
-    X11ScreenStream(
-        QByteArray display, const ContentFilter& filter, const StreamConfiguration& configuration);
-    ~X11ScreenStream() override;
+    struct Prepared {
+        CaptureThread::MakeSource makeSource;
+        std::shared_ptr<void> held; ///< as long as the stream
+    };
+    /// Called when the capture starts; may ask the user. Main thread. Throws PlatformError.
+    using Prepare = std::function<QCoro::Task<Prepared>()>;
+
+    CaptureStream(Prepare prepare, const StreamConfiguration& configuration);
+    ~CaptureStream() override;
 
     void addStreamOutput(FrameHandler handler) override;
     void addRecordingOutput(std::shared_ptr<RecordingOutput> output) override;
@@ -26,13 +29,13 @@ public:
     StreamStatistics statistics() const override;
 
 private:
-    const QByteArray display;
-    const ContentFilter filter;
+    const Prepare prepare;
     const StreamConfiguration configuration;
     const std::shared_ptr<Waker> waker;
     const std::shared_ptr<FrameChannel> channel;
     std::shared_ptr<WriterRecordingOutput> recording;
-    std::unique_ptr<X11CaptureThread> thread;
+    std::shared_ptr<void> held;
+    std::unique_ptr<CaptureThread> thread;
 };
 
 } // namespace tavro

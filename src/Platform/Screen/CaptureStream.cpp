@@ -1,28 +1,25 @@
-#include "Platform/X11/X11ScreenStream.h"
+#include "Platform/Screen/CaptureStream.h"
 
 #include "Core/Errors.h"
-#include "Platform/X11/X11CaptureThread.h"
 
 namespace tavro {
 
-X11ScreenStream::X11ScreenStream(
-    QByteArray server, const ContentFilter& contentFilter, const StreamConfiguration& streamConfiguration)
-    : display(std::move(server))
-    , filter(contentFilter)
+CaptureStream::CaptureStream(Prepare prepareGiven, const StreamConfiguration& streamConfiguration)
+    : prepare(std::move(prepareGiven))
     , configuration(streamConfiguration)
     , waker(std::make_shared<Waker>())
     , channel(std::make_shared<FrameChannel>(
           EventLoop::current(), configuration.queueDepth, [waker = waker] { waker->wake(); })) {}
 
-X11ScreenStream::~X11ScreenStream() {
+CaptureStream::~CaptureStream() {
     channel->close();
 }
 
-void X11ScreenStream::addStreamOutput(FrameHandler handler) {
+void CaptureStream::addStreamOutput(FrameHandler handler) {
     channel->addHandler(std::move(handler));
 }
 
-void X11ScreenStream::addRecordingOutput(std::shared_ptr<RecordingOutput> output) {
+void CaptureStream::addRecordingOutput(std::shared_ptr<RecordingOutput> output) {
     auto writer = std::dynamic_pointer_cast<WriterRecordingOutput>(output);
     if (!writer)
         throw PlatformError(QStringLiteral("Tavro.Screen"), 2,
@@ -32,17 +29,20 @@ void X11ScreenStream::addRecordingOutput(std::shared_ptr<RecordingOutput> output
     channel->addHandler([writer](const VideoFramePtr& frame) { writer->write(frame); });
 }
 
-void X11ScreenStream::setFailureHandler(FailureHandler handler) {
+void CaptureStream::setFailureHandler(FailureHandler handler) {
     channel->setFailureHandler(std::move(handler));
 }
 
-QCoro::Task<> X11ScreenStream::startCapture() {
-    thread = std::make_unique<X11CaptureThread>(display, filter, configuration, channel, waker);
+QCoro::Task<> CaptureStream::startCapture() {
+    auto preparing = prepare();
+    auto prepared = co_await preparing;
+    held = std::move(prepared.held);
+    thread = std::make_unique<CaptureThread>(std::move(prepared.makeSource), configuration, channel, waker);
     const auto started = thread->started();
     co_await started;
 }
 
-QCoro::Task<> X11ScreenStream::stopCapture() {
+QCoro::Task<> CaptureStream::stopCapture() {
     if (thread) {
         const auto stopped = thread->stop();
         co_await stopped;
@@ -55,7 +55,7 @@ QCoro::Task<> X11ScreenStream::stopCapture() {
     }
 }
 
-StreamStatistics X11ScreenStream::statistics() const {
+StreamStatistics CaptureStream::statistics() const {
     StreamStatistics counts = channel->statistics();
     if (recording)
         counts.framesRefused = recording->framesRefused();
