@@ -36,7 +36,7 @@ private:
 };
 
 /// A failure of the platform layer or of a library below it, with the library's own message.
-class PlatformError final : public Error {
+class PlatformError : public Error {
 public:
     PlatformError(QString domain, int code, QString message = {})
         : Error(std::move(domain), code, std::move(message)) {}

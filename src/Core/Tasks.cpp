@@ -1,6 +1,7 @@
 #include "Core/Tasks.h"
 
 #include "Core/Errors.h"
+#include "Core/EventLoop.h"
 #include "Core/Log.h"
 
 #include <utility>
@@ -22,6 +23,11 @@ QCoro::Task<> runLogged(QString name, std::function<QCoro::Task<>()> makeTask) {
 
 void startTask(QString name, std::function<QCoro::Task<>()> makeTask) {
     runLogged(std::move(name), std::move(makeTask));
+}
+
+void startTaskLater(QString name, std::function<QCoro::Task<>()> makeTask) {
+    EventLoop::current()->post(
+        [name = std::move(name), makeTask = std::move(makeTask)] { startTask(name, makeTask); });
 }
 
 } // namespace tavro

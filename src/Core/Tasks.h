@@ -11,4 +11,7 @@ namespace tavro {
 /// exception would be lost. `makeTask` runs at once; its captures live until the task has ended.
 void startTask(QString name, std::function<QCoro::Task<>()> makeTask);
 
+/// The same, from the event loop: for a button's handler whose task may delete the button.
+void startTaskLater(QString name, std::function<QCoro::Task<>()> makeTask);
+
 } // namespace tavro

@@ -1,3 +1,4 @@
+#include "Core/DesktopSession.h"
 #include "Core/Errors.h"
 #include "Core/Log.h"
 #include "Core/SerialQueue.h"
@@ -44,6 +45,27 @@ TEST(Log, losesAndMixesNothingFromConcurrentThreads) {
     written.sort();
     expected.sort();
     EXPECT_EQ(written, expected);
+}
+
+TEST(DesktopSession, isAWaylandOneByItsTypeElseByItsCompositor) {
+    const struct {
+        QByteArray type, compositor;
+        bool isWayland;
+    } cases[] = {
+        {"wayland", "wayland-0", true},
+        {"wayland", "", true},
+        {"x11", "wayland-0", false},
+        {"tty", "wayland-1", true},
+        {"", "wayland-0", true},
+        {"tty", "", false},
+        {"", "", false},
+    };
+    for (const auto& c : cases) {
+        const test::ScopedEnvironment display("DISPLAY", ":0"), type("XDG_SESSION_TYPE", c.type),
+            compositor("WAYLAND_DISPLAY", c.compositor);
+        EXPECT_EQ(isWaylandSession(), c.isWayland)
+            << c.type.toStdString() << ' ' << c.compositor.toStdString();
+    }
 }
 
 TEST(WorkerConfig, readsTheAddressAfreshAndFallsBack) {
