@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/Errors.h"
 #include "Platform/VideoFrame.h"
 
 #include <QString>
@@ -22,10 +23,20 @@ struct SystemVersion {
     auto operator<=>(const SystemVersion&) const = default;
 };
 
+/// The user closed the dialog in which the desktop asks what to share: nothing has failed.
+class CaptureCancelled final : public PlatformError {
+public:
+    CaptureCancelled()
+        : PlatformError(QStringLiteral("Tavro.ScreenCapture"), 1,
+              QStringLiteral("The desktop's dialog was closed without a choice.")) {}
+};
+
 struct ShareableDisplay {
     std::uint32_t displayID = 0;
     int width = 0; ///< pixels
     int height = 0;
+    QString label{}; ///< the desktop's words for it; empty where number and size say enough
+    QString hint{};  ///< what the user has to know to record this one; empty where nothing
 };
 
 struct ShareableWindow {
@@ -83,7 +94,7 @@ public:
     virtual void addRecordingOutput(std::shared_ptr<RecordingOutput> output) = 0;
     virtual void setFailureHandler(FailureHandler handler) = 0; ///< before `startCapture()`
 
-    /// Completes after the first frame. Throws PlatformError.
+    /// Completes after the first frame. Throws PlatformError; CaptureCancelled when the user did not share.
     virtual QCoro::Task<> startCapture() = 0;
     /// Delivers a last frame, to record the full length. Completes when the recording output is finished; no
     /// frame follows.
@@ -102,6 +113,10 @@ public:
     virtual std::unique_ptr<ScreenStream> makeStream(
         const ContentFilter& filter, const StreamConfiguration& configuration) = 0;
     virtual std::shared_ptr<RecordingOutput> makeRecordingOutput(const std::filesystem::path& file) = 0;
+
+    /// Sets the one handler, called on the main thread when the desktop has stopped sharing during a capture,
+    /// which goes on with its last picture. Only a desktop that shares by the user's leave does so.
+    virtual void onInterruption(std::function<void()> /*handler*/) {}
 };
 
 } // namespace tavro

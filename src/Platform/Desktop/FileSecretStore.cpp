@@ -21,6 +21,10 @@ std::optional<QByteArray> FileSecretStore::read(const QString& service, const QS
                             : std::nullopt;
 }
 
+QStringList FileSecretStore::accounts(const QString& service) const {
+    return load(path).value(service).toObject().keys();
+}
+
 bool FileSecretStore::write(
     const QString& service, const QString& account, const std::optional<QByteArray>& value) const {
     const QJsonValue none = QJsonValue::Undefined; // `insert` removes the key then

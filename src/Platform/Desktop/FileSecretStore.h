@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <filesystem>
 #include <optional>
@@ -14,6 +15,7 @@ struct FileSecretStore {
     const std::filesystem::path path; ///< its folder is created for the first secret, closed to other users
 
     std::optional<QByteArray> read(const QString& service, const QString& account) const;
+    QStringList accounts(const QString& service) const;
     /// No value removes the secret. False when the file cannot be changed.
     bool write(const QString& service, const QString& account, const std::optional<QByteArray>& value) const;
 };

@@ -63,6 +63,10 @@ public:
         failureHandler(reason);
     }
 
+    /// The desktop stops sharing.
+    void interrupt() const { interruptionHandler(); }
+
+    void onInterruption(std::function<void()> handler) override { interruptionHandler = std::move(handler); }
     QCoro::Task<ShareableContent> shareableContent() override {
         note(Step::shareableContent, QStringLiteral("shareableContent"));
         co_return ShareableContent(content); // a copy: the compiler moves even members
@@ -128,6 +132,7 @@ private:
 
     std::vector<ScreenStream::FrameHandler> handlers;
     ScreenStream::FailureHandler failureHandler;
+    std::function<void()> interruptionHandler = [] {};
 };
 
 } // namespace tavro
