@@ -1,7 +1,5 @@
 #include "App/LinuxDesktop.h"
 
-#include "Platform/X11/X11ScreenCapture.h"
-
 namespace tavro {
 namespace {
 
@@ -13,12 +11,10 @@ QCoro::Task<bool> isUsable(QCoro::Task<AudioFormat> asking) {
 } // namespace
 
 DesktopPrivacy::Probes LinuxDesktop::privacyProbes() {
-    return {.screenObstacle = [] { return obstacleToX11Capture(); },
+    return {.screenObstacle = screen.obstacle,
+        .refreshScreen = screen.refreshObstacle,
+        .askForScreen = screen.ask,
         .microphoneExists = [this] { return isUsable(sound.audioEngine().inputFormat()); }};
-}
-
-std::unique_ptr<ScreenCaptureService> LinuxDesktop::makeScreenCapture(AssetWriterFactory& writers) {
-    return makeX11ScreenCapture(writers);
 }
 
 } // namespace tavro

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "App/SessionScreen.h"
 #include "Core/Paths.h"
 #include "Platform/Desktop/DesktopInhibitor.h"
 #include "Platform/Desktop/DesktopNotifier.h"
@@ -23,18 +24,17 @@ struct LinuxDesktop {
     DesktopInhibitor inhibitor;
     DesktopTrayHost trayHost;
     DesktopWindowing windowing;
-    DesktopPrivacy privacy{DesktopPrivacy::standardAnswers(), privacyProbes(), notifier};
 
     const std::unique_ptr<AssetWriterFactory> writers = makeAssetWriterFactory();
+    const SessionScreen screen = makeSessionScreen(*writers);
     const std::unique_ptr<MediaLibrary> media = makeMediaLibrary();
     const std::unique_ptr<AudioConverterFactory> converters = makeAudioConverterFactory();
     PulseSound sound;
-    const std::unique_ptr<ScreenCaptureService> screen = makeScreenCapture(*writers);
+    DesktopPrivacy privacy{DesktopPrivacy::standardAnswers(), privacyProbes(), notifier};
     const SystemVersion systemVersion;
 
 private:
     DesktopPrivacy::Probes privacyProbes();
-    static std::unique_ptr<ScreenCaptureService> makeScreenCapture(AssetWriterFactory& writers);
 };
 
 } // namespace tavro

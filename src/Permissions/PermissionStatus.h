@@ -40,9 +40,9 @@ public:
     PermissionSet current() const; ///< immediate; the microphone's grant is that of the last refresh
     Grant screen() const;
     /// Refreshes the microphone's grant. Completes when `current` is up to date, or after a second.
-    QCoro::Task<> refresh() { return services.refreshMicrophone(); }
+    QCoro::Task<> refresh() { return services.refresh(); }
     /// Sets the one handler for changes of `current` by a refresh.
-    void onChange(std::function<void()> handler) { services.onMicrophoneChange(std::move(handler)); }
+    void onChange(std::function<void()> handler) { services.onChange(std::move(handler)); }
     /// Never `unknown`. The caller resumes on its own thread.
     QCoro::Task<Grant> requestMicrophone();
     QCoro::Task<Grant> requestSpeech();

@@ -14,14 +14,16 @@ public:
     virtual ~PrivacyServices() = default;
 
     virtual bool preflightScreenCaptureAccess() = 0;
-    /// Returns the present state at once. Shows the user why the screen cannot be captured.
+    /// Returns the present state at once. Lets the user choose in a dialog of the desktop where there is one,
+    /// or shows why the screen cannot be captured.
     virtual bool requestScreenCaptureAccess() = 0;
 
-    virtual AuthorizationStatus microphoneAuthorization() = 0; ///< by the last answer to `refreshMicrophone`
-    /// Asks the system again. Completes with the answer, or after a second without one.
-    virtual QCoro::Task<> refreshMicrophone() = 0;
-    /// Sets the one handler, called when the answer changes, even after `refreshMicrophone` has completed.
-    virtual void onMicrophoneChange(std::function<void()> handler) = 0;
+    virtual AuthorizationStatus microphoneAuthorization() = 0; ///< by the last answer to `refresh`
+    /// Asks the system again about screen and microphone. Completes with the microphone's answer, or after a
+    /// second without one.
+    virtual QCoro::Task<> refresh() = 0;
+    /// Sets the one handler, called when an answer changes, even after `refresh` has completed.
+    virtual void onChange(std::function<void()> handler) = 0;
     /// Calls `handler` once, on any thread, possibly before this returns.
     virtual void requestMicrophoneAccess(std::function<void(bool granted)> handler) = 0;
 

@@ -3,7 +3,6 @@
 #include "Capture/CaptureTarget.h"
 #include "Core/Paths.h"
 #include "Permissions/PermissionStatus.h"
-#include "Platform/X11/X11ScreenCapture.h"
 
 #include <QTimer>
 
@@ -15,18 +14,15 @@ std::filesystem::path workDirectory() {
     return Paths::temporary() / "Tavro-recordings";
 }
 
-QString screenGrant() {
-    return toText(obstacleToX11Capture().isEmpty() ? Grant::granted : Grant::denied);
-}
-
 } // namespace
 
 Take::Take(TakeOptions given)
     : options(std::move(given))
     , backend(TakeBackend::choose(options))
-    , screen(makeX11ScreenCapture(*writers))
-    , capture(*screen, *writers, sound.audioEngine(), sound.audioHardware(), *converters, options.system,
-          &screenGrant)
+    , screen(makeSessionScreen(*writers))
+    , capture(*screen.service, *writers, sound.audioEngine(), sound.audioHardware(), *converters,
+          options.system,
+          [this] { return toText(screen.obstacle().isEmpty() ? Grant::granted : Grant::denied); })
     , session(backend.client, capture, muxer, workDirectory()) {
     RecordingsFolder(workDirectory()).tidy();
 }
@@ -61,15 +57,25 @@ QCoro::Task<QString> Take::begin() {
         throw std::runtime_error("the backend's first project has no scenario");
     auto choosing = target();
     const CaptureTargetMeta chosen = co_await choosing;
-    auto beginning = session.begin(scenarios.front().id, std::nullopt, chosen, options.narrate);
-    co_await beginning;
+    std::exception_ptr failure;
+    try {
+        auto beginning = session.begin(scenarios.front().id, std::nullopt, chosen, options.narrate);
+        co_await beginning;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        auto withdrawing = session.withdraw();
+        co_await withdrawing;
+        std::rethrow_exception(failure);
+    }
     co_return QString(*session.sessionId());
 }
 
 QCoro::Task<CaptureTargetMeta> Take::target() {
     if (options.target)
         co_return CaptureTargetMeta(*options.target);
-    auto listing = CaptureCatalog::displays(*screen);
+    auto listing = CaptureCatalog::displays(*screen.service);
     const auto displays = co_await listing;
     if (displays.empty())
         throw std::runtime_error("there is no display");

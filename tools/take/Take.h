@@ -4,6 +4,7 @@
 #include "TakeOptions.h"
 #include "TakeReport.h"
 
+#include "App/SessionScreen.h"
 #include "Audio/VideoAudioMuxer.h"
 #include "Capture/RealScreenCapture.h"
 #include "Core/Promise.h"
@@ -40,7 +41,7 @@ private:
     const std::unique_ptr<AudioConverterFactory> converters = makeAudioConverterFactory();
     const std::unique_ptr<MediaLibrary> media = makeMediaLibrary();
     PulseSound sound;
-    const std::unique_ptr<ScreenCaptureService> screen;
+    const SessionScreen screen;
     VideoAudioMuxer muxer{*media};
     RealScreenCapture capture;
     RecordingSession session;

@@ -1,8 +1,10 @@
 #include "Platform/Desktop/DesktopPrivacy.h"
 
+#include "Core/Errors.h"
 #include "Core/Paths.h"
 #include "Core/Tasks.h"
 #include "Platform/Notifier.h"
+#include "Platform/ScreenCapture.h"
 
 #include <QTimer>
 
@@ -42,10 +44,36 @@ bool DesktopPrivacy::preflightScreenCaptureAccess() {
 
 bool DesktopPrivacy::requestScreenCaptureAccess() {
     const QString obstacle = probes.screenObstacle();
-    if (!obstacle.isEmpty())
-        notifier.show(
-            {.summary = QStringLiteral("This screen cannot be recorded"), .body = obstacle, .failure = true});
-    return obstacle.isEmpty();
+    if (obstacle.isEmpty())
+        return true;
+    if (probes.askForScreen)
+        startTask(QStringLiteral("screen"), [this] { return askForScreen(); });
+    else
+        tellOfObstacle(obstacle);
+    return false;
+}
+
+QCoro::Task<> DesktopPrivacy::askForScreen() {
+    const std::weak_ptr alive = known;
+    QString why;
+    try {
+        auto asking = probes.askForScreen();
+        co_await asking;
+    } catch (const CaptureCancelled&) { // the user knows
+    } catch (const PlatformError& error) {
+        why = error.message();
+    }
+    const auto present = alive.lock();
+    if (!present)
+        co_return;
+    if (!why.isEmpty())
+        tellOfObstacle(why);
+    present->onChange();
+}
+
+void DesktopPrivacy::tellOfObstacle(const QString& obstacle) {
+    notifier.show(
+        {.summary = QStringLiteral("This screen cannot be recorded"), .body = obstacle, .failure = true});
 }
 
 AuthorizationStatus DesktopPrivacy::microphoneAuthorization() {
@@ -54,7 +82,9 @@ AuthorizationStatus DesktopPrivacy::microphoneAuthorization() {
     return known->exists ? AuthorizationStatus::authorized : AuthorizationStatus::restricted;
 }
 
-QCoro::Task<> DesktopPrivacy::refreshMicrophone() {
+QCoro::Task<> DesktopPrivacy::refresh() {
+    if (probes.refreshScreen)
+        startTask(QStringLiteral("screen"), [this] { return renewScreen(); });
     if (!answers.boolean(microphone))
         co_return; // access is not granted, so the answer does not matter
     const Promise<void> renewed;
@@ -62,6 +92,16 @@ QCoro::Task<> DesktopPrivacy::refreshMicrophone() {
         [this, renewed] { return renew(known, probes.microphoneExists(), renewed); });
     QTimer::singleShot(patience, [renewed] { renewed.resolve(); });
     co_await renewed;
+}
+
+QCoro::Task<> DesktopPrivacy::renewScreen() {
+    const std::weak_ptr alive = known;
+    const QString before = probes.screenObstacle();
+    auto refreshing = probes.refreshScreen();
+    co_await refreshing;
+    const auto present = alive.lock();
+    if (present && probes.screenObstacle() != before)
+        present->onChange();
 }
 
 QCoro::Task<> DesktopPrivacy::renew(
@@ -73,7 +113,7 @@ QCoro::Task<> DesktopPrivacy::renew(
     renewed.resolve();
 }
 
-void DesktopPrivacy::onMicrophoneChange(std::function<void()> handler) {
+void DesktopPrivacy::onChange(std::function<void()> handler) {
     known->onChange = std::move(handler);
 }
 
@@ -84,7 +124,7 @@ void DesktopPrivacy::requestMicrophoneAccess(std::function<void(bool)> handler) 
 
 QCoro::Task<> DesktopPrivacy::answer(std::function<void(bool)> handler) {
     const std::weak_ptr alive = known;
-    auto refreshing = refreshMicrophone();
+    auto refreshing = refresh();
     co_await refreshing;
     const auto present = alive.lock();
     if (present && !present->exists) {

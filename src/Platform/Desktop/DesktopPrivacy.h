@@ -18,6 +18,10 @@ class DesktopPrivacy final : public PrivacyServices {
 public:
     struct Probes {
         std::function<QString()> screenObstacle; ///< why the screen cannot be captured; empty when it can
+        /// Renews what `screenObstacle` answers; empty where that is always up to date. Never throws.
+        std::function<QCoro::Task<>()> refreshScreen;
+        /// Lets the user choose in a dialog of the desktop; empty where there is none. Throws.
+        std::function<QCoro::Task<>()> askForScreen;
         std::function<QCoro::Task<bool>()> microphoneExists; ///< may take long, and outlive this object
     };
     static UserDefaults standardAnswers();
@@ -27,8 +31,8 @@ public:
     bool preflightScreenCaptureAccess() override;
     bool requestScreenCaptureAccess() override;
     AuthorizationStatus microphoneAuthorization() override;
-    QCoro::Task<> refreshMicrophone() override;
-    void onMicrophoneChange(std::function<void()> handler) override;
+    QCoro::Task<> refresh() override;
+    void onChange(std::function<void()> handler) override;
     void requestMicrophoneAccess(std::function<void(bool granted)> handler) override;
     AuthorizationStatus speechAuthorization() override;
     void requestSpeechAuthorization(std::function<void(AuthorizationStatus)> handler) override;
@@ -37,6 +41,9 @@ private:
     struct Microphone;
     static QCoro::Task<> renew(
         std::weak_ptr<Microphone> known, QCoro::Task<bool> asking, Promise<void> renewed);
+    QCoro::Task<> askForScreen();
+    QCoro::Task<> renewScreen();
+    void tellOfObstacle(const QString& obstacle);
     QCoro::Task<> answer(std::function<void(bool granted)> handler);
 
     const UserDefaults answers;

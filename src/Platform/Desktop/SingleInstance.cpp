@@ -69,6 +69,12 @@ private:
     QDBusConnection bus = QDBusConnection::sessionBus();
 };
 
+bool SingleInstance::ask(const QString& action) {
+    const auto call =
+        application.callIfRunning(QStringLiteral("ActivateAction"), {action, QVariantList(), QVariantMap()});
+    return dbus::succeeded(QDBusConnection::sessionBus().call(call, QDBus::Block, patience.count()));
+}
+
 SingleInstance::SingleInstance(Requests requests) : service(std::make_unique<Service>(std::move(requests))) {}
 
 SingleInstance::~SingleInstance() = default;

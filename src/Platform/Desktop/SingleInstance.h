@@ -25,6 +25,9 @@ public:
     ~SingleInstance();
 
     Role claim();
+    /// Asks the instance that runs for an action, and starts none. False when it does not answer. Needs the
+    /// application object.
+    static bool ask(const QString& action);
     /// Releases the name, so that another instance can start while this one still runs.
     void release();
 

@@ -30,13 +30,11 @@ public:
         return screen;
     }
     AuthorizationStatus microphoneAuthorization() override { return microphone; }
-    QCoro::Task<> refreshMicrophone() override {
+    QCoro::Task<> refresh() override {
         ++microphoneRefreshes;
         co_return;
     }
-    void onMicrophoneChange(std::function<void()> handler) override {
-        microphoneChanged = std::move(handler);
-    }
+    void onChange(std::function<void()> handler) override { microphoneChanged = std::move(handler); }
     void requestMicrophoneAccess(std::function<void(bool)> handler) override {
         microphoneRequests.push_back(std::move(handler));
     }

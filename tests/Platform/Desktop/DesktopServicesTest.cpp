@@ -2,6 +2,7 @@
 #include "Platform/Desktop/DesktopInhibitor.h"
 #include "Platform/Desktop/DesktopNotifier.h"
 #include "Platform/Desktop/DesktopPrivacy.h"
+#include "Platform/ScreenCapture.h"
 #include "support/TestSupport.h"
 
 #include <QDBusConnection>
@@ -166,12 +167,18 @@ struct DesktopPrivacyTest : testing::Test {
     QString obstacle;
     bool hasMicrophone = true;
     std::optional<Promise<void>> silence; // delays the system's answer until resolved
+    QString obstacleOnRefresh;
     RecordingNotifier notifier;
     DesktopPrivacy privacy = make();
 
-    DesktopPrivacy make() {
+    DesktopPrivacy make(std::function<QCoro::Task<>()> ask = {}) {
         return DesktopPrivacy(UserDefaults(folder.path() / "new" / "answers.conf"),
             {.screenObstacle = [this] { return obstacle; },
+                .refreshScreen = [this]() -> QCoro::Task<> {
+                    obstacle = obstacleOnRefresh;
+                    co_return;
+                },
+                .askForScreen = std::move(ask),
                 .microphoneExists = [this] { return answer(hasMicrophone, silence); }},
             notifier);
     }
@@ -196,7 +203,7 @@ TEST_F(DesktopPrivacyTest, requestIsTheAgreementAndIsRemembered) {
     EXPECT_EQ(speech, AuthorizationStatus::authorized);
 
     auto later = make();
-    await(later.refreshMicrophone());
+    await(later.refresh());
     EXPECT_EQ(later.microphoneAuthorization(), AuthorizationStatus::authorized);
     EXPECT_EQ(later.speechAuthorization(), AuthorizationStatus::authorized);
     EXPECT_TRUE(notifier.shown.empty());
@@ -212,9 +219,9 @@ TEST_F(DesktopPrivacyTest, agreementWithoutAMicrophoneIsNoGrantUntilThereIsOne) 
     hasMicrophone = true;
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted) << "nobody has asked again";
     int changes = 0;
-    privacy.onMicrophoneChange([&] { ++changes; });
-    await(privacy.refreshMicrophone());
-    await(privacy.refreshMicrophone());
+    privacy.onChange([&] { ++changes; });
+    await(privacy.refresh());
+    await(privacy.refresh());
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::authorized);
     EXPECT_EQ(changes, 1);
 }
@@ -222,7 +229,7 @@ TEST_F(DesktopPrivacyTest, agreementWithoutAMicrophoneIsNoGrantUntilThereIsOne) 
 TEST_F(DesktopPrivacyTest, aSilentSystemIsNotWaitedForAndHeardAllTheSame) {
     const auto sound = silence.emplace();
     int changes = 0;
-    privacy.onMicrophoneChange([&] { ++changes; });
+    privacy.onChange([&] { ++changes; });
     std::optional<bool> answer;
     privacy.requestMicrophoneAccess([&](bool granted) { answer = granted; });
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::restricted) << "at once";
@@ -234,6 +241,45 @@ TEST_F(DesktopPrivacyTest, aSilentSystemIsNotWaitedForAndHeardAllTheSame) {
     sound.resolve();
     EXPECT_TRUE(waitUntil([&] { return changes == 1; }));
     EXPECT_EQ(privacy.microphoneAuthorization(), AuthorizationStatus::authorized);
+}
+
+TEST_F(DesktopPrivacyTest, aDialogOfTheDesktopGrantsTheScreen) {
+    const struct {
+        const char* what;
+        std::function<void()> answer;
+        bool grants;
+        QString told;
+    } cases[] = {
+        {"chosen", [this] { obstacle.clear(); }, true, {}},
+        {"cancelled", [] { throw CaptureCancelled(); }, false, {}},
+        {"refused", [] { throw PlatformError(QStringLiteral("D"), 1, QStringLiteral("why")); }, false,
+            QStringLiteral("why")},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        obstacle = QStringLiteral("not asked");
+        auto asking = make([&c]() -> QCoro::Task<> {
+            c.answer();
+            co_return;
+        });
+        notifier.shown.clear();
+        int changes = 0;
+        asking.onChange([&] { ++changes; });
+        EXPECT_FALSE(asking.requestScreenCaptureAccess());
+        EXPECT_TRUE(waitUntil([&] { return changes == 1; }));
+        EXPECT_EQ(asking.preflightScreenCaptureAccess(), c.grants);
+        EXPECT_EQ(notifier.shown.empty() ? QString() : notifier.shown.front().body, c.told);
+    }
+}
+
+TEST_F(DesktopPrivacyTest, aRefreshAsksForTheScreenToo) {
+    obstacleOnRefresh = QStringLiteral("no portal");
+    int changes = 0;
+    privacy.onChange([&] { ++changes; });
+    await(privacy.refresh());
+    await(privacy.refresh());
+    EXPECT_TRUE(waitUntil([&] { return changes == 1; }));
+    EXPECT_FALSE(privacy.preflightScreenCaptureAccess());
 }
 
 TEST_F(DesktopPrivacyTest, mayGoWhileTheSystemIsAsked) {
