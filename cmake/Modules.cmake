@@ -38,13 +38,14 @@ endfunction()
 
 # One test executable, registered with CTest as NAME.
 #
-#   add_module_test(NAME SOURCES … LIBS libs… [DESKTOP services…] [LABELS labels…] [TIMEOUT seconds])
+#   add_module_test(NAME SOURCES … LIBS libs… [DESKTOP services… [OUTPUTS sizes…]] [LABELS labels…] [TIMEOUT seconds])
 #
-# DESKTOP lists what tools/desktop/desktop.py starts around it (x11, wm, pulse, pipewire, bus, keyring …).
+# DESKTOP lists what tools/desktop/desktop.py starts around it (x11, wm, pulse, pipewire, bus, keyring …), OUTPUTS the
+# sizes of a Wayland desktop's outputs.
 # The label "threads" puts it into the ThreadSanitizer run; the target "threads" builds what that run needs.
 add_custom_target(threads)
 function(add_module_test name)
-  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;DESKTOP;LABELS" ${ARGN})
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;DESKTOP;OUTPUTS;LABELS" ${ARGN})
   add_executable(${name} ${T_SOURCES})
   target_link_libraries(${name} PRIVATE ${T_LIBS} Tavro::TestSupport GTest::gmock GTest::gtest)
   target_compile_options(${name} PRIVATE ${TAVRO_WARNINGS})
@@ -54,15 +55,20 @@ function(add_module_test name)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
-  tavro_add_test(${name} COMMAND $<TARGET_FILE:${name}> DESKTOP ${T_DESKTOP} LABELS ${T_LABELS} TIMEOUT ${T_TIMEOUT})
+  tavro_add_test(${name} COMMAND $<TARGET_FILE:${name}> DESKTOP ${T_DESKTOP} OUTPUTS ${T_OUTPUTS}
+    LABELS ${T_LABELS} TIMEOUT ${T_TIMEOUT})
 endfunction()
 
 # Registers a command with CTest, inside a virtual desktop where one is asked for.
 function(tavro_add_test name)
-  cmake_parse_arguments(T "" "TIMEOUT" "COMMAND;DESKTOP;LABELS" ${ARGN})
+  cmake_parse_arguments(T "" "TIMEOUT" "COMMAND;DESKTOP;OUTPUTS;LABELS" ${ARGN})
   if(T_DESKTOP)
-    list(JOIN T_DESKTOP "," services)
-    set(T_COMMAND /usr/bin/python3 ${CMAKE_SOURCE_DIR}/tools/desktop/desktop.py --with ${services} -- ${T_COMMAND})
+    list(JOIN T_DESKTOP "," options)
+    if(T_OUTPUTS)
+      list(JOIN T_OUTPUTS "," outputs)
+      list(APPEND options --outputs ${outputs})
+    endif()
+    set(T_COMMAND /usr/bin/python3 ${CMAKE_SOURCE_DIR}/tools/desktop/desktop.py --with ${options} -- ${T_COMMAND})
   endif()
   add_test(NAME ${name} COMMAND ${T_COMMAND})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}"

@@ -2,11 +2,17 @@
 """A private desktop without a screen, for tests, measurements and demonstrations.
 
     desktop.py --with x11,wm,pulse [--geometry 1920x1080] -- COMMAND...
+    desktop.py --with bus,pipewire,sway,portal [--outputs 1920x1080,1280x720] -- COMMAND...
 
 starts the services named, runs COMMAND inside, ends all services and exits with the code of COMMAND.
 Home, XDG folders, buses and servers are private; the user's desktop is not touched.
 
     x11       an X server (Xvfb)                       DISPLAY
+    sway      a Wayland compositor with outputs HEADLESS-1, HEADLESS-2, … side by side, and Xwayland
+                                               WAYLAND_DISPLAY, DISPLAY, SWAYSOCK
+    portal    the ScreenCast portal; instead of a dialog it reads the output's name from $TAVRO_DESKTOP/portal-choice:
+              the first output when there is no such file, a user who cancels when it is empty
+    pointer   a mouse for sway
     bus       a session bus without activation         DBUS_SESSION_BUS_ADDRESS
     wm        a window manager (openbox)
     panel     a panel with a tray (xfce4-panel, a StatusNotifier and XEmbed host)
@@ -21,13 +27,13 @@ Home, XDG folders, buses and servers are private; the user's desktop is not touc
 Without `bus`, or without a sound server, programs inside find none. Inside, while COMMAND runs,
 
     desktop.py --stop NAME        ends a service at once (SIGKILL), as a crash would
-    desktop.py --start NAME       starts it (again)
+    desktop.py --start NAME       starts it (again); sway may then have another DISPLAY
+    desktop.py --pointer X Y      moves the mouse `pointer`
 
 $TAVRO_DESKTOP holds NAME.pid, one pid a line, and NAME.log of each service.
 """
 
 import argparse
-import ctypes
 import os
 import pathlib
 import shutil
@@ -35,10 +41,16 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
+
+import wayland
+from processes import (
+    PR_SET_CHILD_SUBREAPER, StartError, bus_property, end_stragglers, has_name, output_of, prctl, succeeds, wait_for,
+    write
+)
 
 HERE = pathlib.Path(__file__).resolve().parent
-ORDER = ["x11", "bus", "wm", "a11y", "keyring", "notify", "inhibit", "panel", "pulse", "pipewire", "stubopen"]
+ORDER = ["x11", "bus", "sway", "wm", "a11y", "keyring", "notify", "inhibit", "panel", "pulse", "pipewire"]
+ORDER += ["portal", "pointer", "stubopen"]
 NEEDS = {
     "wm": ["x11"],
     "panel": ["x11", "bus", "wm"],
@@ -47,85 +59,13 @@ NEEDS = {
     "notify": ["bus"],
     "inhibit": ["bus"],
     "pipewire": ["bus"],
+    "portal": ["bus", "pipewire", "sway"],
+    "pointer": ["sway"],
 }
-PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 
 
-class StartError(Exception):
-    pass
-
-
-def prctl(option, value):
-    ctypes.CDLL(None).prctl(option, value, 0, 0, 0)
-
-
-def wait_for(condition, what, seconds=30):
-    deadline = time.monotonic() + seconds
-    while not condition():
-        if time.monotonic() > deadline:
-            raise StartError(f"{what} did not come up within {seconds} s")
-        time.sleep(0.02)
-
-
-def succeeds(*command):
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
-
-
-def output_of(*command):
-    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False)
-    return result.stdout
-
-
-def has_name(name):
-    call = ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/", "--method"]
-    return "true" in output_of(*call, "org.freedesktop.DBus.NameHasOwner", name)
-
-
-class Desktop:
+class Desktop(wayland.WaylandServices):
     """The services of one private desktop, with their state in one folder."""
-
-    def __init__(self, root, bound_to_us):
-        self.root = pathlib.Path(root)
-        self.bound_to_us = bound_to_us  # services end with this process
-
-    # -- processes
-
-    def spawn(self, service, command, stdin=None, **options):
-        def in_child():
-            os.setpgid(0, 0)
-            if self.bound_to_us:
-                prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
-
-        with open(self.root / f"{service}.log", "ab") as log:
-            process = subprocess.Popen(
-                command, stdin=stdin or subprocess.DEVNULL, stdout=log, stderr=log, preexec_fn=in_child, **options
-            )
-        with open(self.root / f"{service}.pid", "a", encoding="ascii") as pids:
-            print(process.pid, file=pids)
-        return process
-
-    def pids(self, service):
-        file = self.root / f"{service}.pid"
-        return [int(line) for line in file.read_text().split()] if file.exists() else []
-
-    def start(self, service):
-        getattr(self, "start_" + service)()
-
-    def stop(self, service, how=signal.SIGKILL):
-        pids = self.pids(service)
-        for pid in reversed(pids):
-            try:
-                os.kill(pid, how)
-            except ProcessLookupError:
-                pass
-        try:
-            wait_for(lambda: not any(alive(pid) for pid in pids), service, 3)
-        except StartError:
-            if how != signal.SIGKILL:
-                self.stop(service)
-        (self.root / f"{service}.pid").unlink(missing_ok=True)
-
-    # -- services
 
     def start_x11(self):
         geometry = os.environ.get("TAVRO_DESKTOP_GEOMETRY", "1920x1080")
@@ -200,9 +140,8 @@ class Desktop:
 """
         )
         self.spawn("panel", ["xfce4-panel", "--disable-wm-check"])
-        call = ["gdbus", "call", "--session", "-d", "org.kde.StatusNotifierWatcher", "-o", "/StatusNotifierWatcher"]
-        call += ["-m", "org.freedesktop.DBus.Properties.Get", "org.kde.StatusNotifierWatcher"]
-        wait_for(lambda: "true" in output_of(*call, "IsStatusNotifierHostRegistered"), "the panel")
+        watcher = ["org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.kde.StatusNotifierWatcher"]
+        wait_for(lambda: "true" in bus_property(*watcher, "IsStatusNotifierHostRegistered"), "the panel")
 
     def start_a11y(self):
         self.spawn("a11y", ["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
@@ -219,9 +158,8 @@ class Desktop:
         process.stdin.write(b"password")
         process.stdin.close()
         wait_for(lambda: has_name("org.freedesktop.secrets"), "the keyring")
-        call = ["gdbus", "call", "--session", "-d", "org.freedesktop.secrets", "-o", "/org/freedesktop/secrets"]
-        call += ["-m", "org.freedesktop.DBus.Properties.Get", "org.freedesktop.Secret.Service", "Collections"]
-        wait_for(lambda: "collection/login" in output_of(*call), "the login keyring")
+        service = ["org.freedesktop.secrets", "/org/freedesktop/secrets", "org.freedesktop.Secret.Service"]
+        wait_for(lambda: "collection/login" in bus_property(*service, "Collections"), "the login keyring")
 
     def start_notify(self):
         self.spawn("notify", ["/usr/bin/python3", HERE / "notifications.py", self.root / "notifications.jsonl"])
@@ -291,18 +229,6 @@ set-default-source mic
         os.environ["PATH"] = f"{folder}:{os.environ['PATH']}"
 
 
-def write(file, text):
-    file.parent.mkdir(parents=True, exist_ok=True)
-    file.write_text(text)
-
-
-def alive(pid):
-    try:
-        return open(f"/proc/{pid}/stat", encoding="ascii").read().rsplit(")", 1)[1].split()[0] != "Z"
-    except OSError:
-        return False
-
-
 def defaults_are_set():
     info = output_of("pactl", "info")
     return "Default Source: mic" in info and "Default Sink: speakers" in info
@@ -310,7 +236,7 @@ def defaults_are_set():
 
 def private_environment(root):
     """The environment of a new user."""
-    for name in """DISPLAY WAYLAND_DISPLAY XAUTHORITY PULSE_SERVER PULSE_SINK PULSE_SOURCE XDG_CURRENT_DESKTOP
+    for name in """DISPLAY WAYLAND_DISPLAY SWAYSOCK XAUTHORITY PULSE_SERVER PULSE_SINK PULSE_SOURCE XDG_CURRENT_DESKTOP
             DESKTOP_SESSION BROWSER QT_QPA_PLATFORMTHEME QT_STYLE_OVERRIDE GNOME_KEYRING_CONTROL SSH_AUTH_SOCK TMPDIR
             QT_SCALE_FACTOR AT_SPI_BUS_ADDRESS""".split():
         os.environ.pop(name, None)
@@ -337,24 +263,14 @@ def private_environment(root):
     }
 
 
-def end_stragglers():
-    """Ends and reaps the processes that the services left to us as their subreaper."""
-    while True:
-        children = [int(pid) for pid in open("/proc/thread-self/children", encoding="ascii").read().split()]
-        for pid in children:
-            os.kill(pid, signal.SIGKILL)
-            os.waitpid(pid, 0)
-        if not children:
-            return
-
-
-def run(services, geometry, command):
+def run(services, command):
     wanted = set(services)
     for service in services:
         wanted.update(NEEDS.get(service, []))
+    if "sway" in wanted:
+        wanted.discard("x11")  # it has its own X server
     root = pathlib.Path(tempfile.mkdtemp(prefix="tavro-", dir="/tmp"))
     private_environment(root)
-    os.environ["TAVRO_DESKTOP_GEOMETRY"] = geometry
     prctl(PR_SET_CHILD_SUBREAPER, 1)
     desktop = Desktop(root, bound_to_us=True)
     started = []
@@ -383,8 +299,10 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--with", dest="services", default="", metavar="SERVICES")
     parser.add_argument("--geometry", default="1920x1080")
+    parser.add_argument("--outputs", default="1920x1080")
     parser.add_argument("--start", choices=ORDER)
     parser.add_argument("--stop", choices=ORDER)
+    parser.add_argument("--pointer", nargs=2, type=int, metavar=("X", "Y"))
     parser.add_argument("command", nargs=argparse.REMAINDER)
     arguments = parser.parse_args()
     if arguments.start or arguments.stop:
@@ -394,12 +312,16 @@ def main():
         if arguments.start:
             desktop.start(arguments.start)
         return 0
+    if arguments.pointer:
+        wayland.move_pointer(*arguments.pointer)
+        return 0
     services = [name for name in arguments.services.split(",") if name]
     unknown = set(services) - set(ORDER)
     command = arguments.command[1:] if arguments.command[:1] == ["--"] else arguments.command
     if unknown or not command:
         parser.error(f"unknown services: {', '.join(sorted(unknown))}" if unknown else "no command")
-    return run(services, arguments.geometry, command)
+    os.environ |= {"TAVRO_DESKTOP_GEOMETRY": arguments.geometry, "TAVRO_DESKTOP_OUTPUTS": arguments.outputs}
+    return run(services, command)
 
 
 if __name__ == "__main__":

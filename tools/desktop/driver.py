@@ -19,9 +19,10 @@ from gi.repository import Atspi, GLib  # noqa: E402  (the version comes first)
 
 PATIENCE = 30  # seconds
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-KEYRING_ITEM = ["user", "tavro-worker-auth-token", "server", "com.quembridge.tavro", "type", "plaintext"]
+NAME = "com.quembridge.tavro"
+KEYRING_ITEM = ["user", "tavro-worker-auth-token", "server", NAME, "type", "plaintext"]
 KEYRING_ITEM += ["xdg:schema", "org.qt.keychain"]
-KEYRING_ITEM_OF_01 = ["service", "com.quembridge.tavro", "account", "tavro-worker-auth-token"]
+KEYRING_ITEM_OF_01 = ["service", NAME, "account", "tavro-worker-auth-token"]
 
 
 class Failure(AssertionError):
@@ -200,6 +201,13 @@ class Program:
         """Waits for such a line, beyond the first `after` lines."""
         found = lambda: next((line for line in self.log()[after:] if text in line), None)
         return wait_for(found, f"log line “{text}”", seconds)
+
+    def ask(self, action):
+        """Runs one of the desktop entry's actions."""
+        wait_for(lambda: dbus.SessionBus().name_has_owner(NAME), "the program's name on the bus")
+        application = dbus.SessionBus().get_object(NAME, "/com/quembridge/tavro")
+        nothing, no_data = dbus.Array([], signature="v"), dbus.Dictionary({}, signature="sv")
+        application.ActivateAction(action, nothing, no_data, dbus_interface="org.freedesktop.Application")
 
     def wait_end(self, seconds=PATIENCE):
         return self.process.wait(seconds)
