@@ -5,15 +5,12 @@
 #include "Backend/HTTPBackend.h"
 #include "Backend/MockBackend.h"
 #include "Capture/CaptureTarget.h"
-#include "Core/EventLoop.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
 #include "Core/Tasks.h"
 #include "Permissions/OnboardingWizard.h"
 #include "Session/RecordingSession.h"
-#include "UI/ControlBarModel.h"
 #include "UI/Palette.h"
-#include "UI/RecordingControlPanel.h"
 #include "UI/SessionSetupController.h"
 #include "UI/StatusBarController.h"
 
@@ -51,11 +48,6 @@ QUrl reviewAddress(QUrl baseURL, const QString& sessionId) {
     return baseURL;
 }
 
-/// Runs the task from the event loop, because it may delete the view whose button handler is running.
-void startLater(const QString& name, std::function<QCoro::Task<>()> task) {
-    EventLoop::current()->post([name, task = std::move(task)] { startTask(name, task); });
-}
-
 } // namespace
 
 AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeWay)
@@ -70,9 +62,17 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
           {.connect = [this] { return makeBackend(); },
               .progress = [this](auto part) { statusBar->setUploadProgress(part); },
               .ended = [this](const auto& outcomes) { notices.uploadsEnded(outcomes); }})
-    , capture(*desktop.screen, *desktop.writers, desktop.sound.audioEngine(), desktop.sound.audioHardware(),
-          *desktop.converters, desktop.systemVersion, [this] { return toText(permissions.screen()); })
+    , capture(*desktop.screen.service, *desktop.writers, desktop.sound.audioEngine(),
+          desktop.sound.audioHardware(), *desktop.converters, desktop.systemVersion,
+          [this] { return toText(permissions.screen()); })
     , disk(workDirectory())
+    , bar(desktop.inhibitor, desktop.windowing,
+          {.pause = [this] { return attempt(&RecordingSession::pause); },
+              .resume = [this] { return attempt(&RecordingSession::resume); },
+              .restart = [this] { return attempt(&RecordingSession::restart); },
+              .finish = [this] { startOperation([this] { return finishSession(); }); },
+              .remove = [this] { startOperation([this] { return deleteSession(); }); },
+              .elapsed = [this] { return elapsed(); }})
     , termination({.mustWait = [this] { return isSessionInProgress() || keptUploads.isWorking(); },
           .makeSafe = [this] { return finaliseTake(); },
           .giveUp = [this] { endWithoutTheUpload(); }}) {}
@@ -81,13 +81,14 @@ AppDelegate::~AppDelegate() = default;
 
 void AppDelegate::applicationDidFinishLaunching() {
     statusBar = std::make_unique<StatusBarController>(
-        desktop.trayHost, [this] { showSetup(); }, [this] { showSettings(); }, [this] { openLogs(); });
+        desktop.trayHost, StatusBarController::Actions{.newSession = [this] { showSetup(); },
+                              .settings = [this] { showSettings(); },
+                              .viewLogs = [this] { openLogs(); },
+                              .activate = [this] { startedAgain(); }});
     capture.elapsedProvider = [this] { return elapsed(); };
-    capture.setLevelHandler([this](double level) {
-        if (controlModel)
-            controlModel->setLevel(static_cast<float>(level));
-    });
+    capture.setLevelHandler([this](double level) { bar.setLevel(level); });
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
+    capture.setInterruptionHandler([this] { notices.sharingStopped(); });
     QTimer::singleShot(tokenPatience, &termination, [this] { completeLaunch(); });
     keychain.load(apiTokenAccount, [this] { tokenIsRead(); });
 }
@@ -125,7 +126,7 @@ void AppDelegate::buildBackend() {
     }
     backend = makeBackend();
     localBackend = std::dynamic_pointer_cast<MockBackend>(backend);
-    backend->setUploadProgress([this](auto sent, auto total) { setUploadProgress(sent, total); });
+    backend->setUploadProgress([this](auto sent, auto total) { bar.setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
     if (setup && setup->window())
         showSetup(); // the open window lists the previous backend's records
@@ -148,8 +149,8 @@ std::shared_ptr<BackendClient> AppDelegate::makeBackend() const {
 }
 
 void AppDelegate::startedAgain() {
-    if (controlPanel)
-        controlPanel->takeFocus();
+    if (bar.isOpen())
+        bar.takeFocus();
     else
         showSetup();
 }
@@ -160,7 +161,7 @@ void AppDelegate::showSetup() {
         return;
     }
     setup = std::make_unique<SessionSetupController>(
-        backend, [this] { return CaptureCatalog::displays(*desktop.screen); },
+        backend, [this] { return CaptureCatalog::displays(*desktop.screen.service); },
         [this](
             const SetupResult& result) { startOperation([this, result] { return beginSession(result); }); },
         [] {});
@@ -180,7 +181,7 @@ void AppDelegate::openLogs() {
 
 void AppDelegate::startOperation(std::function<QCoro::Task<>()> operation) {
     ++operationsUnderWay;
-    startLater(QStringLiteral("session"), [this, operation = std::move(operation)]() -> QCoro::Task<> {
+    startTaskLater(QStringLiteral("session"), [this, operation = std::move(operation)]() -> QCoro::Task<> {
         const auto ended = qScopeGuard([this] { operationEnded(); });
         auto running = operation();
         co_await running;
@@ -203,6 +204,7 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
                        .arg(*free)
                        .arg(Paths::toText(workDirectory())));
         notices.tooFullToBegin(*free, workDirectory());
+        setup->drop();
         co_return;
     }
     const auto current = session;
@@ -210,6 +212,10 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
     try {
         auto beginning = current->begin(result.scenarioId, result.appUrl, result.target, result.includeMic);
         co_await beginning;
+    } catch (const CaptureCancelled&) {
+        Log::info(QStringLiteral("beginSession: the user shared no screen — session window shown again"));
+        setup->showAgain();
+        failed = true;
     } catch (...) {
         const auto error = describeCurrentError();
         Log::error(
@@ -219,12 +225,13 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
         notices.beginFailed(error);
         failed = true;
     }
+    setup->drop();
     if (failed) {
         auto withdrawing = current->withdraw();
         co_await withdrawing;
         co_return;
     }
-    showControlPanel();
+    bar.show();
     watchDisk();
     statusBar->setTint(Palette().record);
     Log::info(QStringLiteral("beginSession: control panel shown, recording active"));
@@ -241,35 +248,6 @@ void AppDelegate::watchDisk() {
     });
 }
 
-void AppDelegate::showControlPanel() {
-    awake = desktop.inhibitor.inhibit(QStringLiteral("A test session is being recorded"));
-    controlModel = std::make_shared<ControlBarModel>();
-    connectPauseAndRestart();
-    controlModel->onFinish = [this] { startOperation([this] { return finishSession(); }); };
-    controlModel->onDelete = [this] { startOperation([this] { return deleteSession(); }); };
-    controlPanel = std::make_unique<RecordingControlPanel>(*controlModel, desktop.windowing);
-    controlPanel->startTimer([this] { return elapsed(); });
-    controlPanel->show();
-}
-
-// The bar shows the state that the pressed button asked for, also when the operation fails.
-void AppDelegate::connectPauseAndRestart() {
-    const auto connect = [this](ControlBarModel::Callback& callback, Operation operation, bool paused) {
-        const std::weak_ptr model = controlModel;
-        callback = [this, operation, paused, model] {
-            startLater(QStringLiteral("bar"), [this, operation, paused, model]() -> QCoro::Task<> {
-                auto attempted = attempt(operation);
-                co_await attempted;
-                if (const auto shown = model.lock())
-                    shown->setPaused(paused);
-            });
-        };
-    };
-    connect(controlModel->onPause, &RecordingSession::pause, true);
-    connect(controlModel->onResume, &RecordingSession::resume, false);
-    connect(controlModel->onRestart, &RecordingSession::restart, false);
-}
-
 QCoro::Task<> AppDelegate::attempt(Operation operation) {
     const auto current = session;
     try {
@@ -284,11 +262,11 @@ QCoro::Task<> AppDelegate::attempt(Operation operation) {
 
 QCoro::Task<> AppDelegate::finishSession() {
     const auto current = session;
-    if (!current || !current->sessionId() || isEnding())
+    if (!current || !current->sessionId() || bar.isEnding())
         co_return;
     const QString id = *current->sessionId();
     disk.stop(); // the film takes its space now
-    controlModel->setFinishing(true);
+    bar.setFinishing();
     try {
         auto finishing = current->finish();
         co_await finishing;
@@ -310,11 +288,10 @@ QCoro::Task<> AppDelegate::finishSession() {
 
 QCoro::Task<> AppDelegate::deleteSession() {
     const auto current = session;
-    if (!current || isEnding())
+    if (!current || bar.isEnding())
         co_return;
     disk.stop();
-    if (controlModel)
-        controlModel->setDeleting();
+    bar.setDeleting();
     try {
         auto deleting = current->deleteSession();
         co_await deleting;
@@ -327,20 +304,8 @@ QCoro::Task<> AppDelegate::deleteSession() {
 }
 
 void AppDelegate::sessionEnded() {
-    closeControlPanel();
+    bar.close();
     statusBar->clearTint();
-}
-
-/// True from the first finish or delete on: later presses have no effect.
-bool AppDelegate::isEnding() const {
-    return controlModel && controlModel->isEnding();
-}
-
-void AppDelegate::closeControlPanel() {
-    if (controlPanel)
-        controlPanel->close();
-    controlPanel.reset();
-    awake.reset();
 }
 
 /// Completes and keeps the files of a running take. Earlier operations, such as an upload, run to their end,
@@ -348,8 +313,7 @@ void AppDelegate::closeControlPanel() {
 QCoro::Task<> AppDelegate::finaliseTake() {
     const auto current = session;
     disk.stop();
-    if (controlModel)
-        controlModel->setFinishing(true);
+    bar.setFinishing();
     auto givingUp = keptUploads.giveUp(); // at once; awaited below
     try {
         auto finalising = current->finalizeTake();
@@ -383,11 +347,6 @@ bool AppDelegate::isSessionInProgress() const {
 
 double AppDelegate::elapsed() const {
     return session ? session->elapsed() : 0;
-}
-
-void AppDelegate::setUploadProgress(std::int64_t sent, std::int64_t total) {
-    if (controlModel && total > 0)
-        controlModel->setUploadProgress(static_cast<double>(sent) / static_cast<double>(total));
 }
 
 void AppDelegate::tellWhatWasNeverUploaded() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/Notices.h"
+#include "App/TakeBar.h"
 #include "App/Termination.h"
 #include "Audio/VideoAudioMuxer.h"
 #include "Auth/KeychainHelper.h"
@@ -8,7 +9,6 @@
 #include "Core/Promise.h"
 #include "Core/WorkerConfig.h"
 #include "Permissions/PermissionStatus.h"
-#include "Platform/PowerInhibitor.h"
 #include "Session/DiskWatch.h"
 
 #include <functional>
@@ -18,10 +18,8 @@ namespace tavro {
 
 class AppSignIn;
 class BackendClient;
-class ControlBarModel;
 class MockBackend;
 class OnboardingWizard;
-class RecordingControlPanel;
 class RecordingSession;
 class SessionSetupController;
 class StatusBarController;
@@ -41,7 +39,8 @@ public:
     /// Shows the tray at once. The rest of the launch and earlier requests wait a second at most for the
     /// token.
     void applicationDidFinishLaunching();
-    /// Handles a second start. During a take the bar gets the keyboard focus: a new window would be recorded.
+    /// Handles a second start, or a click on the icon. During a take the bar gets the keyboard focus: a new
+    /// window would be recorded.
     void startedAgain();
 
     /// Rebuilds backend and session from the current settings and keychain; during a session, after its end.
@@ -59,18 +58,13 @@ private:
 
     void startOperation(std::function<QCoro::Task<>()> operation);
     void operationEnded();
-    void showControlPanel();
-    void closeControlPanel();
     void watchDisk();
     void sessionEnded();
-    bool isEnding() const;
-    void connectPauseAndRestart();
     QCoro::Task<> attempt(Operation operation);
     QCoro::Task<> finaliseTake();
     void endWithoutTheUpload();
     bool isSessionInProgress() const;
     double elapsed() const;
-    void setUploadProgress(std::int64_t sent, std::int64_t total);
     std::shared_ptr<BackendClient> makeBackend() const;
     void tellWhatWasNeverUploaded();
     void completeLaunch();
@@ -87,6 +81,7 @@ private:
     KeptUploads keptUploads;
     RealScreenCapture capture;
     DiskWatch disk;
+    TakeBar bar;
 
     std::shared_ptr<BackendClient> backend;
     std::shared_ptr<MockBackend> localBackend; ///< the backend, when it is the local one
@@ -98,11 +93,8 @@ private:
     std::shared_ptr<AppSignIn> signInFlow;
     std::unique_ptr<StatusBarController> statusBar;
     std::unique_ptr<SessionSetupController> setup;
-    std::shared_ptr<ControlBarModel> controlModel;
-    std::unique_ptr<RecordingControlPanel> controlPanel;
-    std::unique_ptr<OnboardingWizard> wizard;          ///< from the completed launch on
-    std::function<void()> requestedAtLaunch;           ///< the last user request before the completed launch
-    std::unique_ptr<PowerInhibitor::Inhibition> awake; ///< while the control panel exists
+    std::unique_ptr<OnboardingWizard> wizard; ///< from the completed launch on
+    std::function<void()> requestedAtLaunch;  ///< the last user request before the completed launch
     Termination termination;
 };
 

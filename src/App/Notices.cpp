@@ -54,6 +54,13 @@ void Notices::writingFailed(const ErrorDescription& error) {
         true);
 }
 
+void Notices::sharingStopped() {
+    tell(QStringLiteral("The desktop stopped sharing the screen"),
+        QStringLiteral("The recording goes on with the last picture and the sound. "
+                       "Finish the session, or restart it to share the screen again."),
+        true);
+}
+
 void Notices::restartFailed(const ErrorDescription& error) {
     tell(QStringLiteral("Nothing is being recorded"),
         error.localizedDescription +
@@ -118,7 +125,8 @@ void Notices::neverUploaded(
 
 void Notices::noTray() {
     tell(QStringLiteral("Tavro is running"),
-        QStringLiteral("This desktop shows no tray icons. Start Tavro again to record a new session."),
+        QStringLiteral("This desktop shows no tray icons. Start Tavro again to record a new session. "
+                       "Settings and Quit are in the menu of its icon among the applications."),
         false);
 }
 

@@ -25,6 +25,8 @@ public:
     void tooFullToGoOn(std::uintmax_t free, const std::filesystem::path& folder);
     /// Writing failed during a take; the part recorded so far is kept.
     void writingFailed(const ErrorDescription& error);
+    /// The desktop stopped sharing during a take, which goes on with its last picture.
+    void sharingStopped();
     /// The old take is deleted and no new take runs.
     void restartFailed(const ErrorDescription& error);
     /// `kept`: the take's file, when there is one.

@@ -1,14 +1,20 @@
 #include "App/AppDelegate.h"
 #include "App/LinuxDesktop.h"
 #include "App/TerminationSignals.h"
+#include "Core/DesktopSession.h"
 #include "Core/StandardStreams.h"
 #include "Platform/Desktop/SingleInstance.h"
+#include "Platform/X11/ServerProbe.h"
 #include "UI/Theme.h"
 
 #include <QApplication>
 #include <QNetworkProxyFactory>
 
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <malloc.h>
+#include <memory>
 #include <optional>
 
 namespace {
@@ -20,32 +26,56 @@ void describeApplication() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
 }
 
-/// Keeps Qt from loading the OpenGL libraries, which no window uses.
-class WithoutOpenGL {
+/// A setting for Qt's start in the environment, which child processes must not inherit.
+class QtSetting {
 public:
-    WithoutOpenGL() { qputenv(variable, "none"); }
-    ~WithoutOpenGL() { // child processes must not inherit the setting
+    QtSetting(const char* name, const QByteArray& value) : variable(name) { qputenv(variable, value); }
+    ~QtSetting() {
         if (before.isNull())
             qunsetenv(variable);
         else
             qputenv(variable, before);
     }
+    QtSetting(const QtSetting&) = delete;
+    QtSetting& operator=(const QtSetting&) = delete;
 
 private:
-    static constexpr auto variable = "QT_XCB_GL_INTEGRATION";
+    const char* const variable;
     const QByteArray before = qgetenv(variable);
 };
+
+/// On a Wayland desktop the windows go to its X server, when it has one and the user did not choose: Wayland
+/// has no means to place the bar or to keep it above other windows.
+bool prefersX11() {
+    constexpr std::chrono::seconds patience{3}; // some desktops start their server at the first connection
+    return tavro::isWaylandSession() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
+           tavro::acceptsClients(patience);
+}
+
+std::unique_ptr<QApplication> startQt(int& argc, char** argv) {
+    const QtSetting noOpenGL("QT_XCB_GL_INTEGRATION", "none"); // no window uses it, and it takes memory
+    std::optional<QtSetting> windows;
+    if (prefersX11())
+        windows.emplace("QT_QPA_PLATFORM", "xcb;wayland");
+    return std::make_unique<QApplication>(argc, argv);
+}
+
+/// Ends the instance that runs, as “Quit” in the menu does: a desktop without a tray has no menu.
+int quitRunningInstance(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    return tavro::SingleInstance::ask(QStringLiteral("quit")) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
 
 } // namespace
 
 int main(int argc, char** argv) {
     using namespace tavro;
     secureStandardStreams();
+    if (argc == 2 && std::strcmp(argv[1], "--quit") == 0)
+        return quitRunningInstance(argc, argv);
     ::mallopt(M_ARENA_MAX, 2); // few threads allocate at once, and each arena keeps freed memory
     describeApplication();
-    std::optional<WithoutOpenGL> withoutOpenGL{std::in_place};
-    QApplication application(argc, argv);
-    withoutOpenGL.reset();
+    const auto application = startQt(argc, argv);
 
     AppDelegate* controller = nullptr;
     const auto ask = [&controller](void (AppDelegate::*request)()) {

@@ -44,12 +44,13 @@ QCoro::Task<std::vector<CaptureOption>> displays(ScreenCaptureService& screen) {
     std::vector<CaptureOption> options;
     for (const ShareableDisplay& display : content.displays) {
         const QString number = QString::number(display.displayID);
-        const QString label = QStringLiteral("Display %1 (%2×%3)")
-                                  .arg(options.size() + 1)
-                                  .arg(display.width)
-                                  .arg(display.height);
+        const QString numbered = QStringLiteral("Display %1 (%2×%3)")
+                                     .arg(options.size() + 1)
+                                     .arg(display.width)
+                                     .arg(display.height);
+        const QString label = display.label.isEmpty() ? numbered : display.label;
         options.push_back({QStringLiteral("display-") + number, CaptureKind::display, label,
-            {CaptureKind::display, number, label}});
+            {CaptureKind::display, number, label}, display.hint});
     }
     co_return options;
 }

@@ -14,6 +14,7 @@ struct CaptureOption {
     CaptureKind kind = CaptureKind::display;
     QString label;
     CaptureTargetMeta meta;
+    QString hint{}; ///< for people who choose it; may be empty
     bool operator==(const CaptureOption&) const = default;
 };
 

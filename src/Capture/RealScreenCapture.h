@@ -46,6 +46,10 @@ public:
     void setFailureHandler(std::function<void(std::exception_ptr reason)> handler) {
         recorder.onWritingFailed = std::move(handler);
     }
+    /// Called at most once a take, on the main thread, when the desktop has stopped sharing the screen.
+    void setInterruptionHandler(std::function<void()> handler) {
+        recorder.onInterrupted = std::move(handler);
+    }
     /// Of the running take, or of the last one.
     StreamStatistics statistics() const { return recorder.statistics(); }
 

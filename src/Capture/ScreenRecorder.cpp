@@ -64,9 +64,13 @@ ScreenRecorder::ScreenRecorder(
     : screen(service)
     , writers(factory)
     , system(version)
-    , screenGrant(std::move(grant)) {}
+    , screenGrant(std::move(grant)) {
+    screen.onInterruption([this] { tellOfInterruption(); });
+}
 
-ScreenRecorder::~ScreenRecorder() = default;
+ScreenRecorder::~ScreenRecorder() {
+    screen.onInterruption([] {});
+}
 
 QCoro::Task<> ScreenRecorder::start(
     CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) {
@@ -82,6 +86,7 @@ QCoro::Task<> ScreenRecorder::start(
     currentFrame.reset();
     began.reset();
     toldOfFailure = false;
+    toldOfInterruption = false;
     Files::remove(outputURL);
 
     auto created = screen.makeStream(*filter, streamConfiguration);
@@ -101,6 +106,8 @@ QCoro::Task<> ScreenRecorder::start(
     try {
         auto started = stream->startCapture();
         co_await started;
+    } catch (const CaptureCancelled&) {
+        throw;
     } catch (...) {
         Log::error(
             QStringLiteral("recorder.start: stream.startCapture() failed: ") +
@@ -160,6 +167,14 @@ void ScreenRecorder::tellWhenWritingFailed() {
 void ScreenRecorder::tellOfFailure(const std::exception_ptr& reason) {
     if (!std::exchange(toldOfFailure, true) && onWritingFailed)
         onWritingFailed(reason);
+}
+
+void ScreenRecorder::tellOfInterruption() {
+    if (!stream || std::exchange(toldOfInterruption, true))
+        return;
+    Log::error(QStringLiteral("recorder: the desktop stopped sharing; the last picture is recorded on"));
+    if (onInterrupted)
+        onInterrupted();
 }
 
 QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {

@@ -44,6 +44,8 @@ public:
     /// Called once a take when no more can be written: a full disk, or a stream that has failed. `stop()`
     /// returns the written part.
     std::function<void(std::exception_ptr reason)> onWritingFailed;
+    /// Called once a take when the desktop stops sharing the screen. The take goes on with its last picture.
+    std::function<void()> onInterrupted;
 
     /// When the first picture of the file was on the screen; empty until then.
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
@@ -61,6 +63,7 @@ private:
     void holdThroughPause(std::chrono::microseconds atLeast);
     void tellWhenWritingFailed();
     void tellOfFailure(const std::exception_ptr& reason);
+    void tellOfInterruption();
     QCoro::Task<bool> finishWriter();
     void dropWriter();
     void tellOfDroppedFrames() const;
@@ -76,6 +79,7 @@ private:
     std::shared_ptr<VideoWriterInput> videoInput;
     bool sessionStarted = false;
     bool toldOfFailure = false;
+    bool toldOfInterruption = false;
     std::shared_ptr<RecordingOutput> recordingOutput;
     std::optional<std::chrono::steady_clock::time_point> began; // time of the file's first picture
     VideoFramePtr currentFrame;

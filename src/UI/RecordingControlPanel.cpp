@@ -49,10 +49,12 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
     if (auto* capsule = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("capsule")))
         connect(capsule, &QQuickItem::widthChanged, this, &RecordingControlPanel::shape);
     connect(panel.get(), &QWindow::activeChanged, this, [this] {
-        if (!panel->isActive()) {
-            panel->setFlag(Qt::WindowDoesNotAcceptFocus);
-            menu->close();
-        }
+        if (panel->isActive() || isChangingManager)
+            return;
+        panel->setFlag(Qt::WindowDoesNotAcceptFocus);
+        menu->close();
+        if (isUnmanaged)
+            setUnmanaged(true);
     });
     panel->installEventFilter(this);
     connect(menu.get(), &MoreMenu::isOpenChanged, this, &RecordingControlPanel::showMenu);
@@ -61,6 +63,7 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
     for (QScreen* screen : QGuiApplication::screens())
         watch(screen);
     windowing.makeFloating(*panel);
+    isUnmanaged = panel->flags().testFlag(Qt::BypassWindowManagerHint);
 }
 
 RecordingControlPanel::~RecordingControlPanel() {
@@ -137,8 +140,27 @@ void RecordingControlPanel::close() {
 void RecordingControlPanel::takeFocus() {
     keepInSight();
     panel->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+    if (isUnmanaged)
+        setUnmanaged(false);
     panel->raise();
     panel->requestActivate();
+}
+
+// Without a window manager the panel stays where it is put, but gets no keyboard. It is mapped anew, for only
+// then the change takes effect.
+void RecordingControlPanel::setUnmanaged(bool unmanaged) {
+    if (!panel->isVisible() || panel->flags().testFlag(Qt::BypassWindowManagerHint) == unmanaged)
+        return;
+    isChangingManager = true;
+    const QPoint place = unmanaged ? placeWithoutFocus : panel->position();
+    placeWithoutFocus = place;
+    panel->hide();
+    panel->setProperty("_q_showWithoutActivating", unmanaged);
+    panel->setFlag(Qt::BypassWindowManagerHint, unmanaged);
+    panel->setPosition(place);
+    panel->show();
+    shape();
+    isChangingManager = false;
 }
 
 QString RecordingControlPanel::elapsedText(double seconds) {

@@ -52,6 +52,7 @@ private:
     void drag(const QPointerEvent& event);
     void placeMenu();
     void showMenu();
+    void setUnmanaged(bool unmanaged);
     void shape();
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -60,6 +61,9 @@ private:
     const std::shared_ptr<MoreMenu> menu;
     ViewWindowPtr panel;
     ViewWindowPtr currentMenuWindow;
+    bool isUnmanaged = false; ///< as long as it has no keyboard focus
+    bool isChangingManager = false;
+    QPoint placeWithoutFocus;
     std::optional<QPoint> dragStart; ///< the panel's position at the start of the drag
     std::optional<QTimer> timer;
 };

@@ -16,7 +16,7 @@ void SessionSetupController::show() {
     const auto model = std::make_shared<SetupModel>(backend, displays);
     model->onStart = [this](const SetupResult& result) {
         const OnStart callback = onStart; // the callee may destroy this controller
-        currentWindow.reset();
+        currentWindow->hide();
         callback(result);
     };
     model->onCancel = [this] {
@@ -29,6 +29,16 @@ void SessionSetupController::show() {
     currentWindow->onClosed = [this] { currentWindow.reset(); };
     currentWindow->showOrdinary(QStringLiteral("Tavro — New Session"));
     startTask(QStringLiteral("setup"), [model] { return model->load(); });
+}
+
+void SessionSetupController::showAgain() {
+    if (currentWindow)
+        currentWindow->showAgain();
+}
+
+void SessionSetupController::drop() {
+    if (currentWindow && !currentWindow->isVisible())
+        currentWindow.reset();
 }
 
 } // namespace tavro

@@ -17,9 +17,13 @@ public:
     SessionSetupController(std::shared_ptr<BackendClient> backend, SetupModel::Displays displays,
         OnStart onStart, OnCancel onCancel);
 
-    /// Shows a new window and fills its form. Start and Cancel close it, then call back; the close button
-    /// only closes it.
+    /// Shows a new window and fills its form. Cancel closes it, then calls back; the close button only closes
+    /// it. Start hides it, then calls back; `showAgain()` or `drop()` follows.
     void show();
+
+    // What becomes of a window that Start has hidden. Another one stays as it is.
+    void showAgain(); ///< with all that was chosen and typed
+    void drop();
 
     ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none
 

@@ -110,6 +110,18 @@ FocusScope {
                 }
             }
             Text {
+                x: form.labelWidth + 14
+                width: parent.width - x
+                visible: text !== ""
+                text: form.model.captureHint
+                textFormat: Text.PlainText
+                font: Theme.note
+                color: Theme.c.sand
+                wrapMode: Text.WordWrap
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+            Text {
                 width: parent.width
                 visible: form.model.noDisplays
                 text: "No screen available — grant Screen Recording, then Quit & Relaunch Tavro."

@@ -42,6 +42,8 @@ SetupModel::SetupModel(std::shared_ptr<BackendClient> backendGiven, Displays dis
     connect(this, &SetupModel::selectedProjectIdChanged, this, &SetupModel::canStartChanged);
     connect(this, &SetupModel::selectedScenarioIdChanged, this, &SetupModel::canStartChanged);
     connect(this, &SetupModel::selectedCaptureIdChanged, this, &SetupModel::canStartChanged);
+    connect(this, &SetupModel::selectedCaptureIdChanged, this, &SetupModel::captureHintChanged);
+    connect(this, &SetupModel::captureOptionsChanged, this, &SetupModel::captureHintChanged);
 }
 
 QCoro::Task<> SetupModel::load() {
@@ -160,12 +162,20 @@ QCoro::Task<> SetupModel::createScenario(QString name) {
     setAdding(false);
 }
 
-std::optional<SetupResult> SetupModel::makeResult() const {
-    if (!scenarioId)
-        return std::nullopt;
+const CaptureOption* SetupModel::selectedCapture() const {
     const auto option =
         std::ranges::find(captureList, captureId, [](const CaptureOption& o) { return std::optional(o.id); });
-    if (option == captureList.end())
+    return option == captureList.end() ? nullptr : &*option;
+}
+
+QString SetupModel::captureHint() const {
+    const CaptureOption* option = selectedCapture();
+    return option ? option->hint : QString();
+}
+
+std::optional<SetupResult> SetupModel::makeResult() const {
+    const CaptureOption* option = selectedCapture();
+    if (!scenarioId || !option)
         return std::nullopt;
     return SetupResult{.scenarioId = *scenarioId,
         .appUrl = appUrl().isEmpty() ? std::nullopt : std::optional(appUrl()),

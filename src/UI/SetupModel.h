@@ -34,6 +34,7 @@ class SetupModel : public QObject, public std::enable_shared_from_this<SetupMode
         QString selectedScenarioId READ scenarioIdText WRITE selectScenario NOTIFY selectedScenarioIdChanged)
     Q_PROPERTY(
         QString selectedCaptureId READ captureIdText WRITE selectCapture NOTIFY selectedCaptureIdChanged)
+    Q_PROPERTY(QString captureHint READ captureHint NOTIFY captureHintChanged)
     Q_PROPERTY(QString appUrl READ appUrl WRITE setAppUrl NOTIFY appUrlChanged)
     Q_PROPERTY(bool includeMic READ includeMic WRITE setIncludeMic NOTIFY includeMicChanged)
     Q_PROPERTY(
@@ -54,6 +55,7 @@ public:
     const std::optional<QString>& selectedProjectId() const { return projectId; }
     const std::optional<QString>& selectedScenarioId() const { return scenarioId; }
     const std::optional<QString>& selectedCaptureId() const { return captureId; }
+    QString captureHint() const; ///< of the selected option; empty when there is nothing to tell
     QString appUrl() const { return appUrlText; }
     bool includeMic() const { return microphone; }
     QString newScenarioName() const { return newName; }
@@ -90,6 +92,7 @@ signals:
     void selectedProjectIdChanged();
     void selectedScenarioIdChanged();
     void selectedCaptureIdChanged();
+    void captureHintChanged();
     void appUrlChanged();
     void includeMicChanged();
     void newScenarioNameChanged();
@@ -106,6 +109,7 @@ private:
     void setProjectId(std::optional<QString> id);
     void setScenarioId(std::optional<QString> id);
     void setCaptureId(std::optional<QString> id);
+    const CaptureOption* selectedCapture() const; ///< null while it is not in the list
 
     QVariantList projectItems() const;
     QVariantList scenarioItems() const;

@@ -1,5 +1,6 @@
 #include "UI/StatusBarController.h"
 
+#include "Core/DesktopSession.h"
 #include "Platform/TrayHost.h"
 #include "UI/StatusIcon.h"
 
@@ -39,12 +40,9 @@ QString versionText() {
 
 } // namespace
 
-StatusBarController::StatusBarController(
-    TrayHost& hostGiven, Callback newSession, Callback settings, Callback viewLogs)
+StatusBarController::StatusBarController(TrayHost& hostGiven, Actions actions)
     : host(hostGiven)
-    , onNewSession(std::move(newSession))
-    , onSettings(std::move(settings))
-    , onViewLogs(std::move(viewLogs))
+    , run(std::move(actions))
     , menu(std::make_unique<ShortcutMenu>()) {
     buildMenu();
     host.onAppeared = [this] { showIcon(); };
@@ -75,14 +73,14 @@ void StatusBarController::setUploadProgress(std::optional<double> part) {
 }
 
 void StatusBarController::buildMenu() {
-    const auto add = [this](const QString& title, const QKeySequence& keys, const Callback& run) {
-        auto* action = menu->addAction(title, [&run] { run(); });
+    const auto add = [this](const QString& title, const QKeySequence& keys, const Callback& chosen) {
+        auto* action = menu->addAction(title, [&chosen] { chosen(); });
         action->setShortcut(keys);
     };
-    add(QStringLiteral("New Session…"), Qt::CTRL | Qt::ALT | Qt::Key_N, onNewSession);
+    add(QStringLiteral("New Session…"), Qt::CTRL | Qt::ALT | Qt::Key_N, run.newSession);
     menu->addSeparator();
-    add(QStringLiteral("Settings…"), Qt::CTRL | Qt::Key_Comma, onSettings);
-    add(QStringLiteral("View Logs"), {}, onViewLogs);
+    add(QStringLiteral("Settings…"), Qt::CTRL | Qt::Key_Comma, run.settings);
+    add(QStringLiteral("View Logs"), {}, run.viewLogs);
     menu->addSeparator();
     menu->addAction(versionText())->setEnabled(false);
     menu->addSeparator();
@@ -98,11 +96,20 @@ void StatusBarController::showIcon() {
         statusItem->setContextMenu(menu.get());
         QObject::connect(statusItem.get(), &QSystemTrayIcon::activated, menu.get(), [this](auto reason) {
             if (reason == QSystemTrayIcon::Trigger)
-                menu->popup(QCursor::pos());
+                clicked();
         });
     }
     drawIcon();
     statusItem->show();
+}
+
+// The X server of a Wayland desktop does not know where the pointer is over the desktop's own panel, and sees
+// no click outside that would close the menu. The panels there open the menu themselves, by another click.
+void StatusBarController::clicked() {
+    if (isWaylandSession())
+        run.activate();
+    else
+        menu->popup(QCursor::pos());
 }
 
 void StatusBarController::drawIcon() {

@@ -19,9 +19,13 @@ class TrayHost;
 class StatusBarController {
 public:
     using Callback = std::function<void()>;
+    struct Actions {
+        Callback newSession, settings, viewLogs; ///< the menu's
+        Callback activate;                       ///< a click on the icon that does not open the menu
+    };
 
     /// `host` outlives the controller, which sets its callbacks.
-    StatusBarController(TrayHost& host, Callback onNewSession, Callback onSettings, Callback onViewLogs);
+    StatusBarController(TrayHost& host, Actions actions);
     ~StatusBarController();
 
     void setTint(const QColor& color); ///< until `clearTint()`
@@ -34,9 +38,10 @@ private:
     void buildMenu();
     void showIcon();
     void drawIcon();
+    void clicked();
 
     TrayHost& host;
-    const Callback onNewSession, onSettings, onViewLogs;
+    const Actions run;
     std::unique_ptr<QMenu> menu;
     std::unique_ptr<QSystemTrayIcon> statusItem; ///< null until a tray exists
     std::optional<QColor> tint;

@@ -70,6 +70,10 @@ void ViewWindow::showOrdinary(const QString& title) {
         const QRect area = target->availableGeometry();
         setPosition(area.center() - QPoint(width() / 2, height() / 2));
     }
+    showAgain();
+}
+
+void ViewWindow::showAgain() {
     show();
     raise();
     requestActivate();

@@ -28,6 +28,8 @@ public:
 
     /// Shows a window with title bar, close button and the theme's background: centred, in front, focused.
     void showOrdinary(const QString& title);
+    /// Shows it where it was before it was hidden: in front, focused.
+    void showAgain();
 
     /// Called when the user closes the window. May destroy the window.
     std::function<void()> onClosed = [] {};

@@ -25,6 +25,20 @@ TEST(CaptureCatalog, offersDisplaysInThePlatformsOrder) {
         options, (std::vector{option("5", "Display 1 (2560×1440)"), option("1", "Display 2 (1920×1080)")}));
 }
 
+TEST(CaptureCatalog, takesThePlatformsWordsOverItsOwn) {
+    FakeScreenCapture screen;
+    const QString words = QStringLiteral("Chosen in a dialog"), hint = QStringLiteral("Choose one.");
+    screen.content = {
+        {{.displayID = 5, .width = 10, .height = 20, .hint = hint}, {.displayID = 6, .label = words}}, {}};
+    const auto options = await(CaptureCatalog::displays(screen));
+    ASSERT_EQ(options.size(), 2u);
+    EXPECT_EQ(options[0].label, u"Display 1 (10×20)");
+    EXPECT_EQ(options[0].hint, hint);
+    EXPECT_EQ(options[1].label, words);
+    EXPECT_EQ(options[1].meta.label, words);
+    EXPECT_EQ(options[1].hint, QString());
+}
+
 TEST(CaptureCatalog, findsTargetsByTheTextOfTheirNumbers) {
     FakeScreenCapture screen;
     const ShareableContent some{{{1, 10, 10}, {3, 10, 10}}, {{7, {}}, {9, {}}}};

@@ -208,6 +208,28 @@ TEST_F(ScreenRecorderTest, tellsOnceATakeThatItsFileIsWrittenNoMore) {
     }
 }
 
+TEST_F(ScreenRecorderTest, tellsOnceATakeThatTheDesktopStoppedSharing) {
+    make(writing);
+    int told = 0;
+    recorder->onInterrupted = [&] { ++told; };
+    screen.interrupt();
+    EXPECT_EQ(told, 0) << "without a take";
+    for (int take = 1; take <= 2; ++take) {
+        screen.firstFrame = frameAt(5s, 0);
+        screen.lastFrame = frameAt(9s, 1);
+        start();
+        screen.interrupt();
+        screen.interrupt();
+        EXPECT_EQ(told, take);
+        EXPECT_EQ(await(recorder->stop()), file);
+        EXPECT_EQ(writtenTimes().back(), 9s);
+        screen.interrupt();
+        EXPECT_EQ(told, take);
+    }
+    recorder.reset();
+    screen.interrupt();
+}
+
 TEST_F(ScreenRecorderTest, keepsWhatIsWrittenWhenTheStreamFails) {
     for (const SystemVersion system : {writing, withOutput}) {
         make(system);
@@ -287,6 +309,19 @@ TEST_F(ScreenRecorderTest, passesFailuresOfTheStartOnAndCanStartAgain) {
         start();
         EXPECT_EQ(await(recorder->stop()), file);
     }
+}
+
+TEST_F(ScreenRecorderTest, aUserWhoDoesNotShareIsNoFailure) {
+    make(writing);
+    screen.failing[Step::startCapture] = std::make_exception_ptr(CaptureCancelled());
+    const test::LogLines lines;
+    EXPECT_THROW(start(), CaptureCancelled);
+    EXPECT_TRUE(lines.all().filter(QStringLiteral("[ERROR]")).isEmpty());
+    await(recorder->discard());
+    screen.failing.clear();
+    screen.firstFrame = frameAt(5s, 0);
+    start();
+    EXPECT_EQ(await(recorder->stop()), file);
 }
 
 TEST_F(ScreenRecorderTest, keepsItsStateWhenTheStreamCannotBeStopped) {

@@ -103,6 +103,22 @@ TEST_F(SetupModelTest, selectsTheFirstOfEachListOfTheLocalBackend) {
                        u"[INFO] setup: found 2 display(s): [\"7\", \"2\"]"_qs}));
 }
 
+TEST_F(SetupModelTest, tellsTheHintOfTheSelectedDisplay) {
+    gated->projects.reject(unreachable());
+    CaptureOption asked = display(u"2"_qs);
+    asked.hint = u"Choose HEADLESS-2."_qs;
+    const auto model = make(gated, showing({display(u"1"_qs), asked}));
+    QStringList shown;
+    QObject::connect(model.get(), &SetupModel::captureHintChanged, model.get(),
+        [&] { shown << model->property("captureHint").toString(); });
+    await(model->load());
+    model->selectCapture(u"display-2"_qs);
+    model->selectCapture(u"display-1"_qs);
+    shown.removeDuplicates();
+    EXPECT_EQ(shown, (QStringList{u""_qs, asked.hint}));
+    EXPECT_EQ(model->captureHint(), QString());
+}
+
 TEST_F(SetupModelTest, offersTheDisplaysAlsoWhenTheServiceIsDown) {
     gated->projects.reject(unreachable());
     const auto model = make(gated, showing({display(u"1"_qs)}));

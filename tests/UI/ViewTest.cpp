@@ -9,6 +9,7 @@
 #include <QGuiApplication>
 #include <QQuickItem>
 
+#include <algorithm>
 #include <set>
 
 using namespace tavro;
@@ -175,6 +176,19 @@ TEST_P(OneView, aScreenReaderPressesAndChooses) {
     EXPECT_TRUE(model->property("includeMic").toBool());
     press("Narrate with microphone", QAccessibleActionInterface::toggleAction());
     EXPECT_FALSE(model->property("includeMic").toBool());
+}
+
+TEST_P(OneView, theHintOfADisplayIsReadAloudWhereThereIsOne) {
+    for (const auto& [scene, hints] : {std::pair("setup", 0), std::pair("setup-hint", 1)}) {
+        const auto shown = named(scene);
+        const auto nodes = accessibleNodes(shown->windows().front());
+        EXPECT_EQ(std::ranges::count_if(nodes,
+                      [](QAccessibleInterface* node) {
+                          return node->text(QAccessible::Name).startsWith(u"Your desktop will ask");
+                      }),
+            hints)
+            << scene;
+    }
 }
 
 TEST_P(OneView, returnStartsWhereverTheFocusIsAndEscapeCancels) {

@@ -178,6 +178,8 @@ Entry entry(const char* name, State state) {
 
 std::vector<Entry> entries() {
     const std::vector<CaptureOption> two{display(1, 1920, 1080), display(2, 2560, 1440)};
+    CaptureOption told = display(1, 1920, 1080);
+    told.hint = QStringLiteral("Your desktop will ask what to share: choose HEADLESS-1.");
     const PermissionSet none{Grant::denied, Grant::unknown, Grant::unknown};
     const PermissionSet half{Grant::granted, Grant::granted, Grant::denied};
     const PermissionSet all{Grant::granted, Grant::granted, Grant::granted};
@@ -190,6 +192,7 @@ std::vector<Entry> entries() {
                                       .newScenario = QStringLiteral("Reset a forgotten password"),
                                       .appUrl = QStringLiteral("https://staging.example.com/login"),
                                       .includeMic = false}),
+        entry<SetupScene>("setup-hint", SetupState{.displays = {told}}),
         entry<SetupScene>("setup-no-display", SetupState{}),
         entry<PanelScene>("panel-recording", PanelState{.elapsed = QStringLiteral("04:17"), .level = 0.55f}),
         entry<PanelScene>("panel-paused", PanelState{.elapsed = QStringLiteral("12:08"), .paused = true}),

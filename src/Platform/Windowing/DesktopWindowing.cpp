@@ -1,5 +1,6 @@
 #include "Platform/Windowing/DesktopWindowing.h"
 
+#include "Core/DesktopSession.h"
 #include "Platform/Xcb/GuiConnection.h"
 
 #include <QPainterPath>
@@ -58,6 +59,9 @@ void DesktopWindowing::makeFloating(QWindow& window) {
     window.setFlag(Qt::FramelessWindowHint);
     window.setFlag(Qt::WindowStaysOnTopHint);
     window.setFlag(Qt::WindowDoesNotAcceptFocus);
+    // Compositors place the windows that they manage as they like, some below full-screen ones.
+    if (connection() && isWaylandSession())
+        window.setFlag(Qt::BypassWindowManagerHint);
     // Window managers keep notifications above full-screen windows and in place. Managers without that type
     // use the next. Qt sets the property again after every change of flags.
     constexpr int notification = 0x800;
