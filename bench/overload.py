@@ -66,14 +66,14 @@ def record(recorder, loops, folder):
     folder.mkdir()
     recorder.start(folder, measure.WARM_UP + measure.WINDOW + measure.TAIL)
     time.sleep(measure.WARM_UP)
-    watched = loops.watched([recorder.process.pid], [measure.server_pid()])
-    if recorder.name == "ssr":
+    watched = loops.watched([recorder.process.pid], measure.pids("x11"))
+    if recorder.waits_for_stop:
         time.sleep(measure.TAIL)
     return watched, recorder.stop()
 
 
 def run_load(number, scene, chosen, folder):
-    server = [measure.server_pid()]
+    server = measure.pids("x11")
     paintings = folder / "paintings"
     with open(paintings, "w", encoding="utf-8") as output:
         painter = usage.Programs([measure.PAINTER, *scene], output=output)
@@ -109,7 +109,7 @@ def main():
     parser.add_argument("--only", help="recorders, comma-separated")
     parser.add_argument("--scene", choices=measure.SCENES, help="instead of the text at 30 frames a second")
     arguments = parser.parse_args()
-    scene = measure.SCENES[arguments.scene][0] if arguments.scene else ["scroll", "--rate", "30"]
+    scene = measure.SCENES[arguments.scene][1] if arguments.scene else ["scroll", "--rate", "30"]
     chosen = [r for r in recorders.available() if not arguments.only or r.name in arguments.only.split(",")]
     kept = []
     for number in arguments.loads or LOADS:

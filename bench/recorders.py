@@ -1,4 +1,4 @@
-"""The recorders that are measured. Each records the whole screen of DISPLAY into one file of 1920×1080 pixels."""
+"""The recorders that are measured. Each records the whole screen into one file of 1920×1080 pixels."""
 
 import json
 import os
@@ -18,6 +18,7 @@ def screen_size():
 
 class Tavro:
     name = "tavro"
+    waits_for_stop = False
 
     def __init__(self, *options):
         self.options = options
@@ -39,6 +40,7 @@ class Tavro:
 
 class Ffmpeg:
     name = "ffmpeg"
+    waits_for_stop = False
 
     def start(self, folder, seconds):
         self.file = folder / "ffmpeg.mp4"
@@ -57,6 +59,7 @@ class Ffmpeg:
 
 class SimpleScreenRecorder:
     name = "ssr"
+    waits_for_stop = True
     program = shutil.which("simplescreenrecorder")
 
     def start(self, folder, seconds):
@@ -117,6 +120,32 @@ sound_notifications_enable=false
             self.process.send_signal(signal.SIGKILL)
             raise
         return self.file
+
+
+class WfRecorder:
+    """Records the compositor of WAYLAND_DISPLAY, by the protocol that the desktop's portal uses there as well."""
+
+    name = "wf"
+    waits_for_stop = True
+
+    def start(self, folder, seconds):
+        self.file = folder / "wf.mp4"
+        command = ["wf-recorder", "-f", str(self.file), "-c", "libx264", "-p", "preset=superfast", "-p", "crf=23"]
+        command += ["-F", "format=yuv420p"]
+        log = open(folder / "wf.log", "w", encoding="utf-8")
+        self.process = subprocess.Popen(command, stdout=log, stderr=log)
+
+    def stop(self):
+        self.process.send_signal(signal.SIGINT)
+        for _ in range(120):  # it ends with the next change, so the background changes, below the painter's window
+            subprocess.run(["swaymsg", "-q", "output", "*", "bg", "#000000", "solid_color"], check=True)
+            try:
+                if self.process.wait(timeout=1) != 0:
+                    raise RuntimeError("wf-recorder failed")
+                return self.file
+            except subprocess.TimeoutExpired:
+                pass
+        raise RuntimeError("wf-recorder does not end")
 
 
 def available():

@@ -30,17 +30,21 @@ def frame_times(file):
     return sorted(float(line.strip(",")) for line in data.split())
 
 
+def named(file, what):
+    command = ["ffprobe", "-v", "error", "-show_entries", f"stream={what}", "-of", "csv=p=0", str(file)]
+    return subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
+
+
 def luma_weights(file):
     """Of red, green and blue, after the matrix that the file names; BT.601 when it names none."""
-    command = ["ffprobe", "-v", "error", "-show_entries", "stream=color_space", "-of", "csv=p=0", str(file)]
-    matrix = subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
-    return numpy.array([0.2126, 0.7152, 0.0722] if "bt709" in matrix else [0.299, 0.587, 0.114])
+    return numpy.array([0.2126, 0.7152, 0.0722] if "bt709" in named(file, "color_space") else [0.299, 0.587, 0.114])
 
 
 def pictures(file, indexes):
-    """The luma of the named frames of the file, as decoded."""
+    """The luma, in limited range, of the named frames of the file, as decoded."""
     select = "+".join(f"eq(n\\,{i})" for i in indexes)
-    return decoded(file, f"select={select},extractplanes=y", "gray", (HEIGHT, WIDTH)).astype(float)
+    luma = decoded(file, f"select={select},extractplanes=y", "gray", (HEIGHT, WIDTH)).astype(float)
+    return 16 + luma * 219 / 255 if "pc" in named(file, "color_range") else luma
 
 
 def painted(painter, scene, numbers, weights):
