@@ -86,7 +86,8 @@ const pw_core_events PipeWireStream::coreEvents = [] {
 }();
 
 PipeWireStream::PipeWireStream(FileDescriptor remote) : loop(makeLoop()) {
-    context.reset(pw_context_new(loop.get(), nullptr, 0));
+    // Without the bus, which only the scheduling of real-time threads needs: this one has none.
+    context.reset(pw_context_new(loop.get(), pw_properties_new("support.dbus", "false", nullptr), 0));
     if (context)
         core.reset(pw_context_connect_fd(context.get(), remote.release(), nullptr, 0)); // also when it fails
     if (!core)

@@ -123,7 +123,8 @@ const pw_stream_events CastSource::Impl::events = [] {
 void CastSource::Impl::connect() {
     pw_init(nullptr, nullptr);
     loop = pw_thread_loop_new("cast", nullptr);
-    context = pw_context_new(pw_thread_loop_get_loop(loop), nullptr, 0);
+    context =
+        pw_context_new(pw_thread_loop_get_loop(loop), pw_properties_new("support.dbus", "false", nullptr), 0);
     pw_thread_loop_start(loop);
     const Lock lock(loop);
     pw_core* core = pw_context_connect(context, nullptr, 0);
@@ -311,7 +312,7 @@ void CastPicture::fill(const Rect& rect, std::uint32_t color) {
 FileDescriptor openPipeWireRemote() {
     pw_init(nullptr, nullptr);
     pw_loop* loop = pw_loop_new(nullptr);
-    pw_context* context = pw_context_new(loop, nullptr, 0);
+    pw_context* context = pw_context_new(loop, pw_properties_new("support.dbus", "false", nullptr), 0);
     pw_core* core = pw_context_connect(context, nullptr, 0);
     FileDescriptor remote(core ? pw_core_steal_fd(core) : -1);
     pw_context_destroy(context);
