@@ -42,7 +42,7 @@ bool CastCapture::forNews(Clock::time_point limit) {
 }
 
 bool CastCapture::waitUntil(const std::function<bool()>& condition) {
-    for (const auto limit = Clock::now() + 5s; Clock::now() < limit; forNews(limit)) {
+    for (const auto limit = Clock::now() + 30s; Clock::now() < limit; forNews(limit)) {
         source.takeNews();
         if (condition())
             return true;
