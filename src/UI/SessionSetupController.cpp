@@ -16,7 +16,7 @@ void SessionSetupController::show() {
     const auto model = std::make_shared<SetupModel>(backend, displays);
     model->onStart = [this](const SetupResult& result) {
         const OnStart callback = onStart; // the callee may destroy this controller
-        currentWindow->hide();
+        currentWindow->setAside();
         callback(result);
     };
     model->onCancel = [this] {

@@ -70,10 +70,22 @@ void ViewWindow::showOrdinary(const QString& title) {
         const QRect area = target->availableGeometry();
         setPosition(area.center() - QPoint(width() / 2, height() / 2));
     }
-    showAgain();
+    showInFront();
 }
 
+void ViewWindow::setAside() {
+    placeWhenSetAside = position();
+    hide();
+}
+
+// Some window managers report another position for a hidden window, without its title bar.
 void ViewWindow::showAgain() {
+    if (!isVisible())
+        setPosition(placeWhenSetAside);
+    showInFront();
+}
+
+void ViewWindow::showInFront() {
     show();
     raise();
     requestActivate();

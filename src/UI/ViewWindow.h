@@ -28,7 +28,8 @@ public:
 
     /// Shows a window with title bar, close button and the theme's background: centred, in front, focused.
     void showOrdinary(const QString& title);
-    /// Shows it where it was before it was hidden: in front, focused.
+    /// Hides it, for `showAgain()`: at the same place, in front, focused.
+    void setAside();
     void showAgain();
 
     /// Called when the user closes the window. May destroy the window.
@@ -44,6 +45,9 @@ protected:
 
 private:
     void fitToView();
+    void showInFront();
+
+    QPoint placeWhenSetAside;
 };
 
 using ViewWindowPtr = std::unique_ptr<ViewWindow, ViewWindow::Release>;

@@ -23,6 +23,11 @@ struct SessionSetupControllerTest : testing::Test {
         },
         [this](const SetupResult& result) { started.push_back(result); }, [] {}};
 
+    /// It answers after a few turns of the event loop.
+    static void letTheWindowManagerAct() {
+        int turns = 0;
+        waitUntil([&] { return ++turns > 20; });
+    }
     /// Opens the window and chooses what is not the default.
     std::shared_ptr<SetupModel> choose() {
         controller.show();
@@ -42,15 +47,21 @@ struct SessionSetupControllerTest : testing::Test {
 
 TEST_F(SessionSetupControllerTest, startHidesTheWindowWhichComesBackAsItWas) {
     const auto model = choose();
-    controller.window()->setPosition(40, 50);
+    const ViewWindow& window = *controller.window();
+    ASSERT_TRUE(waitUntil([&] { return window.isExposed() && !window.frameMargins().isNull(); }));
+    controller.window()->setPosition(140, 150);
+    letTheWindowManagerAct();
+    const QPoint place = window.framePosition();
     model->start();
+    letTheWindowManagerAct();
     ASSERT_EQ(started.size(), 1u);
     EXPECT_EQ(started.front().target.identifier, u"2");
     EXPECT_FALSE(controller.window()->isVisible());
 
     controller.showAgain();
-    EXPECT_TRUE(controller.window()->isVisible());
-    EXPECT_EQ(controller.window()->position(), QPoint(40, 50));
+    EXPECT_TRUE(waitUntil([&] { return window.isExposed(); }));
+    letTheWindowManagerAct();
+    EXPECT_EQ(window.framePosition(), place);
     EXPECT_EQ(model->newScenarioName(), u"Not added yet");
     model->start();
     EXPECT_EQ(started, std::vector(2, started.front()));
