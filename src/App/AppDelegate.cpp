@@ -160,6 +160,8 @@ void AppDelegate::showSetup() {
         requestedAtLaunch = [this] { showSetup(); };
         return;
     }
+    if (setup && setup->isWaiting())
+        return; // for the desktop's dialog, after which it may be shown again
     setup = std::make_unique<SessionSetupController>(
         backend, [this] { return CaptureCatalog::displays(*desktop.screen.service); },
         [this](

@@ -57,7 +57,7 @@ void Notices::writingFailed(const ErrorDescription& error) {
 void Notices::sharingStopped() {
     tell(QStringLiteral("The desktop stopped sharing the screen"),
         QStringLiteral("The recording goes on with the last picture and the sound. "
-                       "Finish the session, or restart it to share the screen again."),
+                       "Finish the session to keep it. A restart deletes it and records anew."),
         true);
 }
 

@@ -37,9 +37,10 @@ public:
     /// All arguments outlive the object.
     Permissions(PrivacyServices& services, Workspace& workspace, Application application);
 
-    PermissionSet current() const; ///< immediate; the microphone's grant is that of the last refresh
+    PermissionSet current() const; ///< immediate; screen and microphone as of the last refresh
     Grant screen() const;
-    /// Refreshes the microphone's grant. Completes when `current` is up to date, or after a second.
+    /// Refreshes the grants of screen and microphone. Completes with the microphone's answer, or after a
+    /// second.
     QCoro::Task<> refresh() { return services.refresh(); }
     /// Sets the one handler for changes of `current` by a refresh.
     void onChange(std::function<void()> handler) { services.onChange(std::move(handler)); }

@@ -92,6 +92,7 @@ void RecordingControlPanel::place() {
         const QRect area = screen->availableGeometry();
         const int bottom = area.y() + area.height() - aboveBottom;
         panel->setPosition(area.x() + (area.width() - panel->width()) / 2, bottom - panel->height());
+        placeWithoutFocus = panel->position();
     }
 }
 
@@ -116,9 +117,10 @@ void RecordingControlPanel::drag(const QPointerEvent& event) {
     if (begins)
         dragStart = panel->position();
     const QEventPoint& pointer = event.points().first();
-    if (windowing.placesWindows()) // window managers refuse to move a window of this kind
+    if (windowing.placesWindows()) { // window managers refuse to move a window of this kind
         panel->setPosition(*dragStart + (pointer.globalPosition() - pointer.globalPressPosition()).toPoint());
-    else if (begins)
+        placeWithoutFocus = panel->position();
+    } else if (begins)
         panel->startSystemMove();
 }
 

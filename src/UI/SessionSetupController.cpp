@@ -37,7 +37,7 @@ void SessionSetupController::showAgain() {
 }
 
 void SessionSetupController::drop() {
-    if (currentWindow && !currentWindow->isVisible())
+    if (isWaiting())
         currentWindow.reset();
 }
 

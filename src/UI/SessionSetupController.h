@@ -25,6 +25,8 @@ public:
     void showAgain(); ///< with all that was chosen and typed
     void drop();
 
+    bool isWaiting() const { return currentWindow && !currentWindow->isVisible(); } ///< Start has hidden it
+
     ViewWindow* window() const { return currentWindow.get(); } ///< null while there is none
 
 private:

@@ -23,7 +23,8 @@ def a_cancelled_dialog_gives_the_setup_window_back(scene):
     service, program = harness.signed_in(scene)
     program.ask("new-session")
     setup = program.setup.wait_open()
-    setup.get("Your desktop will ask what to share: choose HEADLESS-1.")
+    hint = "Your desktop will ask what to share: choose HEADLESS-1"
+    wait_for(lambda: any(name.startswith(hint) for name in setup.names()), "the hint")
     setup.get(ADDRESS).type("https://shop.example.org/")
     setup.press(NARRATION)
 

@@ -46,9 +46,9 @@ bool DesktopPrivacy::requestScreenCaptureAccess() {
     const QString obstacle = probes.screenObstacle();
     if (obstacle.isEmpty())
         return true;
-    if (probes.askForScreen)
+    if (probes.askForScreen && !std::exchange(isAsking, true))
         startTask(QStringLiteral("screen"), [this] { return askForScreen(); });
-    else
+    else if (!probes.askForScreen)
         tellOfObstacle(obstacle);
     return false;
 }
@@ -66,6 +66,7 @@ QCoro::Task<> DesktopPrivacy::askForScreen() {
     const auto present = alive.lock();
     if (!present)
         co_return;
+    isAsking = false;
     if (!why.isEmpty())
         tellOfObstacle(why);
     present->onChange();

@@ -49,6 +49,7 @@ private:
     const UserDefaults answers;
     const Probes probes;
     Notifier& notifier;
+    bool isAsking = false; // a dialog of the desktop is open
     const std::shared_ptr<Microphone> known;
 };
 

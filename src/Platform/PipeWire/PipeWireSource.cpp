@@ -55,6 +55,7 @@ public:
     void begin(CaptureWait& wait);
     int descriptor() const { return stream.descriptor(); }
     bool isLost() const { return lost; }
+    void iterate() { stream.iterate(); }
     bool takeBuffers();
     void noteState();
     bool mayHaveChanged() const { return picture && (mustDrawAll || cursorChanged || !pending.isEmpty()); }
@@ -97,7 +98,7 @@ private:
 void PipeWireSource::Impl::begin(CaptureWait& wait) {
     stream.connect(node, options.pointerInMetadata);
     auto limit = Clock::now() + answerWithin;
-    for (bool isStreaming = false; takeBuffers(), !picture;) {
+    for (bool isStreaming = false; iterate(), takeBuffers(), !picture;) {
         const auto state = stream.state();
         if (state == PipeWireStream::State::failed)
             throw failure(
@@ -117,14 +118,17 @@ void PipeWireSource::Impl::begin(CaptureWait& wait) {
 
 /// True when there is something new to draw.
 bool PipeWireSource::Impl::takeBuffers() {
-    stream.iterate();
     if (picture && !stream.held()) { // the sender has taken all buffers back, e.g. for another size
         picture.reset();
         pending.clear();
     }
     bool news = false;
-    while (pw_buffer* buffer = stream.next())
+    int taken = 0;
+    for (; pw_buffer* buffer = stream.next(); ++taken)
         news = take(*buffer) || news;
+    // Some senders drop a picture, with its damage, when they have no buffer left.
+    if (taken > 2 && taken + 2 >= stream.bufferCount())
+        missedSome = true;
     return news;
 }
 
@@ -299,9 +303,9 @@ bool PipeWireSource::isLost() const {
 }
 
 bool PipeWireSource::takeNews() {
-    const bool news = impl->takeBuffers();
+    impl->iterate();
     impl->noteState();
-    return news;
+    return impl->takeBuffers();
 }
 
 void PipeWireSource::suspectChange() {

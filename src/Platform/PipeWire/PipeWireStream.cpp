@@ -68,6 +68,7 @@ const pw_stream_events PipeWireStream::streamEvents = [] {
     events.param_changed = [](void* self, std::uint32_t id, const spa_pod* parameter) {
         static_cast<PipeWireStream*>(self)->takeParameter(id, parameter);
     };
+    events.add_buffer = [](void* self, pw_buffer*) { ++static_cast<PipeWireStream*>(self)->buffers; };
     events.remove_buffer = [](void* self, pw_buffer* buffer) {
         static_cast<PipeWireStream*>(self)->lose(buffer);
     };
@@ -187,6 +188,7 @@ void PipeWireStream::offerBuffers() {
 }
 
 void PipeWireStream::lose(pw_buffer* buffer) {
+    --buffers;
     if (buffer == kept)
         kept = nullptr;
 }

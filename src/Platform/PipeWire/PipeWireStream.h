@@ -47,6 +47,7 @@ public:
     void giveBack(pw_buffer& buffer) { pw_stream_queue_buffer(stream.get(), &buffer); }
     /// Keeps the buffer in place of the one held so far, which is given back.
     void hold(pw_buffer& buffer);
+    int bufferCount() const { return buffers; } ///< that sender and receiver share
     /// Null when there is none, also after the sender has taken it away within `iterate()`.
     const pw_buffer* held() const { return kept; }
 
@@ -60,6 +61,7 @@ private:
     bool withPointer = false;
     std::optional<PipeWireFormat> agreed;
     pw_buffer* kept = nullptr;
+    int buffers = 0;
     std::optional<QString> broken; // the connection, and why
 
     spa_hook coreHook{};

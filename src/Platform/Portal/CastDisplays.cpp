@@ -33,12 +33,16 @@ CastDisplay entryFor(std::vector<WaylandOutput> outputs) {
     QStringList names;
     for (const WaylandOutput& output : outputs)
         names << output.connector;
-    CastDisplay entry{.key = names.join(u'+'), .outputs = std::move(outputs), .shown = {}};
+    CastDisplay entry;
+    entry.key = names.join(u'+');
+    entry.outputs = std::move(outputs);
     const WaylandOutput& first = entry.outputs.front();
     entry.shown.displayID = numberOf(entry.key);
     entry.shown.width = first.pixels.width();
     entry.shown.height = first.pixels.height();
-    if (entry.outputs.size() > 1)
+    entry.isAmbiguous = std::ranges::any_of(
+        entry.outputs, [&first](const WaylandOutput& other) { return other.area != first.area; });
+    if (entry.isAmbiguous)
         entry.shown.label = QStringLiteral("Display chosen in the desktop's dialog");
     return entry;
 }
@@ -49,8 +53,8 @@ std::vector<CastDisplay> castDisplays(const std::vector<WaylandOutput>& outputs,
     std::vector<std::vector<WaylandOutput>> groups;
     for (const WaylandOutput& output : outputs) {
         const auto same = std::ranges::find_if(groups, [&](const auto& group) {
-            return !tellsPositions && std::ranges::any_of(group, [&](const WaylandOutput& other) {
-                return haveSameSize(output, other);
+            return std::ranges::any_of(group, [&](const WaylandOutput& other) {
+                return output.area == other.area || (!tellsPositions && haveSameSize(output, other));
             });
         });
         if (same == groups.end())

@@ -9,12 +9,13 @@
 
 namespace tavro::portal {
 
-/// An entry of the list of displays. Where the portal cannot tell displays apart, one entry stands for all of
-/// the same size.
+/// An entry of the list of displays. Displays that mirror each other share one. Where the portal cannot tell
+/// displays apart, one entry stands for all of the same size, too.
 struct CastDisplay {
     QString key; ///< names the entry in the tokens' file, the same in each session
     std::vector<WaylandOutput> outputs;
-    ShareableDisplay shown;
+    bool isAmbiguous = false; ///< the outputs show different pictures
+    ShareableDisplay shown{};
 };
 
 /// The entries for these outputs. `tellsPositions`: this desktop's portal says where a shared display is.

@@ -17,7 +17,7 @@ namespace tavro {
 class PortalScreen : public ScreenCaptureService {
 public:
     /// Why nothing can be recorded, in words, by the portal's last answer; empty when it can: a portal is
-    /// there and a display has been chosen once.
+    /// there and a display has been shared once.
     virtual QString obstacle() const = 0;
     /// Asks whether the portal is there. Never throws.
     virtual QCoro::Task<> refresh() = 0;

@@ -24,13 +24,22 @@ constexpr unsigned pointerBeside = 4;
 constexpr unsigned firstWithTokens = 4; // version of the ScreenCast interface
 
 const QString chosen = QStringLiteral("displays"); // the service of the tokens in their file
+const QString shared =
+    QStringLiteral("shared"); // of the displays that were shared once, also without a token
 
 PlatformError captureError(int code, const QString& message) {
     return PlatformError(QStringLiteral("Tavro.Portal"), code, message);
 }
 
+// The connector, and what dialogs call the display.
 QString nameOf(const CastDisplay& display) {
-    return display.outputs.size() > 1 ? QStringLiteral("a display") : display.outputs.front().connector;
+    if (display.isAmbiguous)
+        return QStringLiteral("a display");
+    const WaylandOutput& output = display.outputs.front();
+    QString description = output.description;
+    description.remove(QStringLiteral(" (%1)").arg(output.connector));
+    return description.isEmpty() ? output.connector
+                                 : QStringLiteral("%1 (%2)").arg(output.connector, description);
 }
 
 // The portals that say where a shared display is. The others' displays can only be told apart by their size.
@@ -39,7 +48,7 @@ bool desktopTellsPositions() {
 }
 
 QString hintFor(const CastDisplay& display) {
-    if (display.outputs.size() > 1)
+    if (display.isAmbiguous)
         return QStringLiteral("Your desktop will ask which display to share.");
     return QStringLiteral("Your desktop will ask what to share: choose %1.").arg(nameOf(display));
 }
@@ -66,7 +75,7 @@ QCoro::Task<ShareableContent> PortalScreenCapture::shareableContent() {
     auto listing = displays();
     ShareableContent content;
     for (CastDisplay& display : co_await listing) {
-        if (!needsTokens || tokenFor(display.key).isEmpty())
+        if (!needsTokens || tokenFor(display).isEmpty())
             display.shown.hint = hintFor(display);
         content.displays.push_back(display.shown);
     }
@@ -88,7 +97,7 @@ void PortalScreenCapture::onInterruption(std::function<void()> handler) {
 }
 
 QString PortalScreenCapture::obstacle() const {
-    if (!missing.isEmpty() || !needsTokens || !tokens.accounts(chosen).isEmpty())
+    if (!missing.isEmpty() || !needsTokens || !tokens.accounts(shared).isEmpty())
         return missing;
     return QStringLiteral("No display has been chosen in the desktop's dialog yet.");
 }
@@ -107,6 +116,10 @@ QCoro::Task<> PortalScreenCapture::refresh() {
 }
 
 QCoro::Task<> PortalScreenCapture::ask() {
+    auto refreshing = refresh();
+    co_await refreshing;
+    if (!missing.isEmpty())
+        throw captureError(1, missing);
     auto listing = displays();
     const auto all = co_await listing;
     CastSession session(bus, {});
@@ -117,11 +130,6 @@ QCoro::Task<> PortalScreenCapture::ask() {
         throw captureError(
             6, QStringLiteral("Tavro records one whole display. Choose a display in the dialog."));
     remember(shown->key, shown, cast.restoreToken);
-    if (cast.restoreToken.isEmpty() && needsTokens)
-        throw captureError(
-            4, QStringLiteral(
-                   "The desktop will ask again at each recording, for its dialog was told not to remember "
-                   "the choice."));
 }
 
 QCoro::Task<std::vector<CastDisplay>> PortalScreenCapture::displays() const {
@@ -169,8 +177,8 @@ QCoro::Task<PortalScreenCapture::Opened> PortalScreenCapture::open(std::uint32_t
         if (wanted == all.end())
             throw captureError(5, QStringLiteral("The display is not there any more."));
         wantedName = nameOf(*wanted);
-        isOneOfSeveral = wanted->outputs.size() > 1;
-        const QString token = isFirst ? tokenFor(wanted->key) : QString();
+        isOneOfSeveral = wanted->isAmbiguous;
+        const QString token = isFirst ? tokenFor(*wanted) : QString();
         if (token.isEmpty())
             Log::info(QStringLiteral("capture: asking the desktop for ") + wantedName);
 
@@ -199,12 +207,18 @@ void PortalScreenCapture::remember(
     };
     if (!shown || shown->key != wanted || token.isEmpty())
         write(wanted, std::nullopt);
-    if (shown && !token.isEmpty())
+    if (!shown)
+        return;
+    if (!token.isEmpty())
         write(shown->key, token.toUtf8());
+    tokens.write(shared, shown->key, QByteArray("yes"));
 }
 
-QString PortalScreenCapture::tokenFor(const QString& key) const {
-    return QString::fromUtf8(tokens.read(chosen, key).value_or(QByteArray()));
+// Which of several alike a token stands for is not known.
+QString PortalScreenCapture::tokenFor(const CastDisplay& display) const {
+    if (display.isAmbiguous)
+        return {};
+    return QString::fromUtf8(tokens.read(chosen, display.key).value_or(QByteArray()));
 }
 
 std::unique_ptr<PortalScreen> makePortalScreen(

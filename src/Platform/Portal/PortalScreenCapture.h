@@ -44,7 +44,7 @@ private:
     QCoro::Task<CaptureStream::Prepared> prepare(ContentFilter filter, StreamConfiguration configuration);
     QCoro::Task<Opened> open(std::uint32_t displayID);
     void remember(const QString& wanted, const portal::CastDisplay* shown, const QString& token) const;
-    QString tokenFor(const QString& key) const;
+    QString tokenFor(const portal::CastDisplay& display) const;
 
     AssetWriterFactory& writers;
     const FileSecretStore tokens;

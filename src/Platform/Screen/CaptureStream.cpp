@@ -39,7 +39,13 @@ QCoro::Task<> CaptureStream::startCapture() {
     held = std::move(prepared.held);
     thread = std::make_unique<CaptureThread>(std::move(prepared.makeSource), configuration, channel, waker);
     const auto started = thread->started();
-    co_await started;
+    try {
+        co_await started;
+    } catch (...) {
+        thread.reset();
+        held.reset();
+        throw;
+    }
 }
 
 QCoro::Task<> CaptureStream::stopCapture() {
@@ -47,6 +53,7 @@ QCoro::Task<> CaptureStream::stopCapture() {
         const auto stopped = thread->stop();
         co_await stopped;
         thread.reset();
+        held.reset();
     }
     channel->close();
     if (recording) {

@@ -201,6 +201,23 @@ TEST(PipeWireSourceTest, FollowsAPartThatChangesItsPlaceAndSize) {
 }
 
 // The newest frame is shown, and the sender's buffers come back however many frames are left out.
+// A sender without a free buffer may drop a picture, with what it would have told of its damage.
+TEST(PipeWireSourceTest, DrawsAllAfterTheSenderHadNoBufferLeft) {
+    CastSource cast({.buffers = 6});
+    CastCapture capture(cast, whole.width, whole.height);
+    CastPicture picture = test::patternOf(whole.width, whole.height);
+    capture.begin(CastFrame{picture});
+    int sent = 0;
+    for (bool hasBuffer = true; hasBuffer && sent < 20; sent += hasBuffer) {
+        picture.fill({8 * sent, 0, 8, 8}, 0xff00ff00u);
+        hasBuffer = cast.send({.picture = picture, .damage = {{8 * sent, 0, 8, 8}}});
+    }
+    ASSERT_GT(sent, 3);
+    picture.fill({100, 100, 50, 50}, 0xff0000ffu); // dropped
+    picture.fill({200, 16, 8, 8}, 0xffff0000u);
+    EXPECT_TRUE(capture.show({.picture = picture, .damage = {{200, 16, 8, 8}}}, picture));
+}
+
 TEST(PipeWireSourceTest, KeepsOnlyTheNewestBuffer) {
     CastSource cast({.buffers = 4});
     CastCapture capture(cast, whole.width, whole.height);

@@ -15,6 +15,7 @@ WaylandOutput output(const char* connector, QRect area, QSize pixels) {
 
 const WaylandOutput left = output("DP-1", {0, 0, 1920, 1080}, {1920, 1080});
 const WaylandOutput right = output("DP-2", {1920, 0, 1920, 1080}, {1920, 1080});
+const WaylandOutput mirror = output("DP-4", {0, 0, 1920, 1080}, {1920, 1080}); // of DP-1
 const WaylandOutput small = output("HDMI-A-1", {1920, 0, 1280, 720}, {1280, 720});
 const WaylandOutput scaled = output("eDP-1", {0, 0, 1920, 1080}, {3840, 2160});
 const WaylandOutput atThreeHalves = output("DP-3", {1920, 0, 1706, 960}, {2560, 1440});
@@ -34,6 +35,7 @@ TEST(CastDisplays, anEntryForEachDisplayThatCanBeToldApart) {
         {{left}, false, {QStringLiteral("DP-1")}},
         {{left, small}, false, {QStringLiteral("DP-1"), QStringLiteral("HDMI-A-1")}},
         {{left, right}, true, {QStringLiteral("DP-1"), QStringLiteral("DP-2")}},
+        {{left, mirror}, true, {QStringLiteral("DP-1+DP-4")}},
         {{left, right}, false, {QStringLiteral("DP-1+DP-2")}},
         {{left, small, right}, false, {QStringLiteral("DP-1+DP-2"), QStringLiteral("HDMI-A-1")}},
         // A stream of 1920×1080 could be either: portals tell sizes in the layout or in pixels.
@@ -48,11 +50,12 @@ TEST(CastDisplays, anEntryForEachDisplayThatCanBeToldApart) {
             EXPECT_EQ(std::ranges::count(numbers, display.shown.displayID), 0);
             numbers.push_back(display.shown.displayID);
             EXPECT_EQ(QSize(display.shown.width, display.shown.height), display.outputs.front().pixels);
-            EXPECT_EQ(display.shown.label.isEmpty(), display.outputs.size() == 1)
-                << display.key.toStdString();
+            EXPECT_EQ(display.shown.label.isEmpty(), !display.isAmbiguous) << display.key.toStdString();
         }
         EXPECT_EQ(keys, c.keys);
     }
+    EXPECT_FALSE(castDisplays({left, mirror}, true)[0].isAmbiguous) << "they show the same picture";
+    EXPECT_TRUE(castDisplays({left, right}, false)[0].isAmbiguous);
     EXPECT_EQ(castDisplays({left, small}, false)[1].shown.displayID,
         castDisplays({small}, false)[0].shown.displayID)
         << "the number depends on the connector alone";
@@ -72,6 +75,7 @@ TEST(CastDisplays, aStreamIsTheDisplayThatItShowsOrNone) {
         {"by position", {left, right}, true, stream(hd, QPoint(1920, 0), "1"), "DP-2"},
         {"by the position of the first", {left, right}, true, stream(hd, QPoint(0, 0), "0"), "DP-1"},
         {"a position that was not told", {left, right}, true, stream(hd, QPoint(0, 0)), nullptr},
+        {"mirrored displays", {left, mirror}, true, stream(hd, QPoint(0, 0), "0"), "DP-1+DP-4"},
         {"one of two alike", {left, right}, false, stream(hd, QPoint(0, 0)), "DP-1+DP-2"},
         {"by size in the layout", {scaled, atThreeHalves}, false, stream(QSize(1706, 960)), "DP-3"},
         {"by size in pixels", {scaled, atThreeHalves}, false, stream(QSize(3840, 2160)), "eDP-1"},

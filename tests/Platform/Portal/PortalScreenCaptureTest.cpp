@@ -112,6 +112,27 @@ TEST_F(PortalScreenCaptureTest, anotherDisplayIsAskedForOnceMoreThenRefused) {
     EXPECT_EQ(hintOf(*capture, 1), QString());
 }
 
+TEST_F(PortalScreenCaptureTest, displaysThatLookAlikeAreAskedForEachTime) {
+    outputs[1] = output("DP-2", {1920, 0, 1920, 1080});
+    ScriptedPortal portal(script({{{left}, QStringLiteral("one")}}));
+    auto capture = makeCapture();
+    for (int session = 0; session < 2; ++session) {
+        EXPECT_NE(hintOf(*capture, 0), QString());
+        take(*capture, 0);
+        const auto options = portal.optionsOf(QStringLiteral("SelectSources"), session);
+        EXPECT_FALSE(options.contains(QStringLiteral("restore_token"))) << "for the display chosen before";
+    }
+}
+
+TEST_F(PortalScreenCaptureTest, aChoiceThatIsNotRememberedIsAGrantToo) {
+    ScriptedPortal portal(script({{{left}, QString()}}));
+    auto capture = makeCapture();
+    EXPECT_NE(capture->obstacle(), QString());
+    await(capture->ask());
+    EXPECT_EQ(makeCapture()->obstacle(), QString());
+    EXPECT_NE(hintOf(*capture, 0), QString());
+}
+
 TEST_F(PortalScreenCaptureTest, refusalsAreTold) {
     const struct {
         const char* method;
@@ -171,6 +192,8 @@ TEST_F(PortalScreenCaptureTest, withoutAPortalSaysWhatToInstall) {
     auto capture = makeCapture();
     EXPECT_EQ(errorOf([&] { await(capture->shareableContent()); }).code, 1);
     EXPECT_TRUE(capture->obstacle().contains(u"xdg-desktop-portal")) << capture->obstacle().toStdString();
+    EXPECT_TRUE(
+        errorOf([&] { await(makeCapture()->ask()); }).localizedDescription.contains(u"xdg-desktop-portal"));
     ScriptedPortal portal(script({{{left}, QStringLiteral("one")}}));
     await(capture->refresh());
     EXPECT_FALSE(capture->obstacle().contains(u"xdg-desktop-portal"));
