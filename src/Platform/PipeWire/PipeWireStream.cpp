@@ -87,8 +87,10 @@ const pw_core_events PipeWireStream::coreEvents = [] {
 }();
 
 PipeWireStream::PipeWireStream(FileDescriptor remote) : loop(makeLoop()) {
-    // Without the bus, which only the scheduling of real-time threads needs: this one has none.
-    context.reset(pw_context_new(loop.get(), pw_properties_new("support.dbus", "false", nullptr), 0));
+    // Without the bus, which only the scheduling of real-time threads needs: this one has none. Nor are the
+    // pictures' buffers locked into memory, which makes pages of those that are never filled.
+    context.reset(pw_context_new(
+        loop.get(), pw_properties_new("support.dbus", "false", "mem.allow-mlock", "false", nullptr), 0));
     if (context)
         core.reset(pw_context_connect_fd(context.get(), remote.release(), nullptr, 0)); // also when it fails
     if (!core)
