@@ -36,7 +36,7 @@ QString nameOf(const CastDisplay& display) {
     if (display.isAmbiguous)
         return QStringLiteral("a display");
     const WaylandOutput& output = display.outputs.front();
-    QString description = output.description;
+    QString description = output.description.trimmed();
     description.remove(QStringLiteral(" (%1)").arg(output.connector));
     return description.isEmpty() ? output.connector
                                  : QStringLiteral("%1 (%2)").arg(output.connector, description);
