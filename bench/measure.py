@@ -96,6 +96,7 @@ def record(scene, chosen, what, servers):
 
 COMPARED = {
     "CPU": lambda result: result["cpu"],
+    "CPU a painted frame": lambda result: result["cpu"] / result["painted"],
     "memory": lambda result: result["memory"],
     "size a held frame": lambda result: result["kbps"] / result["held"],
 }
