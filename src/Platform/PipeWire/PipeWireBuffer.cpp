@@ -53,6 +53,7 @@ std::optional<PipeWirePicture> pictureIn(const spa_buffer& buffer, const PipeWir
                           std::ptrdiff_t{picture.crop.x} * bytesPerPixel;
     picture.view.stride = stride;
     picture.view.area = {0, 0, picture.crop.width, picture.crop.height};
+    picture.isRgb = format.isRgb;
     return picture;
 }
 

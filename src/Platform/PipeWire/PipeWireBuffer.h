@@ -11,8 +11,9 @@ namespace tavro {
 
 /// The picture in a buffer, in the sender's memory, which is only read.
 struct PipeWirePicture {
-    PixelView view; ///< from (0, 0); its colours in the format's order
-    Rect crop;      ///< the part of the buffer that is the picture
+    PixelView view;     ///< from (0, 0)
+    Rect crop;          ///< the part of the buffer that is the picture
+    bool isRgb = false; ///< red and blue are in each other's place
 };
 
 /// False for a buffer that only tells something beside the picture, e.g. where the pointer is.

@@ -29,13 +29,13 @@ PlatformError failure(int code, const QString& why) {
 }
 
 // The part `to.area` of a picture, in the order blue, green, red.
-void copyPixels(const PixelView& from, bool isRgb, const PixelView& to) {
+void copyPixels(const PipeWirePicture& picture, const PixelView& to) {
     const std::size_t line = static_cast<std::size_t>(to.area.width) * 4;
     for (int y = to.area.y; y < bottomOf(to.area); ++y) {
-        const std::uint8_t* source = from.at(to.area.x, y);
+        const std::uint8_t* source = picture.view.at(to.area.x, y);
         std::uint8_t* target = to.at(to.area.x, y);
         std::copy(source, source + line, target);
-        if (isRgb)
+        if (picture.isRgb)
             for (std::size_t i = 0; i < line; i += 4)
                 std::swap(target[i], target[i + 2]);
     }
@@ -214,7 +214,7 @@ void PipeWireSource::Impl::draw(const PictureRegion& areas) {
     std::vector<CanvasPicture::Patch> patches;
     std::vector<Rect> changed;
     for (const Rect& area : areas.rects())
-        if (stream.format()->isRgb) {
+        if (picture->isRgb) {
             changed.push_back(area);
         } else {
             patches.push_back({area, picture->view});
@@ -243,7 +243,7 @@ void PipeWireSource::Impl::copyInto(
     for (CanvasPicture::Patch& patch : own) {
         patch.view.pixels = memory;
         memory += areaOf(patch.view.area) * 4;
-        copyPixels(picture->view, stream.format()->isRgb, patch.view);
+        copyPixels(*picture, patch.view);
         blendCursor(patch.view, cursor.image(), shownCursor.x, shownCursor.y);
         patches.push_back(patch);
     }

@@ -95,7 +95,7 @@ TEST(PipeWireSourceTest, DrawsNothingOfFramesThatShowNothing) {
         {"marked as corrupted", {.picture = other, .damage = {whole}, .isCorrupted = true}},
         {"of no size", {.picture = other, .damage = {whole}, .isEmpty = true}},
         {"the same picture again", {.picture = first, .damage = {whole}}},
-        {"without damage", {.picture = first}},
+        {"without damage, so without a look", {.picture = other}},
         {"with damage elsewhere", {.picture = first, .damage = {{-400, 0, 300, 100}, {0, 180, 320, 100}}}},
     };
     CastSource cast;
@@ -177,11 +177,15 @@ TEST(PipeWireSourceTest, DrawsThePointerThatIsToldBesideThePicture) {
 
 TEST(PipeWireSourceTest, FollowsAnotherSizeInMidStream) {
     CastSource cast;
-    CastCapture capture(cast, whole.width, whole.height);
+    CastCapture capture(cast, whole.width, whole.height, true);
     capture.begin(CastFrame{test::patternOf(320, 180)});
     const test::LogLines log;
     for (const auto& [width, height] : {std::pair{200, 180}, {640, 360}, {320, 180}}) {
         cast.resize(width, height);
+        const CastFrame pointer{
+            .cursor = CastCursor{60, 60, CastCursor::Bitmap{{9, 9, 0xffffffff}}}, .isEmpty = true};
+        ASSERT_TRUE(capture.waitUntil([&] { return cast.send(pointer); }));
+        EXPECT_FALSE(capture.source.grab()) << "a picture that is gone";
         const CastPicture picture = test::patternOf(width, height);
         ASSERT_TRUE(capture.show({.picture = picture}, picture)) << width;
     }
@@ -191,16 +195,15 @@ TEST(PipeWireSourceTest, FollowsAnotherSizeInMidStream) {
 
 TEST(PipeWireSourceTest, FollowsAPartThatChangesItsPlaceAndSize) {
     CastSource cast;
-    CastCapture capture(cast, 100, 90);
+    CastCapture capture(cast, 100, 90, true);
     const CastPicture picture = test::patternOf(320, 180);
     capture.begin(CastFrame{.picture = picture, .crop = Rect{0, 0, 100, 90}});
     for (const Rect& crop : {Rect{30, 20, 100, 90}, Rect{30, 20, 81, 47}, Rect{300, 100, 100, 90}}) {
-        ASSERT_TRUE(capture.show(
-            {.picture = picture, .crop = crop}, test::partOf(picture, intersected(crop, whole))));
+        ASSERT_TRUE(capture.show({.picture = picture, .damage = {{310, 120, 4, 4}}, .crop = crop},
+            test::partOf(picture, intersected(crop, whole))));
     }
 }
 
-// The newest frame is shown, and the sender's buffers come back however many frames are left out.
 // A sender without a free buffer may drop a picture, with what it would have told of its damage.
 TEST(PipeWireSourceTest, DrawsAllAfterTheSenderHadNoBufferLeft) {
     CastSource cast({.buffers = 6});
@@ -218,6 +221,7 @@ TEST(PipeWireSourceTest, DrawsAllAfterTheSenderHadNoBufferLeft) {
     EXPECT_TRUE(capture.show({.picture = picture, .damage = {{200, 16, 8, 8}}}, picture));
 }
 
+// The newest frame is shown, and the sender's buffers come back however many frames are left out.
 TEST(PipeWireSourceTest, KeepsOnlyTheNewestBuffer) {
     CastSource cast({.buffers = 4});
     CastCapture capture(cast, whole.width, whole.height);
