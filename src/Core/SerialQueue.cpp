@@ -17,9 +17,17 @@ SerialQueue::SerialQueue(const QString& label) {
     QObject::disconnect(&thread, &QThread::started, nullptr, nullptr);
 }
 
+// Waits for the last function too: ThreadSanitizer sees that wait, but not the one inside Qt. Qt wakes a
+// thread after it has queued the function, so the thread must not end before that.
 SerialQueue::~SerialQueue() {
-    // Waits for the last function too: ThreadSanitizer sees that wait, but not the one inside Qt.
-    sync([] { QThread::currentThread()->quit(); });
+    std::promise<void> posted, done;
+    async([&] {
+        posted.get_future().wait();
+        QThread::currentThread()->quit();
+        done.set_value();
+    });
+    posted.set_value();
+    done.get_future().wait();
     thread.wait();
 }
 
