@@ -16,6 +16,9 @@ public:
     /// The program can choose the positions of its windows.
     virtual bool placesWindows() const = 0;
 
+    /// A window that grabs the mouse sees the clicks on other programs' windows, too.
+    virtual bool grabsEveryClick() const = 0;
+
     /// Before `window` is shown. Keeps it above ordinary and full-screen windows, on every desktop, out of
     /// window lists, and without keyboard focus when it appears.
     virtual void makeFloating(QWindow& window) = 0;

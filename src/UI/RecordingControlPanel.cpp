@@ -20,6 +20,7 @@ namespace {
 constexpr std::chrono::seconds tick{1};
 constexpr int aboveBottom = 60; // points between the panel and the end of the usable screen
 constexpr int menuGap = 6;      // points between the panel and its menu
+constexpr std::chrono::seconds menuPatience{1};
 
 /// The window area of the item `name`, with the item's own corner radius.
 QPainterPath shapeOf(const ViewWindow& window, const QString& name) {
@@ -57,6 +58,9 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
             setUnmanaged(true);
     });
     panel->installEventFilter(this);
+    leaving.setSingleShot(true);
+    leaving.setInterval(menuPatience);
+    connect(&leaving, &QTimer::timeout, menu.get(), &MoreMenu::close);
     connect(menu.get(), &MoreMenu::isOpenChanged, this, &RecordingControlPanel::showMenu);
     connect(qGuiApp, &QGuiApplication::screenAdded, this, &RecordingControlPanel::watch);
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, &RecordingControlPanel::keepInSight);
@@ -210,6 +214,10 @@ void RecordingControlPanel::placeMenu() {
 bool RecordingControlPanel::eventFilter(QObject* watched, QEvent* event) {
     if (watched == panel.get() && event->isPointerEvent())
         drag(*static_cast<QPointerEvent*>(event));
+    if (event->type() == QEvent::Enter)
+        leaving.stop();
+    else if (event->type() == QEvent::Leave && !windowing.grabsEveryClick())
+        leaving.start();
     if (watched != currentMenuWindow.get())
         return QObject::eventFilter(watched, event);
     if (event->type() == QEvent::Expose && currentMenuWindow->isExposed()) {

@@ -66,6 +66,8 @@ private:
     QPoint placeWithoutFocus;
     std::optional<QPoint> dragStart; ///< the panel's position at the start of the drag
     std::optional<QTimer> timer;
+    QTimer
+        leaving; ///< runs out when the pointer has left panel and menu, where a click elsewhere is not seen
 };
 
 } // namespace tavro

@@ -6,6 +6,8 @@ import sys
 import harness
 from harness import check, driver, equal, wait_for
 
+import wayland  # of tools/desktop, where harness has pointed to
+
 CHOICE = driver.environment("TAVRO_DESKTOP") / "portal-choice"
 SCENARIO, ADDRESS, NARRATION = "Scenario", "App URL (optional)", "Narrate with microphone"
 
@@ -69,4 +71,33 @@ def a_desktop_that_stops_sharing_is_told_of(scene):
     equal(told_of(), [told["summary"]], "notifications")
 
 
-harness.main([a_cancelled_dialog_gives_the_setup_window_back, a_desktop_that_stops_sharing_is_told_of])
+def the_bars_menu_closes_when_the_pointer_has_left(scene):
+    _, program = harness.signed_in(scene)
+    CHOICE.write_text("HEADLESS-1")
+    program.ask("new-session")
+    harness.start_take(program)
+
+    def go_to(control):
+        x, y, width, height = control.rectangle()
+        wayland.move_pointer(x + width // 2, y + height // 2)
+
+    more = program.bar.get("More", "push button")
+    go_to(more)
+    more.press()
+    delete = program.bar.get("Delete")
+    go_to(delete)
+    harness.let_time_pass(program, 2)
+    check(program.bar.find("Delete"), "the menu has closed under the pointer")
+    wayland.move_pointer(50, 50)  # the X server does not see clicks there
+    wait_for(lambda: not program.bar.find("Delete"), "the end of the menu")
+    program.bar.press("Finish")
+    program.bar.wait_closed()
+
+
+harness.main(
+    [
+        a_cancelled_dialog_gives_the_setup_window_back,
+        the_bars_menu_closes_when_the_pointer_has_left,
+        a_desktop_that_stops_sharing_is_told_of,
+    ]
+)

@@ -54,6 +54,10 @@ bool DesktopWindowing::placesWindows() const {
     return connection();
 }
 
+bool DesktopWindowing::grabsEveryClick() const {
+    return connection() && !isWaylandSession(); // a Wayland desktop's X server sees only its own windows
+}
+
 void DesktopWindowing::makeFloating(QWindow& window) {
     window.setProperty("_q_showWithoutActivating", true);
     window.setFlag(Qt::FramelessWindowHint);

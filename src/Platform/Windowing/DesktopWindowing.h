@@ -9,6 +9,7 @@ class DesktopWindowing final : public Windowing {
 public:
     bool isComposited() const override;
     bool placesWindows() const override;
+    bool grabsEveryClick() const override;
     void makeFloating(QWindow& window) override;
     void setShape(QWindow& window, const QPainterPath& shape) override;
 };
