@@ -15,7 +15,6 @@ namespace {
 constexpr unsigned displays = 1;     // a type of source
 constexpr unsigned untilRevoked = 2; // how long a choice persists
 
-const QString service = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString sessionInterface = QStringLiteral("org.freedesktop.portal.Session");
 
 // A pair of numbers, "(ii)" on the bus.

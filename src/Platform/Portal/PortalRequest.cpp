@@ -15,7 +15,6 @@
 namespace tavro::portal {
 namespace {
 
-const QString service = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString path = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString castInterface = QStringLiteral("org.freedesktop.portal.ScreenCast");
 const dbus::Peer cast{service, path, castInterface};

@@ -9,6 +9,8 @@ namespace tavro::portal {
 
 /// The desktop's portal on the session bus. Main thread.
 
+inline const QString service = QStringLiteral("org.freedesktop.portal.Desktop"); ///< its name there
+
 /// What the portal can share, by its properties.
 struct CastAbilities {
     unsigned version = 0;

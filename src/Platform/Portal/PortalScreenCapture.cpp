@@ -21,7 +21,6 @@ namespace {
 
 constexpr unsigned pointerInPicture = 2; // cursor modes
 constexpr unsigned pointerBeside = 4;
-constexpr unsigned firstWithTokens = 4; // version of the ScreenCast interface
 
 const QString chosen = QStringLiteral("displays"); // the service of the tokens in their file
 const QString shared =
@@ -75,7 +74,7 @@ QCoro::Task<ShareableContent> PortalScreenCapture::shareableContent() {
     auto listing = displays();
     ShareableContent content;
     for (CastDisplay& display : co_await listing) {
-        if (!needsTokens || tokenFor(display).isEmpty())
+        if (!hasTokens() || tokenFor(display).isEmpty())
             display.shown.hint = hintFor(display);
         content.displays.push_back(display.shown);
     }
@@ -97,17 +96,20 @@ void PortalScreenCapture::onInterruption(std::function<void()> handler) {
 }
 
 QString PortalScreenCapture::obstacle() const {
-    if (!missing.isEmpty() || !needsTokens || !tokens.accounts(shared).isEmpty())
+    if (!missing.isEmpty() || !hasTokens() || !tokens.accounts(shared).isEmpty())
         return missing;
     return QStringLiteral("No display has been chosen in the desktop's dialog yet.");
+}
+
+bool PortalScreenCapture::hasTokens() const {
+    return abilities.version >= firstWithTokens;
 }
 
 QCoro::Task<> PortalScreenCapture::refresh() {
     QString why;
     try {
         auto asking = portal::castAbilities(bus);
-        const auto abilities = co_await asking;
-        needsTokens = abilities.version >= firstWithTokens;
+        abilities = co_await asking;
     } catch (const PlatformError& error) {
         why = error.message();
     }
@@ -164,8 +166,6 @@ QCoro::Task<CaptureStream::Prepared> PortalScreenCapture::prepare(
 }
 
 QCoro::Task<PortalScreenCapture::Opened> PortalScreenCapture::open(std::uint32_t displayID) {
-    auto asking = portal::castAbilities(bus);
-    const auto abilities = co_await asking;
     const bool isBeside = (abilities.cursorModes & pointerBeside) != 0;
     QString wantedName;
     bool isOneOfSeveral = false;

@@ -13,6 +13,7 @@
 
 namespace tavro {
 
+/// `makeStream` needs a list of displays before it.
 class PortalScreenCapture final : public PortalScreen {
 public:
     /// Called on a thread of its own. Throws PlatformError.
@@ -34,6 +35,8 @@ public:
     QCoro::Task<> ask() override;
 
 private:
+    static constexpr unsigned firstWithTokens = 4; // version of the ScreenCast interface
+
     struct Interruption;
     struct Opened {
         std::shared_ptr<portal::CastSession> session;
@@ -51,8 +54,11 @@ private:
     const QDBusConnection bus;
     const ListOutputs outputs;
     const std::shared_ptr<Interruption> interruption;
-    QString missing;         // why there is no portal; empty while there is one
-    bool needsTokens = true; // false for portals that have none
+    bool hasTokens() const;
+
+    // By the portal's last answer, which each list of displays renews.
+    QString missing; // why there is no portal; empty while there is one
+    portal::CastAbilities abilities{.version = firstWithTokens};
 };
 
 } // namespace tavro
