@@ -60,8 +60,8 @@ QCoro::Task<> DesktopPrivacy::askForScreen() {
         auto asking = probes.askForScreen();
         co_await asking;
     } catch (const CaptureCancelled&) { // the user knows
-    } catch (const PlatformError& error) {
-        why = error.message();
+    } catch (...) {
+        why = describeCurrentError().localizedDescription;
     }
     const auto present = alive.lock();
     if (!present)
