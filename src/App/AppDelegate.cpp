@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QVariant>
 
+#include <malloc.h>
+
 namespace tavro {
 namespace {
 
@@ -234,6 +236,7 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
         co_return;
     }
     bar.show();
+    ::malloc_trim(0); // what the setup window used is not needed during the take
     watchDisk();
     statusBar->setTint(Palette().record);
     Log::info(QStringLiteral("beginSession: control panel shown, recording active"));
