@@ -106,5 +106,7 @@ int main(int argc, char** argv) {
     AppDelegate delegate(desktop, [&] { instance.release(); });
     controller = &delegate;
     delegate.applicationDidFinishLaunching();
-    return QApplication::exec();
+    const int code = QApplication::exec();
+    QCoreApplication::sendPostedEvents(); // ends tasks whose answers came just after the loop's end
+    return code;
 }
