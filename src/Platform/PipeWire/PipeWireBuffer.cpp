@@ -27,17 +27,28 @@ Rect cropIn(const spa_buffer& buffer, const Rect& all) {
     return part.isEmpty() ? all : part;
 }
 
+const spa_meta_header* headerOf(const spa_buffer& buffer) {
+    return static_cast<const spa_meta_header*>(
+        spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
+}
+
 } // namespace
 
 bool hasPicture(const spa_buffer& buffer) {
     if (buffer.n_datas == 0)
         return false;
-    const auto* header = static_cast<const spa_meta_header*>(
-        spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
+    const auto* header = headerOf(buffer);
     if (header && header->flags & SPA_META_HEADER_FLAG_CORRUPTED)
         return false;
     const spa_data& data = buffer.datas[0];
     return data.data && data.chunk->size > 0 && !(data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED);
+}
+
+std::optional<std::chrono::steady_clock::time_point> stampOf(const spa_buffer& buffer) {
+    const auto* header = headerOf(buffer);
+    if (!header || header->pts <= 0)
+        return std::nullopt;
+    return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(header->pts));
 }
 
 std::optional<PipeWirePicture> pictureIn(const spa_buffer& buffer, const PipeWireFormat& format) {

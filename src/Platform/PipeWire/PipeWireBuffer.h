@@ -4,6 +4,7 @@
 #include "Platform/Screen/PictureRegion.h"
 #include "Platform/Screen/PixelView.h"
 
+#include <chrono>
 #include <optional>
 #include <spa/buffer/buffer.h>
 
@@ -18,6 +19,8 @@ struct PipeWirePicture {
 
 /// False for a buffer that only tells something beside the picture, e.g. where the pointer is.
 bool hasPicture(const spa_buffer& buffer);
+/// The sender's time stamp, on the monotonic clock; none when it sets none.
+std::optional<std::chrono::steady_clock::time_point> stampOf(const spa_buffer& buffer);
 /// Empty when the buffer is too small for its format.
 std::optional<PipeWirePicture> pictureIn(const spa_buffer& buffer, const PipeWireFormat& format);
 /// What the sender says has changed since its last buffer, in the picture; empty when it says nothing.

@@ -23,6 +23,7 @@ constexpr auto firstPictureWithin =
     1500ms;                            // while buffers come; some desktops begin with a second of empty ones
 constexpr auto pauseUntilStopped = 2s; // shorter ones are changes of the screen's mode
 constexpr auto memoryHeldFor = 1s;
+constexpr auto oldestStamp = 1s; // no desktop takes longer to pass a picture on
 
 PlatformError failure(int code, const QString& why) {
     return PlatformError(QStringLiteral("Tavro.PipeWire"), code, why);
@@ -60,6 +61,7 @@ public:
     void noteState();
     bool mayHaveChanged() const { return picture && (mustDrawAll || cursorChanged || !pending.isEmpty()); }
     bool grab();
+    std::optional<Clock::time_point> shownAt() const;
     const CanvasPicture& drawn() const { return canvas; }
     void giveBackMemory();
 
@@ -78,7 +80,8 @@ private:
     CanvasPicture canvas;
 
     std::optional<PipeWirePicture> picture; // in the buffer that the stream holds
-    PictureRegion pending;                  // of it, not drawn yet
+    std::optional<Clock::time_point> stamp; // of the latest change
+    PictureRegion pending;                  // of the picture, not drawn yet
     bool mustDrawAll = false;
     bool missedSome = false;         // of what was sent after the picture
     bool isDamageIncomplete = false; // the sender leaves something out
@@ -135,6 +138,7 @@ bool PipeWireSource::Impl::takeBuffers() {
 bool PipeWireSource::Impl::take(pw_buffer& buffer) {
     const bool moved = options.pointerInMetadata && cursor.update(*buffer.buffer);
     cursorChanged = cursorChanged || moved;
+    stamp = stampOf(*buffer.buffer);
     std::optional<PipeWirePicture> next;
     if (stream.format() && hasPicture(*buffer.buffer)) {
         next = pictureIn(*buffer.buffer, *stream.format());
@@ -189,6 +193,13 @@ bool PipeWireSource::Impl::grab() {
         return false;
     draw(canvas.areasOf(changed));
     return true;
+}
+
+std::optional<Clock::time_point> PipeWireSource::Impl::shownAt() const {
+    const auto now = Clock::now();
+    if (!options.tellsTimes || !stamp || *stamp > now || *stamp < now - oldestStamp)
+        return std::nullopt;
+    return stamp;
 }
 
 void PipeWireSource::Impl::locate() {
@@ -318,6 +329,10 @@ bool PipeWireSource::mayHaveChanged() const {
 
 bool PipeWireSource::grab() {
     return impl->grab();
+}
+
+std::optional<PipeWireSource::Clock::time_point> PipeWireSource::shownAt() const {
+    return impl->shownAt();
 }
 
 const std::shared_ptr<Canvas>& PipeWireSource::picture() const {

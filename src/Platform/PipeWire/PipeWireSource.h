@@ -20,6 +20,9 @@ public:
     struct Options {
         /// The sender tells the pointer beside the picture (and it is drawn here), instead of drawing it.
         bool pointerInMetadata = false;
+        /// The sender stamps its pictures with the time at which they were on the screen. Some stamp them
+        /// with that of the picture before.
+        bool tellsTimes = false;
         /// Called at most once, on the capture's thread: after `begin()` the desktop has stopped sharing, or
         /// has paused for some seconds. Pictures that come later are taken all the same.
         std::function<void()> stopped = {};
@@ -40,6 +43,7 @@ public:
     void suspectChange() override;
     bool mayHaveChanged() const override;
     bool grab() override;
+    std::optional<Clock::time_point> shownAt() const override;
     const std::shared_ptr<Canvas>& picture() const override;
     const PictureRegion& damage() const override;
     void giveBackMemory() override;

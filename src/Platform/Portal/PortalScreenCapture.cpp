@@ -41,8 +41,9 @@ QString nameOf(const CastDisplay& display) {
                                  : QStringLiteral("%1 (%2)").arg(output.connector, description);
 }
 
-// The portals that say where a shared display is. The others' displays can only be told apart by their size.
-bool desktopTellsPositions() {
+// Its portal says where a shared display is; the others' displays can only be told apart by their size. It
+// stamps pictures with the time at which they were shown; another stamps them with that of the one before.
+bool isGnome() {
     return qgetenv("XDG_CURRENT_DESKTOP").split(':').contains("GNOME");
 }
 
@@ -137,7 +138,7 @@ QCoro::Task<> PortalScreenCapture::ask() {
 QCoro::Task<std::vector<CastDisplay>> PortalScreenCapture::displays() const {
     SerialQueue queue(QStringLiteral("wayland-outputs")); // the compositor may be slow
     const auto listing = queue.run(outputs);
-    co_return portal::castDisplays(co_await listing, desktopTellsPositions());
+    co_return portal::castDisplays(co_await listing, isGnome());
 }
 
 QCoro::Task<CaptureStream::Prepared> PortalScreenCapture::prepare(
@@ -156,7 +157,8 @@ QCoro::Task<CaptureStream::Prepared> PortalScreenCapture::prepare(
                 running->tellOfEnd();
         });
     };
-    const PipeWireSource::Options options{.pointerInMetadata = opened.pointerIsBeside, .stopped = stopped};
+    const PipeWireSource::Options options{
+        .pointerInMetadata = opened.pointerIsBeside, .tellsTimes = isGnome(), .stopped = stopped};
     const auto makeSource = [remote, node = opened.node, configuration, options](auto canvases) {
         FileDescriptor own(::fcntl(remote.fileDescriptor(), F_DUPFD_CLOEXEC, 0));
         return std::make_unique<PipeWireSource>(

@@ -129,10 +129,17 @@ private:
         if (time <= lastTime) // repeats were sent while the source hung
             time = now();
         if (fresh)
-            send(time, source->damage().rects());
+            send(shownTime().value_or(time), source->damage().rects());
         else if (isTimeToRepeat())
             send(time, {});
         source->giveBackMemory();
+    }
+
+    std::optional<microseconds> shownTime() const {
+        const auto shown = source->shownAt();
+        if (!shown)
+            return std::nullopt;
+        return std::chrono::duration_cast<microseconds>(shown->time_since_epoch());
     }
 
     bool grab() {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 namespace tavro {
 
@@ -48,6 +49,8 @@ public:
     /// Makes a new picture with the changes. False without changes or when they cannot be read now. Needs a
     /// free canvas. Throws PlatformError.
     virtual bool grab() = 0;
+    /// When the last grab's picture was on the screen; none where that is not told: then it is new.
+    virtual std::optional<Clock::time_point> shownAt() const { return std::nullopt; }
     virtual const std::shared_ptr<Canvas>& picture() const = 0; ///< null before the first
     virtual const PictureRegion& damage() const = 0;            ///< of the last grab, on the canvas
     /// Frees memory unused for a while.

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 CastCapture::CastCapture(CastSource& sender, int width, int height, bool pointerInMetadata)
     : source(openPipeWireRemote(), sender.node(), {.width = width, .height = height},
           std::make_shared<CanvasPool>(width, height, 4, [] {}),
-          {pointerInMetadata, [this] { ++timesStopped; }})
+          {.pointerInMetadata = pointerInMetadata, .stopped = [this] { ++timesStopped; }})
     , cast(&sender) {}
 
 CastCapture::CastCapture(FileDescriptor remote, std::uint32_t node)

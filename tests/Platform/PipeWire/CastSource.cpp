@@ -212,7 +212,8 @@ void CastSource::Impl::fill(pw_buffer* buffer, const CastFrame& frame) {
     b.datas[0].chunk->stride = frame.withoutStride ? 0 : stride();
     b.datas[0].chunk->flags = frame.isCorrupted ? SPA_CHUNK_FLAG_CORRUPTED : SPA_CHUNK_FLAG_NONE;
     if (spa_meta* header = spa_buffer_find_meta(&b, SPA_META_Header))
-        *static_cast<spa_meta_header*>(header->data) = {};
+        static_cast<spa_meta_header*>(header->data)->pts =
+            std::chrono::nanoseconds(frame.stamp.time_since_epoch()).count();
     if (spa_meta* crop = spa_buffer_find_meta(&b, SPA_META_VideoCrop))
         static_cast<spa_meta_region*>(crop->data)->region =
             regionOf(frame.crop.value_or(Rect{0, 0, options.width, options.height}));

@@ -3,6 +3,7 @@
 #include "Core/FileDescriptor.h"
 #include "Platform/VideoFrame.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -50,6 +51,7 @@ struct CastFrame {
     bool isCorrupted = false;
     bool isEmpty = false;       ///< of size 0
     bool withoutStride = false; ///< tells 0
+    std::chrono::steady_clock::time_point stamp = {};
 };
 
 struct CastOptions {

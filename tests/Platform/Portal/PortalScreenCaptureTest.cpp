@@ -5,6 +5,8 @@
 #include "ScriptedPortal.h"
 #include "support/TestSupport.h"
 
+#include <set>
+#include <string>
 #include <sys/stat.h>
 
 namespace tavro {
@@ -110,6 +112,49 @@ TEST_F(PortalScreenCaptureTest, anotherDisplayIsAskedForOnceMoreThenRefused) {
     take(*capture, 1); // asked once more, the right one
     EXPECT_EQ(portal.callsOf(QStringLiteral("Start")), 4);
     EXPECT_EQ(hintOf(*capture, 1), QString());
+}
+
+// Only GNOME stamps a picture with its own time.
+TEST_F(PortalScreenCaptureTest, aPictureHasTheTimeAtWhichItWasShown) {
+    struct Case {
+        const char* desktop;
+        std::chrono::milliseconds age;
+        bool counts;
+    };
+    using namespace std::chrono_literals;
+    for (const auto& [desktop, age, counts] :
+        {Case{"GNOME", 80ms, true}, Case{"GNOME", 3s, false}, Case{"KDE", 80ms, false}}) {
+        SCOPED_TRACE(std::string(desktop) + " " + std::to_string(age.count()));
+        const test::ScopedEnvironment session("XDG_CURRENT_DESKTOP", desktop);
+        ScriptedPortal portal(script({{{left}, QStringLiteral("one")}}));
+        const auto capture = makeCapture();
+        const auto stream = streamOf(*capture, 0);
+        std::set<std::chrono::microseconds> stamps;
+        int drawn = 0, stamped = 0;
+        stream->addStreamOutput([&](const VideoFramePtr& frame) {
+            drawn += !frame->damage.empty();
+            stamped += stamps.contains(frame->presentationTime);
+        });
+        await(stream->startCapture());
+        const int before = drawn;
+        auto last = std::chrono::steady_clock::now();
+        const auto sendSome = [&] {
+            const auto now = std::chrono::steady_clock::now();
+            if (now - last < 100ms || !source.isWatched())
+                return;
+            last = now;
+            const auto colour = 0xff000000u + static_cast<std::uint32_t>(stamps.size()) * 0x0a0000u;
+            if (source.send({.picture = test::CastPicture(640, 360, colour), .stamp = now - age}))
+                stamps.insert(
+                    std::chrono::duration_cast<std::chrono::microseconds>((now - age).time_since_epoch()));
+        };
+        EXPECT_TRUE(waitUntil([&] {
+            sendSome();
+            return counts ? stamped > 3 : drawn > before + 5;
+        }));
+        EXPECT_EQ(stamped > 0, counts);
+        await(stream->stopCapture());
+    }
 }
 
 TEST_F(PortalScreenCaptureTest, displaysThatLookAlikeAreAskedForEachTime) {
