@@ -1,6 +1,8 @@
 #pragma once
 
 class QPainterPath;
+class QRect;
+class QScreen;
 class QWindow;
 
 namespace tavro {
@@ -18,6 +20,9 @@ public:
 
     /// A window that grabs the mouse sees the clicks on other programs' windows, too.
     virtual bool grabsEveryClick() const = 0;
+
+    /// The part of `screen` that panels leave free, as far as that is known.
+    virtual QRect usableArea(const QScreen& screen) const = 0;
 
     /// Before `window` is shown. Keeps it above ordinary and full-screen windows, on every desktop, out of
     /// window lists, and without keyboard focus when it appears.

@@ -93,7 +93,7 @@ void RecordingControlPanel::show() {
 
 void RecordingControlPanel::place() {
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        const QRect area = screen->availableGeometry();
+        const QRect area = windowing.usableArea(*screen);
         const int bottom = area.y() + area.height() - aboveBottom;
         panel->setPosition(area.x() + (area.width() - panel->width()) / 2, bottom - panel->height());
         placeWithoutFocus = panel->position();
@@ -104,7 +104,7 @@ void RecordingControlPanel::keepInSight() {
     QRegion hidden = shapeOf(*panel, QStringLiteral("capsule")).boundingRect().toAlignedRect();
     hidden.translate(panel->position());
     for (const QScreen* screen : QGuiApplication::screens())
-        hidden -= screen->availableGeometry();
+        hidden -= windowing.usableArea(*screen);
     if (hidden.isEmpty())
         return;
     menu->close();
@@ -203,7 +203,7 @@ void RecordingControlPanel::placeMenu() {
     const double right = button ? button->mapRectToScene(button->boundingRect()).right() : bar.width();
     QPoint position(bar.x() + qRound(right) - currentMenuWindow->width(),
         bar.y() - menuGap - currentMenuWindow->height());
-    const QRect area = panel->screen()->availableGeometry();
+    const QRect area = windowing.usableArea(*panel->screen());
     if (position.y() < area.y()) // the bar was dragged to the top
         position.setY(bar.y() + bar.height() + menuGap);
     position.setX(

@@ -66,10 +66,8 @@ void ViewWindow::showOrdinary(const QString& title) {
     setTitle(title);
     setFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
              Qt::WindowCloseButtonHint);
-    if (const QScreen* target = QGuiApplication::primaryScreen()) {
-        const QRect area = target->availableGeometry();
-        setPosition(area.center() - QPoint(width() / 2, height() / 2));
-    }
+    if (const QScreen* target = QGuiApplication::primaryScreen())
+        setPosition(target->geometry().center() - QPoint(width() / 2, height() / 2));
     showInFront();
 }
 

@@ -5,6 +5,7 @@
 
 #include <QPainterPath>
 #include <QRegion>
+#include <QScreen>
 #include <QTransform>
 #include <QWindow>
 #include <xcb/shape.h>
@@ -56,6 +57,11 @@ bool DesktopWindowing::placesWindows() const {
 
 bool DesktopWindowing::grabsEveryClick() const {
     return connection() && !isWaylandSession(); // a Wayland desktop's X server sees only its own windows
+}
+
+// A Wayland desktop may tell its X server the free area of a scaled screen in other units than its size.
+QRect DesktopWindowing::usableArea(const QScreen& screen) const {
+    return connection() && isWaylandSession() ? screen.geometry() : screen.availableGeometry();
 }
 
 void DesktopWindowing::makeFloating(QWindow& window) {

@@ -10,6 +10,7 @@ public:
     bool isComposited() const override;
     bool placesWindows() const override;
     bool grabsEveryClick() const override;
+    QRect usableArea(const QScreen& screen) const override;
     void makeFloating(QWindow& window) override;
     void setShape(QWindow& window, const QPainterPath& shape) override;
 };
