@@ -36,6 +36,13 @@ struct SessionHandle {
     Session session;
 };
 
+/// A stretch of a take's film, in seconds, in which the take was paused: its picture stands still.
+struct TakePause {
+    double at = 0;
+    double length = 0;
+    bool operator==(const TakePause&) const = default;
+};
+
 /// The contract of the remote and the local backend. An implementation is an actor: its operations run on its
 /// own thread, one at a time between suspension points. Call from any thread with an event loop; the awaiting
 /// coroutine resumes there. A backend outlives the operations called on it.
@@ -53,6 +60,9 @@ public:
     virtual QCoro::Task<SessionHandle> createSession(
         QString scenarioId, std::optional<QString> appUrl, CaptureTargetMeta captureTarget) = 0;
     virtual QCoro::Task<> sendEvent(QString sessionId, LiveEvent event) = 0;
+    /// The pauses of the take that is uploaded next, for the local backend's review page. A service was told
+    /// of them when they happened.
+    virtual QCoro::Task<> setPauses(QString, std::vector<TakePause>) { co_return; }
     /// Returns the video's storage key.
     virtual QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) = 0;
     virtual QCoro::Task<> finishSession(QString sessionId, double durationSeconds) = 0;

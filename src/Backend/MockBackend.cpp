@@ -1,10 +1,13 @@
 #include "Backend/MockBackend.h"
 
 #include "Backend/ModelsJson.h"
+#include "Backend/ReviewPage.h"
 #include "Core/Files.h"
+#include "Core/Log.h"
 #include "Core/Paths.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QUuid>
 
 namespace tavro {
@@ -16,6 +19,12 @@ QString freshId() {
 }
 
 constexpr auto videoName = "video.mp4";
+
+template <class Record>
+const Record* recordOf(const std::vector<Record>& records, const QString& id) {
+    const auto found = std::ranges::find(records, id, &Record::id);
+    return found == records.end() ? nullptr : &*found;
+}
 
 } // namespace
 
@@ -31,6 +40,10 @@ MockBackend::MockBackend(std::filesystem::path rootDirectory)
 
 std::filesystem::path MockBackend::sessionFolder(const QString& sessionId) const {
     return root / "sessions" / Paths::fromText(sessionId);
+}
+
+std::filesystem::path MockBackend::reviewPage(const QString& sessionId) const {
+    return sessionFolder(sessionId) / "review.html";
 }
 
 Session& MockBackend::existing(const QString& sessionId) {
@@ -72,6 +85,31 @@ void MockBackend::persistEventLog(const QString& sessionId) {
     }
 }
 
+void MockBackend::writeReview(const Session& session, const std::filesystem::path& file) {
+    try {
+        const auto& [begun, pauses] = forReview[session.id];
+        const QDateTime date = begun.isValid() ? begun : QFileInfo(Paths::toText(file)).lastModified();
+        ReviewedTake take{.address = session.appUrl,
+            .link = webLink(session.appUrl),
+            .begun = date.toUTC().toString(Qt::ISODate),
+            .pauses = pauses};
+        if (const Scenario* scenario = recordOf(scenarios, session.scenarioId)) {
+            take.scenario = scenario->name;
+            take.description = scenario->description;
+            if (const Project* project = recordOf(projects, scenario->projectId))
+                take.project = project->name;
+        }
+        if (!session.captureTarget.label.isEmpty())
+            take.display = session.captureTarget.label;
+        if (session.durationSeconds > 0)
+            take.durationSeconds = session.durationSeconds;
+        writeReviewPage(take, reviewPage(session.id));
+    } catch (...) { // the video is saved
+        Log::error(QStringLiteral("review page: not written for session %1: %2")
+                       .arg(session.id, describeCurrentError().text));
+    }
+}
+
 QCoro::Task<std::optional<User>> MockBackend::currentUser() {
     return queue.run([this] { return user; });
 }
@@ -102,6 +140,7 @@ QCoro::Task<SessionHandle> MockBackend::createSession(
             freshId(), scenarioId, SessionStatus::active, appUrl, captureTarget, 0, std::nullopt};
         sessions.emplace(session.id, session);
         events.emplace(session.id, std::vector<LiveEvent>());
+        forReview[session.id].begun = QDateTime::currentDateTime();
         std::error_code ignored;
         std::filesystem::create_directories(sessionFolder(session.id), ignored);
         return SessionHandle{session};
@@ -116,6 +155,13 @@ QCoro::Task<> MockBackend::sendEvent(QString sessionId, LiveEvent event) {
     });
 }
 
+QCoro::Task<> MockBackend::setPauses(QString sessionId, std::vector<TakePause> pauses) {
+    return queue.run([this, sessionId, pauses] {
+        if (sessions.contains(sessionId))
+            forReview[sessionId].pauses = pauses;
+    });
+}
+
 QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem::path file) {
     return queue.run([this, sessionId, file] {
         Session& session = stored(sessionId);
@@ -123,6 +169,7 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
         store(file, sessionFolder(sessionId) / videoName);
         session.videoKey = QLatin1String(videoName);
         session.status = SessionStatus::uploaded;
+        writeReview(session, file);
         return *session.videoKey;
     });
 }
@@ -140,6 +187,7 @@ QCoro::Task<> MockBackend::deleteSession(QString sessionId) {
         existing(sessionId);
         sessions.erase(sessionId);
         events.erase(sessionId);
+        forReview.erase(sessionId);
         std::error_code ignored;
         std::filesystem::remove_all(sessionFolder(sessionId), ignored);
     });
