@@ -38,6 +38,9 @@ public:
     QCoro::Task<> restartTake(std::filesystem::path outputURL) override;
     QCoro::Task<> discard() override;
 
+    std::optional<std::chrono::steady_clock::time_point> beginning() const override {
+        return recorder.beginning();
+    }
     std::optional<std::filesystem::path> audioFile() const override { return audioFileURL; }
 
     /// Called on the main thread 20 times a second of recorded sound, with its level, 0 to 1.

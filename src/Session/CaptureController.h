@@ -4,6 +4,7 @@
 
 #include <qcoro/qcorotask.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
@@ -27,6 +28,9 @@ public:
     virtual QCoro::Task<> restartTake(std::filesystem::path outputURL) = 0;
     /// Stops the take and deletes its files. Never throws.
     virtual QCoro::Task<> discard() = 0;
+
+    /// When the first picture of the take's film was on the screen, if that is known. Also after `stop()`.
+    virtual std::optional<std::chrono::steady_clock::time_point> beginning() const { return std::nullopt; }
 
     /// The take's sound file, if any. Readable after `stop()`.
     virtual std::optional<std::filesystem::path> audioFile() const { return std::nullopt; }

@@ -8,6 +8,8 @@
 
 #include <QVariant>
 
+#include <algorithm>
+
 namespace tavro {
 
 // Marks an operation that changes the take's files. Its end resumes the waiting operations.
@@ -113,7 +115,8 @@ QCoro::Task<> RecordingSession::pause() {
     co_await filesSettled();
     machine.apply(SessionAction::pause);
     capture.pause();
-    pauseStartedAt = now();
+    endPause(); // a restart that failed left it
+    pauses.push_back({now(), std::nullopt});
     auto reporting = report(event::Paused());
     co_await reporting;
 }
@@ -122,8 +125,7 @@ QCoro::Task<> RecordingSession::resume() {
     co_await filesSettled();
     machine.apply(SessionAction::resume);
     capture.resume();
-    if (pauseStartedAt)
-        pausedAccumulated += now() - *std::exchange(pauseStartedAt, std::nullopt);
+    endPause();
     auto reporting = report(event::Resumed());
     co_await reporting;
 }
@@ -152,6 +154,7 @@ QCoro::Task<> RecordingSession::finish() {
         co_return;
     const QString session = *id;
     const double duration = elapsed();
+    const auto pausesMade = pausesInFilm();
     const auto kept = note;
     kept->update([duration](KeptRecording& recording) { recording.durationSeconds = duration; });
     auto finalizing = finalFile(session, QStringLiteral("uploading video-only file"));
@@ -160,6 +163,8 @@ QCoro::Task<> RecordingSession::finish() {
         auto finishing = backend->finishSession(session, duration);
         co_await finishing;
         kept->update([](KeptRecording& recording) { recording.finishTold = true; });
+        auto describing = backend->setPauses(session, pausesMade);
+        co_await describing;
         auto uploading = backend->uploadVideo(session, file);
         co_await uploading;
     } catch (...) {
@@ -232,16 +237,33 @@ QCoro::Task<std::optional<std::filesystem::path>> RecordingSession::finalizeTake
 double RecordingSession::elapsed() const {
     if (!startDate)
         return 0;
-    std::chrono::duration<double> recorded = now() - *startDate - pausedAccumulated;
-    if (pauseStartedAt)
-        recorded -= now() - *pauseStartedAt;
-    return recorded.count();
+    const auto present = now();
+    auto recorded = present - *startDate;
+    for (const Pause& pause : pauses)
+        recorded -= pause.to.value_or(present) - pause.from;
+    return std::chrono::duration<double>(recorded).count();
+}
+
+void RecordingSession::endPause() {
+    if (!pauses.empty() && !pauses.back().to)
+        pauses.back().to = now();
+}
+
+// The film goes on during a pause, with the picture from before it. It begins earlier than the clock.
+std::vector<TakePause> RecordingSession::pausesInFilm() const {
+    using Seconds = std::chrono::duration<double>;
+    const auto filmBegan = capture.beginning().value_or(startDate.value_or(now()));
+    std::vector<TakePause> inFilm;
+    for (const Pause& pause : pauses) {
+        const Seconds at = pause.from - filmBegan, length = pause.to.value_or(now()) - pause.from;
+        inFilm.push_back({std::max(at, Seconds(0)).count(), length.count()});
+    }
+    return inFilm;
 }
 
 void RecordingSession::startClock() {
     startDate = now();
-    pausedAccumulated = {};
-    pauseStartedAt.reset();
+    pauses.clear();
 }
 
 void RecordingSession::reset() {
@@ -255,8 +277,7 @@ void RecordingSession::clear() {
     startDate.reset();
     output.reset();
     soundLeft.reset();
-    pauseStartedAt.reset();
-    pausedAccumulated = {};
+    pauses.clear();
 }
 
 } // namespace tavro

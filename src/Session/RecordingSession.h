@@ -60,10 +60,16 @@ public:
 
 private:
     class FileWork;
+    struct Pause {
+        Clock::time_point from;
+        std::optional<Clock::time_point> to;
+    };
 
     bool mustWait() const;
     QCoro::Task<> filesSettled();
     Promise<void> nextTurn();
+    void endPause();
+    std::vector<TakePause> pausesInFilm() const;
     QCoro::Task<> report(LiveEvent event);
     QCoro::Task<std::filesystem::path> finalFile(QString session, QString withoutMux);
     void startClock();
@@ -80,8 +86,7 @@ private:
     std::shared_ptr<RecordingNote> note; ///< with the session; held by its finish to its end
     std::optional<QString> abandoned;    ///< on the backend, of a begin that failed
     std::optional<Clock::time_point> startDate;
-    std::chrono::duration<double> pausedAccumulated{0};
-    std::optional<Clock::time_point> pauseStartedAt;
+    std::vector<Pause> pauses; ///< of the current take; only the last one can be without its end
     std::optional<std::filesystem::path> output;
     std::optional<std::filesystem::path> soundLeft;
 

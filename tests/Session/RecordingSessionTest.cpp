@@ -165,6 +165,7 @@ TEST_F(RecordingSessionTest, countsTheTimeBetweenThePausesAlsoOfATakeThatEndsInO
     EXPECT_EQ(script.calls, (QStringList{u"pause"_qs, paused, u"stop"_qs, u"complete"_qs, finishSession(13),
                                 u"uploadVideo"_qs, finished(13)}));
     EXPECT_EQ(uploaded(id), "picture 1");
+    EXPECT_EQ(backend->pauses, (std::vector<TakePause>{{10, 7}, {19.5, 3600}, {3620, 3}}));
 }
 
 TEST_F(RecordingSessionTest, uploadsTheFragmentsOfATakeThatCannotBeCompleted) {
@@ -183,6 +184,7 @@ TEST_F(RecordingSessionTest, restartsFromZeroAlsoWhilePaused) {
     await(session.pause());
     pass(1s);
     script.calls.clear();
+    capture.filmBegan = time - 250ms;
     await(session.restart());
     EXPECT_EQ(script.calls, QStringList(u"restartTake"_qs)); // no call to the backend
     EXPECT_EQ(session.phase(), SessionPhase::recording);
@@ -190,8 +192,11 @@ TEST_F(RecordingSessionTest, restartsFromZeroAlsoWhilePaused) {
     pass(2s);
     EXPECT_EQ(session.elapsed(), 2);
     EXPECT_EQ(session.sessionId(), id);
+    await(session.pause());
+    pass(1500ms);
     await(session.finish());
     EXPECT_EQ(uploaded(id), "picture 2 + sound 2");
+    EXPECT_EQ(backend->pauses, (std::vector<TakePause>{{2.25, 1.5}})); // of the second take, in its film
     EXPECT_EQ(stored(id)->durationSeconds, 2);
 }
 

@@ -15,6 +15,7 @@ public:
         , mock(std::move(root)) {}
 
     MockBackend& local() { return mock; }
+    std::vector<TakePause> pauses; ///< as they were told before the last upload
 
     QCoro::Task<std::optional<User>> currentUser() override { return mock.currentUser(); }
     QCoro::Task<std::vector<Project>> listProjects() override { return mock.listProjects(); }
@@ -35,6 +36,10 @@ public:
         co_await script.step(u"send "_qs + QString::fromUtf8(text));
         auto sent = mock.sendEvent(sessionId, event);
         co_await sent;
+    }
+    QCoro::Task<> setPauses(QString sessionId, std::vector<TakePause> told) override {
+        pauses = told;
+        return mock.setPauses(sessionId, told);
     }
     QCoro::Task<QString> uploadVideo(QString sessionId, std::filesystem::path file) override {
         co_await script.step(u"uploadVideo"_qs);

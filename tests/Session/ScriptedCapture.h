@@ -15,6 +15,7 @@ public:
 
     bool running = false;
     bool paused = false;
+    std::optional<std::chrono::steady_clock::time_point> filmBegan;
 
     QCoro::Task<> start(CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) override {
         withSound = includeMic;
@@ -43,6 +44,7 @@ public:
         std::filesystem::remove(video);
         std::filesystem::remove(audio());
     }
+    std::optional<std::chrono::steady_clock::time_point> beginning() const override { return filmBegan; }
     std::optional<std::filesystem::path> audioFile() const override {
         return withSound ? std::optional(audio()) : std::nullopt;
     }
