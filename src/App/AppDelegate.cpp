@@ -42,14 +42,6 @@ std::optional<std::filesystem::path> keptRecording(const QString& sessionId) {
     return std::nullopt;
 }
 
-QUrl reviewAddress(QUrl baseURL, const QString& sessionId) {
-    QString path = baseURL.path();
-    if (!path.endsWith(u'/'))
-        path += u'/';
-    baseURL.setPath(path + QStringLiteral("sessions/") + sessionId + QStringLiteral("/review"));
-    return baseURL;
-}
-
 } // namespace
 
 AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeWay)
@@ -276,7 +268,7 @@ QCoro::Task<> AppDelegate::finishSession() {
         auto finishing = current->finish();
         co_await finishing;
         if (localBackend)
-            notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4");
+            notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4", reviewAddress(id));
         if (current->soundLeftBehind())
             notices.narrationLeft(*current->soundLeftBehind());
     } catch (...) {
@@ -286,9 +278,30 @@ QCoro::Task<> AppDelegate::finishSession() {
     }
     current->reset();
     sessionEnded();
-    const QUrl review = reviewAddress(config.backendURL(), id);
-    desktop.workspace->open(review);
-    Log::info(QStringLiteral("finishSession: opened review ") + review.toString());
+    const auto review = reviewAddress(id);
+    if (!review) {
+        Log::info(QStringLiteral("finishSession: there is no page to review session ") + id);
+        co_return;
+    }
+    desktop.workspace->open(*review);
+    Log::info(QStringLiteral("finishSession: opened review ") + review->toString());
+}
+
+/// The service's page, also after a failed finish; the local backend's only when it was written.
+std::optional<QUrl> AppDelegate::reviewAddress(const QString& sessionId) const {
+    if (localBackend) {
+        const auto page = localBackend->reviewPage(sessionId);
+        std::error_code ignored;
+        return std::filesystem::exists(page, ignored)
+                   ? std::optional(QUrl::fromLocalFile(Paths::toText(page)))
+                   : std::nullopt;
+    }
+    QUrl address = config.backendURL();
+    QString path = address.path();
+    if (!path.endsWith(u'/'))
+        path += u'/';
+    address.setPath(path + QStringLiteral("sessions/") + sessionId + QStringLiteral("/review"));
+    return address;
 }
 
 QCoro::Task<> AppDelegate::deleteSession() {

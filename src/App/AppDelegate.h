@@ -65,6 +65,7 @@ private:
     void endWithoutTheUpload();
     bool isSessionInProgress() const;
     double elapsed() const;
+    std::optional<QUrl> reviewAddress(const QString& sessionId) const;
     std::shared_ptr<BackendClient> makeBackend() const;
     void tellWhatWasNeverUploaded();
     void completeLaunch();

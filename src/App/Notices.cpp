@@ -111,8 +111,8 @@ void Notices::deleteFailed(const ErrorDescription& error) {
     tell(QStringLiteral("The session was not deleted"), error.localizedDescription, true);
 }
 
-void Notices::savedLocally(const std::filesystem::path& video) {
-    tell(QStringLiteral("Recording saved"), Paths::toText(video), false, video.parent_path());
+void Notices::savedLocally(const std::filesystem::path& video, const std::optional<QUrl>& review) {
+    tell(QStringLiteral("Recording saved"), Paths::toText(video), false, video.parent_path(), {}, review);
 }
 
 void Notices::neverUploaded(
@@ -131,8 +131,11 @@ void Notices::noTray() {
 }
 
 void Notices::tell(const QString& summary, const QString& body, bool failure,
-    const std::optional<std::filesystem::path>& folder, const std::vector<QString>& toUpload) {
+    const std::optional<std::filesystem::path>& folder, const std::vector<QString>& toUpload,
+    const std::optional<QUrl>& review) {
     std::vector<Notifier::Action> actions;
+    if (review)
+        actions.push_back({QStringLiteral("Review"), [this, url = *review] { workspace.open(url); }});
     if (folder) {
         actions.push_back({QStringLiteral("Open Folder"),
             [this, url = QUrl::fromLocalFile(Paths::toText(*folder))] { workspace.open(url); }});

@@ -2,6 +2,8 @@
 
 #include "Session/KeptUploads.h"
 
+#include <QUrl>
+
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -36,7 +38,8 @@ public:
     /// The uploaded or saved video lacks the narration, which is in `sound`.
     void narrationLeft(const std::filesystem::path& sound);
     void deleteFailed(const ErrorDescription& error);
-    void savedLocally(const std::filesystem::path& video);
+    /// `review`: the page that shows the video, if there is one.
+    void savedLocally(const std::filesystem::path& video, const std::optional<QUrl>& review);
     /// `recordings` is not empty. `sessionIds`: of those that can be uploaded to the service in use.
     void neverUploaded(
         const std::vector<std::filesystem::path>& recordings, const std::vector<QString>& sessionIds);
@@ -45,7 +48,7 @@ public:
 private:
     void tell(const QString& summary, const QString& body, bool failure,
         const std::optional<std::filesystem::path>& folder = std::nullopt,
-        const std::vector<QString>& toUpload = {});
+        const std::vector<QString>& toUpload = {}, const std::optional<QUrl>& review = std::nullopt);
 
     Notifier& notifier;
     Workspace& workspace;

@@ -1,6 +1,7 @@
 """Sessions on the local backend, in developer mode, without a service."""
 
 import json
+import pathlib
 import time
 
 import harness
@@ -37,12 +38,13 @@ def finish_saves_the_video_and_says_where(scene):
     harness.let_time_pass(program, 2)
     bar.press("Finish")
 
-    told = driver.wait_notification("Recording saved")
+    (told,) = wait_saved(1)
     (session,) = sessions()
     equal(told["body"], str(session / "video.mp4"), "the place told")
     driver.click_notification(told, "Open Folder")
     driver.wait_opened(f"file://{session}")
-    driver.wait_opened(f"http://127.0.0.1:9/base/sessions/{session.name}/review")
+    driver.wait_opened(f"file://{session}/review.html")
+    program.wait_log(f"finishSession: opened review file://{session}/review.html")
     equal(types(session), ["paused", "resumed", "finished"], "the session's events")
     found = harness.probe(session / "video.mp4")
     equal(found["codecs"], ["aac", "h264"], "codecs")
@@ -51,8 +53,31 @@ def finish_saves_the_video_and_says_where(scene):
 
     harness.begin_session(program)  # the same session object serves the next take
     bar.press("Finish")
-    wait_for(lambda: len(sessions()) == 2, "the second session's folder")
+    told = wait_saved(2)[-1]
+    equal(told["actions"]["default"], "Review", "what a click on the notification does")
+    driver.click_notification(told, "default")
+    page = f"file://{pathlib.Path(told['body']).parent}/review.html"
+    wait_for(lambda: driver.opened().count(page) == 2, f"{page} to be opened by itself and by the click")
     bar.wait_closed()
+
+
+def wait_saved(count):
+    def saved():
+        return [told for told in driver.notifications() if told["summary"] == "Recording saved"]
+
+    return wait_for(lambda: len(saved()) == count and saved(), f"{count} notifications of a saved recording")
+
+
+def a_recording_that_is_not_saved_has_no_page(scene):
+    program = start(scene)
+    harness.begin_session(program)
+    (session,) = sessions()
+    session.rmdir()
+    program.bar.press("Finish")
+    driver.wait_notification("The recording was not uploaded")
+    program.wait_log(f"finishSession: there is no page to review session {session.name}")
+    equal(driver.opened(), [], "what was opened")
+    program.bar.wait_closed()
 
 
 def clock(bar):
@@ -113,6 +138,7 @@ def the_menu_is_complete_and_opens_the_logs(scene):
 harness.main(
     [
         finish_saves_the_video_and_says_where,
+        a_recording_that_is_not_saved_has_no_page,
         delete_leaves_nothing_of_the_take,
         restart_while_paused_records_again,
         the_menu_is_complete_and_opens_the_logs,
