@@ -28,7 +28,7 @@ public:
     /// window lists, and without keyboard focus when it appears.
     virtual void makeFloating(QWindow& window) = 0;
 
-    /// Clips pointer input, and the picture where no compositor runs, to `shape` (points in the window).
+    /// Clips pointer input, and the picture while no compositor runs, to `shape` (points in the window).
     virtual void setShape(QWindow& window, const QPainterPath& shape) = 0;
 };
 

@@ -8,14 +8,25 @@ FocusScope {
 
     required property ControlBarModel model
     required property MoreMenu menu
+    readonly property int room: 18 // around the panel, for the shadow
 
-    implicitWidth: Math.max(380, capsule.width)
-    implicitHeight: capsule.height
+    implicitWidth: Math.max(380, capsule.width) + 2 * room
+    implicitHeight: capsule.height + 2 * room
     focus: true
 
     Keys.onReturnPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
     Keys.onEnterPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
     Keys.onEscapePressed: menu.close()
+
+    SoftShadow {
+        x: capsule.x - spread
+        y: capsule.y - spread + 4 // light from above
+        width: capsule.width + 2 * spread
+        height: capsule.height + 2 * spread
+        spread: bar.room - 4
+        radius: capsule.radius
+        color: Qt.alpha("black", 0.4)
+    }
 
     Rectangle {
         id: capsule

@@ -91,11 +91,18 @@ void RecordingControlPanel::show() {
     shape();
 }
 
+/// The panel in its window, which also has room for the shadow.
+QRect RecordingControlPanel::frame() const {
+    const int room = panel->rootObject()->property("room").toInt();
+    return QRect(QPoint(), panel->size()).adjusted(room, room, -room, -room);
+}
+
 void RecordingControlPanel::place() {
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect area = windowing.usableArea(*screen);
-        const int bottom = area.y() + area.height() - aboveBottom;
-        panel->setPosition(area.x() + (area.width() - panel->width()) / 2, bottom - panel->height());
+        const QPoint wanted(area.x() + (area.width() - frame().width()) / 2,
+            area.y() + area.height() - aboveBottom - frame().height());
+        panel->setPosition(wanted - frame().topLeft());
         placeWithoutFocus = panel->position();
     }
 }
@@ -198,10 +205,10 @@ void RecordingControlPanel::showMenu() {
 }
 
 void RecordingControlPanel::placeMenu() {
-    const QRect bar = panel->geometry();
+    const QRect bar = frame().translated(panel->position());
     const auto* button = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("more"));
-    const double right = button ? button->mapRectToScene(button->boundingRect()).right() : bar.width();
-    QPoint position(bar.x() + qRound(right) - currentMenuWindow->width(),
+    const double right = button ? button->mapRectToScene(button->boundingRect()).right() : frame().right();
+    QPoint position(panel->x() + qRound(right) - currentMenuWindow->width(),
         bar.y() - menuGap - currentMenuWindow->height());
     const QRect area = windowing.usableArea(*panel->screen());
     if (position.y() < area.y()) // the bar was dragged to the top

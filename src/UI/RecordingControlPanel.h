@@ -47,6 +47,7 @@ public:
 
 private:
     void watch(QScreen* screen);
+    QRect frame() const;
     void place();
     void keepInSight();
     void drag(const QPointerEvent& event);

@@ -10,10 +10,11 @@ Item {
     width: Theme.scaled(10)
     height: Theme.scaled(10)
 
-    Glow {
-        anchors.centerIn: parent
-        width: parent.width + Theme.scaled(16)
-        height: parent.height + Theme.scaled(16)
+    SoftShadow {
+        anchors.fill: parent
+        anchors.margins: -spread
+        spread: Theme.scaled(8)
+        radius: parent.width / 2
         color: Qt.alpha(Theme.c.record, 0.5)
         visible: !dot.dimmed
     }

@@ -3,14 +3,14 @@
 #include "Core/DesktopSession.h"
 #include "Platform/Xcb/GuiConnection.h"
 
-#include <QPainterPath>
 #include <QRegion>
 #include <QScreen>
 #include <QTransform>
-#include <QWindow>
 #include <xcb/shape.h>
+#include <xcb/xfixes.h>
 
-#include <vector>
+#include <algorithm>
+#include <utility>
 
 namespace tavro {
 
@@ -41,14 +41,31 @@ std::vector<xcb_rectangle_t> pixels(const QPainterPath& shape, double scale) {
     return result;
 }
 
+// The compositor owns this selection. Qt has windows on the first screen only.
+xcb_atom_t compositorSelection(xcb_connection_t* x) {
+    return atom(x, "_NET_WM_CM_S0");
+}
+
+void clip(xcb_connection_t* x, const QWindow& window, const QPainterPath& shape, bool isComposited) {
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    const auto rectangles = pixels(shape, window.devicePixelRatio());
+    const auto set = [&](xcb_shape_kind_t kind) {
+        xcb_shape_rectangles(x, XCB_SHAPE_SO_SET, static_cast<std::uint8_t>(kind), XCB_CLIP_ORDERING_UNSORTED,
+            id, 0, 0, static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
+    };
+    set(XCB_SHAPE_SK_INPUT);
+    if (isComposited)
+        xcb_shape_mask(x, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, id, 0, 0, XCB_PIXMAP_NONE);
+    else
+        set(XCB_SHAPE_SK_BOUNDING);
+    xcb_flush(x);
+}
+
 } // namespace
 
 bool DesktopWindowing::isComposited() const {
     xcb_connection_t* x = connection();
-    if (!x)
-        return true;
-    // The compositor owns this selection. Qt has windows on the first screen only.
-    return gui::selectionOwner(x, atom(x, "_NET_WM_CM_S0")) != XCB_WINDOW_NONE;
+    return !x || gui::selectionOwner(x, compositorSelection(x)) != XCB_WINDOW_NONE;
 }
 
 bool DesktopWindowing::placesWindows() const {
@@ -93,20 +110,42 @@ void DesktopWindowing::makeFloating(QWindow& window) {
 
 void DesktopWindowing::setShape(QWindow& window, const QPainterPath& shape) {
     xcb_connection_t* x = connection();
-    if (!x || !window.handle())
+    if (!x) {
+        window.setMask(QRegion(shape.toFillPolygon().toPolygon()));
         return;
-    const auto id = static_cast<xcb_window_t>(window.winId());
-    const auto rectangles = pixels(shape, window.devicePixelRatio());
-    const auto set = [&](xcb_shape_kind_t kind) {
-        xcb_shape_rectangles(x, XCB_SHAPE_SO_SET, static_cast<std::uint8_t>(kind), XCB_CLIP_ORDERING_UNSORTED,
-            id, 0, 0, static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
-    };
-    set(XCB_SHAPE_SK_INPUT);
-    if (isComposited())
-        xcb_shape_mask(x, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, id, 0, 0, XCB_PIXMAP_NONE);
-    else
-        set(XCB_SHAPE_SK_BOUNDING);
-    xcb_flush(x);
+    }
+    if (!window.handle())
+        return;
+    std::erase_if(shaped, [&](const Shaped& each) { return !each.window || each.window == &window; });
+    shaped.push_back({&window, shape});
+    watchCompositing();
+    clip(x, window, shape, isComposited());
+}
+
+// Some desktops suspend their compositor for a full-screen window.
+void DesktopWindowing::watchCompositing() {
+    if (std::exchange(isWatching, true))
+        return;
+    qGuiApp->installNativeEventFilter(this);
+    xcb_connection_t* x = connection();
+    xcb_xfixes_select_selection_input(x, xcb_setup_roots_iterator(xcb_get_setup(x)).data->root,
+        compositorSelection(x),
+        XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+            XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+            XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+}
+
+bool DesktopWindowing::nativeEventFilter(const QByteArray& /*kind*/, void* message, qintptr* /*result*/) {
+    xcb_connection_t* x = connection();
+    const auto* event = static_cast<const xcb_xfixes_selection_notify_event_t*>(message);
+    const auto* xfixes = x ? xcb_get_extension_data(x, &xcb_xfixes_id) : nullptr;
+    if (!xfixes || (event->response_type & 0x7F) != xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY ||
+        event->selection != compositorSelection(x))
+        return false;
+    for (const Shaped& each : shaped)
+        if (each.window && each.window->handle())
+            clip(x, *each.window, each.shape, event->owner != XCB_WINDOW_NONE);
+    return false;
 }
 
 } // namespace tavro
