@@ -2,28 +2,53 @@ import QtQuick
 import QtQuick.Templates as T
 import Tavro.UI
 
-// A round button with a symbol; shows a press for a moment.
+// A round button with a symbol. Shows for a moment that it was pressed: by the pointer, a key or a screen reader.
 T.Button {
     id: control
 
     required property string symbol
-    property bool flashing: feedback.flashing === symbol
+    readonly property bool flashing: feedback.flashing === symbol
     property string label
+
+    signal activated // the press is shown already
 
     implicitWidth: Theme.scaled(30)
     implicitHeight: Theme.scaled(30)
-    scale: flashing ? 0.86 : 1
     Accessible.name: label
     Accessible.onPressAction: clicked()
 
-    onPressed: feedback.press(symbol)
+    onClicked: {
+        feedback.press(symbol);
+        activated();
+    }
 
-    Behavior on scale {
-        NumberAnimation {
-            duration: control.flashing ? 50 : 200
-            easing.type: control.flashing ? Easing.InQuad : Easing.OutQuad
+    states: State {
+        name: "flashing"
+        when: control.flashing
+
+        PropertyChanges {
+            target: control
+            scale: 0.86
+        }
+        PropertyChanges {
+            target: picture
+            color: Theme.c.clay
         }
     }
+    transitions: [
+        Transition {
+            to: "flashing"
+
+            NumberAnimation { property: "scale"; duration: 50; easing.type: Easing.InQuad }
+            ColorAnimation { duration: 50; easing.type: Easing.InQuad }
+        },
+        Transition {
+            from: "flashing"
+
+            NumberAnimation { property: "scale"; duration: 200; easing.type: Easing.OutQuad }
+            ColorAnimation { duration: 200; easing.type: Easing.OutQuad }
+        }
+    ]
 
     PressFeedback { id: feedback }
 
@@ -35,13 +60,15 @@ T.Button {
 
         FocusRing { around: control }
     }
-    contentItem: Item {
+    contentItem: Item { // qmllint disable deferred-property-id
         Symbol {
+            id: picture
+
             anchors.centerIn: parent
             width: Theme.scaled(14)
             height: Theme.scaled(14)
             name: control.symbol
-            color: control.flashing ? Theme.c.clay : Theme.c.sand
+            color: Theme.c.sand
         }
     }
 }

@@ -75,7 +75,7 @@ FocusScope {
                 anchors.verticalCenter: parent.verticalCenter
                 symbol: bar.model.isPaused ? "play.fill" : "pause.fill"
                 label: bar.model.isPaused ? "Resume" : "Pause"
-                onClicked: bar.model.pauseOrResume()
+                onActivated: bar.model.pauseOrResume()
             }
             FinishButton {
                 anchors.verticalCenter: parent.verticalCenter

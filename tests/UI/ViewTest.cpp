@@ -1,8 +1,10 @@
 // Every window in every state: QML warnings, cut texts and accessibility.
 #include "KeyPress.h"
+#include "UI/ControlBarModel.h"
 #include "UI/SetupModel.h"
 #include "UI/Theme.h"
 #include "gallery/Scenes.h"
+#include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <QAccessible>
@@ -176,6 +178,50 @@ TEST_P(OneView, aScreenReaderPressesAndChooses) {
     EXPECT_TRUE(model->property("includeMic").toBool());
     press("Narrate with microphone", QAccessibleActionInterface::toggleAction());
     EXPECT_FALSE(model->property("includeMic").toBool());
+}
+
+TEST_P(OneView, aPressIsShownFromItsActionOnHoweverItComes) {
+    const auto scene = named("panel-recording");
+    ViewWindow* window = scene->windows().front();
+    auto* model = window->rootObject()->property("model").value<ControlBarModel*>();
+    QQuickItem* button = nullptr;
+    for (QQuickItem* item : window->rootObject()->findChildren<QQuickItem*>())
+        if (item->property("flashing").isValid())
+            button = item;
+    ASSERT_TRUE(button);
+    const auto mouse = [&](const QStringList& action) {
+        const QPoint place = window->mapToGlobal(button->mapToScene(QPointF(15, 15)).toPoint());
+        outputOf(u"xdotool"_qs,
+            QStringList{u"mousemove"_qs, QString::number(place.x()), QString::number(place.y())} + action);
+    };
+    const auto isShown = [&] { return button->property("flashing").toBool(); };
+    const std::pair<const char*, std::function<void()>> ways[] = {
+        {"pointer",
+            [&] {
+                mouse({u"mousedown"_qs, u"1"_qs});
+                EXPECT_TRUE(waitUntil([&] { return button->property("pressed").toBool(); }));
+                EXPECT_FALSE(isShown()); // the pointer may still leave the button
+                mouse({u"mouseup"_qs, u"1"_qs});
+            }},
+        {"key",
+            [&] {
+                button->forceActiveFocus(Qt::TabFocusReason);
+                pressKey(window, Qt::Key_Space);
+            }},
+        {"screen reader",
+            [&] {
+                auto* actions = control(window, "Pause")->actionInterface();
+                actions->doAction(QAccessibleActionInterface::pressAction());
+            }},
+    };
+    for (const auto& [name, press] : ways) {
+        std::vector<bool> shownWithAction;
+        model->onPause = [&] { shownWithAction.push_back(isShown()); };
+        press();
+        EXPECT_TRUE(waitUntil([&] { return !shownWithAction.empty(); })) << name;
+        EXPECT_EQ(shownWithAction, std::vector<bool>{true}) << name;
+        EXPECT_TRUE(waitUntil([&] { return !isShown() && button->scale() == 1; })) << name;
+    }
 }
 
 TEST_P(OneView, theHintOfADisplayIsReadAloudWhereThereIsOne) {
