@@ -1,9 +1,10 @@
 #!/usr/bin/python3
 """What the whole program takes: the time to its tray icon, memory in the tray, and memory and CPU while it records with
-the bar shown, with narration and without: a still screen, then one that moves all over. Memory is what the program
-costs the machine: its proportional set size (PSS). A bar is what we hold ourselves to.
+the bar shown, without narration, with a silent one, and with a spoken one, which moves the bar's level meter: a still
+screen, then one that moves all over. Memory is what the program costs the machine: its proportional set size (PSS). A
+bar is what we hold ourselves to.
 
-    app.py [tray] [quiet] [narrated]      in the tray, a take without narration, a take with it; default: all
+    app.py [tray] [quiet] [narrated] [spoken]      in the tray, takes without narration and with it; default: all
 
 TAVRO_PROGRAM names another program than the release build's.
 """
@@ -51,7 +52,15 @@ def in_the_tray(driver):
         program.stop()
 
 
-def recording(driver, narrated):
+def speech():
+    """A file with a minute of what a level meter sees of speech."""
+    file = pathlib.Path(os.environ["TAVRO_DESKTOP"], "speech.wav")
+    syllables = ["synth", "60", "brownnoise", "tremolo", "4", "100", "tremolo", "0.3", "90"]
+    subprocess.run(["sox", "-n", "-r", "48000", file, *syllables], check=True)
+    return file
+
+
+def recording(driver, narrated, spoken=False):
     program = driver.Program()
     try:
         program.tray.choose("New Session…")
@@ -62,9 +71,10 @@ def recording(driver, narrated):
         setup.press("Start")
         program.wait_log("control panel shown")
         bar = program.bar.wait_open()
-        time.sleep(SETTLE)
-        (cpu,) = usage.percent_over(WINDOW, [program.process.pid])
-        memory = usage.memory_mb(program.process.pid)
+        with usage.Programs(*([["paplay", "--device=micfeed", speech()]] if spoken else [])):
+            time.sleep(SETTLE)
+            (cpu,) = usage.percent_over(WINDOW, [program.process.pid])
+            memory = usage.memory_mb(program.process.pid)
         with usage.Programs([PAINTER, "motion", "--rate", "60", "--behind"]):
             time.sleep(SETTLE)
             moving = usage.memory_mb(program.process.pid)
@@ -72,7 +82,7 @@ def recording(driver, narrated):
         driver.wait_notification("Recording saved")
     finally:
         program.stop()
-    kind = "a narrated take" if narrated else "a take without sound"
+    kind = "a spoken take" if spoken else "a narrated take" if narrated else "a take without sound"
     kept = narrated or usage.verdict(f"CPU in {kind}", cpu, CPU_BAR, "%")
     if narrated:
         print(f"  CPU in {kind} {cpu:.2f} %")
@@ -93,6 +103,7 @@ def main():
         "tray": lambda: in_the_tray(driver),
         "quiet": lambda: recording(driver, narrated=False),
         "narrated": lambda: recording(driver, narrated=True),
+        "spoken": lambda: recording(driver, narrated=True, spoken=True),
     }
     return all([measures[name]() for name in sys.argv[1:] or measures])
 

@@ -80,7 +80,10 @@ void AppDelegate::applicationDidFinishLaunching() {
                               .viewLogs = [this] { openLogs(); },
                               .activate = [this] { startedAgain(); }});
     capture.elapsedProvider = [this] { return elapsed(); };
-    capture.setLevelHandler([this](double level) { bar.setLevel(level); });
+    capture.setLevelHandler([this](double level) {
+        bar.setLevel(level);
+        capture.setSlowArea(bar.meterArea());
+    });
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
     capture.setInterruptionHandler([this] { notices.sharingStopped(); });
     QTimer::singleShot(tokenPatience, &termination, [this] { completeLaunch(); });

@@ -70,6 +70,11 @@ void TakeBar::setUploadProgress(std::int64_t sent, std::int64_t total) {
         model->setUploadProgress(static_cast<double>(sent) / static_cast<double>(total));
 }
 
+Rect TakeBar::meterArea() const {
+    const QRect area = panel ? panel->meterArea() : QRect();
+    return {area.x(), area.y(), area.width(), area.height()};
+}
+
 bool TakeBar::isEnding() const {
     return model && model->isEnding();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/PowerInhibitor.h"
+#include "Platform/VideoFrame.h"
 
 #include <qcoro/qcorotask.h>
 
@@ -41,6 +42,8 @@ public:
     void setFinishing();
     void setDeleting();
     void setUploadProgress(std::int64_t sent, std::int64_t total);
+    /// Where on the screen its level meter moves, in pixels; empty where it is not known.
+    Rect meterArea() const;
     /// True from the first finish or delete on, until the next take: later presses have no effect.
     bool isEnding() const;
 

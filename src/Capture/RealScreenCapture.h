@@ -45,6 +45,8 @@ public:
 
     /// Called on the main thread 20 times a second of recorded sound, with its level, 0 to 1.
     void setLevelHandler(LevelHandler handler) { onLevel = std::move(handler); }
+    /// See ScreenRecorder.
+    void setSlowArea(const Rect& area) { recorder.setSlowArea(area); }
     /// Called at most once a take, on the main thread, when the picture can no longer be written.
     void setFailureHandler(std::function<void(std::exception_ptr reason)> handler) {
         recorder.onWritingFailed = std::move(handler);

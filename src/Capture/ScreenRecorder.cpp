@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr StreamConfiguration streamConfiguration{.width = TakeFormat::width,
+const StreamConfiguration streamConfiguration{.width = TakeFormat::width,
     .height = TakeFormat::height,
     .minimumFrameInterval = 1'000'000us / TakeFormat::framesPerSecond,
     .queueDepth = 6};
@@ -89,7 +89,9 @@ QCoro::Task<> ScreenRecorder::start(
     toldOfInterruption = false;
     Files::remove(outputURL);
 
-    auto created = screen.makeStream(*filter, streamConfiguration);
+    StreamConfiguration configuration = streamConfiguration;
+    configuration.slowArea = slowArea;
+    auto created = screen.makeStream(*filter, configuration);
     created->addStreamOutput([this](const VideoFramePtr& frame) { receive(frame); });
     created->setFailureHandler([this](const std::exception_ptr& reason) { tellOfFailure(reason); });
     if (writesItself()) {

@@ -41,6 +41,9 @@ public:
     /// While set, this object writes no frames. A recording output ignores it.
     bool isPaused = false;
 
+    /// The part of the screen, in its pixels, whose changes alone are recorded less often. Empty at first.
+    void setSlowArea(const Rect& area) { slowArea->set(area); }
+
     /// Called once a take when no more can be written: a full disk, or a stream that has failed. `stop()`
     /// returns the written part.
     std::function<void(std::exception_ptr reason)> onWritingFailed;
@@ -72,6 +75,7 @@ private:
     AssetWriterFactory& writers;
     const SystemVersion system;
     const ScreenGrant screenGrant;
+    const std::shared_ptr<SlowArea> slowArea = std::make_shared<SlowArea>();
 
     std::unique_ptr<ScreenStream> stream;
     std::optional<std::filesystem::path> outputFile;

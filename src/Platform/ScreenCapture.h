@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/Errors.h"
+#include "Platform/SlowArea.h"
 #include "Platform/VideoFrame.h"
 
 #include <QString>
@@ -62,6 +63,7 @@ struct StreamConfiguration {
     int height = 0;
     std::chrono::microseconds minimumFrameInterval{0};
     int queueDepth = 0; ///< frames in transit to the receiver at most; later changes are merged as damage
+    std::shared_ptr<const SlowArea> slowArea{}; ///< may be null; of displays on an X server only
 };
 
 /// Writes a stream's frames into an MPEG-4 file, from the stream's start to its stop.

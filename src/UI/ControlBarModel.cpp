@@ -9,12 +9,13 @@ namespace tavro {
 
 namespace {
 
-constexpr std::chrono::milliseconds levelInterval{100};
+constexpr std::chrono::milliseconds levelInterval{33};
+constexpr std::chrono::seconds tellInterval{1};
 constexpr float levelSteps = 44; // the meter's width in points
+constexpr float toldSteps = 10;
 
-float inSteps(float level) {
-    const float inRange = level > 0 ? std::min(level, 1.0f) : 0.0f; // NaN counts as silence
-    return std::round(inRange * levelSteps) / levelSteps;
+float inRange(float level) {
+    return level > 0 ? std::min(level, 1.0f) : 0.0f; // NaN counts as silence
 }
 
 } // namespace
@@ -22,7 +23,11 @@ float inSteps(float level) {
 ControlBarModel::ControlBarModel() {
     levelTimer.setSingleShot(true);
     levelTimer.setInterval(levelInterval);
-    connect(&levelTimer, &QTimer::timeout, this, &ControlBarModel::showLevel);
+    levelTimer.setTimerType(Qt::PreciseTimer); // a coarse one is seen to stutter
+    connect(&levelTimer, &QTimer::timeout, this, &ControlBarModel::moveLevel);
+    tellTimer.setSingleShot(true);
+    tellTimer.setInterval(tellInterval);
+    connect(&tellTimer, &QTimer::timeout, this, &ControlBarModel::tellLevel);
 }
 
 void ControlBarModel::setElapsed(const QString& text) {
@@ -33,16 +38,33 @@ void ControlBarModel::setElapsed(const QString& text) {
 void ControlBarModel::setLevel(float level) {
     currentLevel = level;
     if (!levelTimer.isActive())
-        showLevel();
+        moveLevel();
+    if (!tellTimer.isActive())
+        tellLevel();
 }
 
-void ControlBarModel::showLevel() {
-    const float shown = inSteps(currentLevel);
-    if (shown == displayedLevel)
+float ControlBarModel::shownLevel() const {
+    return static_cast<float>(shownSteps) / levelSteps;
+}
+
+// Half of the way, so that a jump of the level is seen as a movement; at least a step.
+void ControlBarModel::moveLevel() {
+    const auto wanted = static_cast<int>(std::lround(inRange(currentLevel) * levelSteps));
+    const int way = wanted - shownSteps;
+    if (way == 0)
         return;
-    displayedLevel = shown;
-    levelTimer.start(); // the timeout shows the latest level
+    shownSteps += (way + (way > 0 ? 1 : -1)) / 2;
+    levelTimer.start();
     emit shownLevelChanged();
+}
+
+void ControlBarModel::tellLevel() {
+    const float wanted = std::round(inRange(currentLevel) * toldSteps) / toldSteps;
+    if (wanted == told)
+        return;
+    told = wanted;
+    tellTimer.start();
+    emit toldLevelChanged();
 }
 
 void ControlBarModel::setFinishing(bool value) {

@@ -19,6 +19,7 @@ class ControlBarModel : public QObject, public std::enable_shared_from_this<Cont
     QML_UNCREATABLE("made by the program")
     Q_PROPERTY(QString elapsed READ elapsed NOTIFY elapsedChanged)
     Q_PROPERTY(float shownLevel READ shownLevel NOTIFY shownLevelChanged)
+    Q_PROPERTY(float toldLevel READ toldLevel NOTIFY toldLevelChanged)
     Q_PROPERTY(bool isPaused READ isPaused NOTIFY isPausedChanged)
     Q_PROPERTY(bool isFinishing READ isFinishing NOTIFY isFinishingChanged)
     Q_PROPERTY(bool isEnding READ isEnding NOTIFY isEndingChanged)
@@ -32,11 +33,13 @@ public:
     QString elapsed() const { return elapsedText; }
     void setElapsed(const QString& text);
 
-    /// The audio level as given. The bar shows `shownLevel`: 0…1, in steps of the meter, a few changes a
-    /// second at most. Each change of the bar is one more picture to record.
+    /// The audio level as given. The bar shows `shownLevel`: 0…1, in steps of the meter, on its way to the
+    /// level given last, 30 changes a second at most and none without a change. Screen readers get
+    /// `toldLevel`: in tenths, one change a second at most.
     float level() const { return currentLevel; }
     void setLevel(float level);
-    float shownLevel() const { return displayedLevel; }
+    float shownLevel() const;
+    float toldLevel() const { return told; }
 
     bool isPaused() const { return paused; }
     void setPaused(bool value) { paused = value; }
@@ -69,6 +72,7 @@ public:
 signals:
     void elapsedChanged();
     void shownLevelChanged();
+    void toldLevelChanged();
     void isPausedChanged();
     void isFinishingChanged();
     void isEndingChanged();
@@ -76,13 +80,16 @@ signals:
 
 private:
     void call(const Callback& callback);
-    void showLevel();
+    void moveLevel();
+    void tellLevel();
 
     Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
         ControlBarModel, QString, elapsedText, QStringLiteral("00:00"), &ControlBarModel::elapsedChanged)
     float currentLevel = 0;
-    float displayedLevel = 0;
+    int shownSteps = 0; ///< of the meter
     QTimer levelTimer;
+    float told = 0;
+    QTimer tellTimer;
     Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
         ControlBarModel, bool, paused, false, &ControlBarModel::isPausedChanged)
     bool finishing = false;

@@ -33,22 +33,15 @@ Item {
             Accessible.name: text
         }
     }
-    Rectangle {
+    LevelMeter {
         x: content.x
         y: content.y + content.height + 4
         width: content.width
         height: 2
         radius: 1
-        color: Theme.c.border
         visible: note.progress >= 0
-        Accessible.role: Accessible.ProgressBar
-        Accessible.name: "Upload"
-
-        Rectangle {
-            width: parent.width * Math.max(0, note.progress)
-            height: parent.height
-            radius: 1
-            color: Theme.c.sage
-        }
+        level: note.progress
+        name: "Upload"
+        value: Math.max(0, note.progress)
     }
 }

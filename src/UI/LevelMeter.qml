@@ -1,16 +1,25 @@
 import QtQuick
 import Tavro.UI
 
-Rectangle {
-    required property real level
+// A bar, filled from its leading edge.
+Meter {
+    id: meter
 
-    radius: 3
-    color: Theme.c.border
+    required property real level
+    property real radius: 3
+    property color track: Theme.c.border
+
+    Accessible.ignored: false
 
     Rectangle {
-        width: parent.width * Math.min(1, Math.max(0, parent.level))
+        anchors.fill: parent
+        radius: meter.radius
+        color: meter.track
+    }
+    Rectangle {
+        width: parent.width * Math.min(1, Math.max(0, meter.level))
         height: parent.height
-        radius: parent.radius
+        radius: meter.radius
         color: Theme.c.sage
         visible: width > 0
     }

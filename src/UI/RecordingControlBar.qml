@@ -66,10 +66,13 @@ FocusScope {
                 Accessible.name: text
             }
             LevelMeter {
+                objectName: "level"
                 anchors.verticalCenter: parent.verticalCenter
                 width: Theme.scaled(44)
                 height: Theme.scaled(14)
                 level: bar.model.shownLevel
+                name: "Sound level"
+                value: bar.model.toldLevel
             }
             CircularControl {
                 anchors.verticalCenter: parent.verticalCenter

@@ -47,6 +47,7 @@ RecordingControlPanel::RecordingControlPanel(ControlBarModel& modelGiven, Window
     panel->setColor(Qt::transparent);
     connect(panel.get(), &QWindow::widthChanged, this, &RecordingControlPanel::shape);
     connect(panel.get(), &QWindow::heightChanged, this, &RecordingControlPanel::shape);
+    meter = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("level"));
     if (auto* capsule = panel->rootObject()->findChild<QQuickItem*>(QStringLiteral("capsule")))
         connect(capsule, &QQuickItem::widthChanged, this, &RecordingControlPanel::shape);
     connect(panel.get(), &QWindow::activeChanged, this, [this] {
@@ -105,6 +106,20 @@ void RecordingControlPanel::place() {
         panel->setPosition(wanted - frame().topLeft());
         placeWithoutFocus = panel->position();
     }
+}
+
+QRect RecordingControlPanel::meterArea() const {
+    if (!meter || !panel->isVisible() || !windowing.placesWindows())
+        return {};
+    const QPoint origin = panel->screen()->geometry().topLeft(); // the same in points and in pixels
+    const QPointF place = panel->position() - origin + meter->mapToScene(QPointF());
+    const QRectF points(place, meter->size());
+    const double scale = panel->devicePixelRatio();
+    constexpr int blur = 2; // pixels at the edges of what is drawn
+    return QRectF(points.topLeft() * scale, points.size() * scale)
+        .toAlignedRect()
+        .adjusted(-blur, -blur, blur, blur)
+        .translated(origin);
 }
 
 void RecordingControlPanel::keepInSight() {

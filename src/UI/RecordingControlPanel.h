@@ -4,12 +4,14 @@
 #include "UI/ViewWindow.h"
 
 #include <QPoint>
+#include <QRect>
 #include <QTimer>
 
 #include <functional>
 #include <optional>
 
 class QPointerEvent;
+class QQuickItem;
 class QScreen;
 
 namespace tavro {
@@ -38,6 +40,10 @@ public:
     /// Moves the panel into view and gives it the keyboard focus. It accepts no focus after losing it.
     void takeFocus();
 
+    /// What changes on the screen when the level meter moves, in the screen's pixels; empty where the place
+    /// is not known.
+    QRect meterArea() const;
+
     MoreMenu& moreMenu() { return *menu; }
     ViewWindow* window() const { return panel.get(); }
     ViewWindow* menuWindow() const { return currentMenuWindow.get(); } ///< null while the menu is closed
@@ -61,6 +67,7 @@ private:
     Windowing& windowing;
     const std::shared_ptr<MoreMenu> menu;
     ViewWindowPtr panel;
+    const QQuickItem* meter = nullptr; ///< in the panel
     ViewWindowPtr currentMenuWindow;
     bool isUnmanaged = false; ///< as long as it has no keyboard focus
     bool isChangingManager = false;

@@ -78,20 +78,38 @@ TEST_F(ControlBarTest, levelIsKeptAsGivenAndShownWithinItsBounds) {
     }
 }
 
-TEST_F(ControlBarTest, aFlickeringLevelIsShownAFewTimesASecondAndEndsRight) {
-    int changes = 0;
+TEST_F(ControlBarTest, aJumpOfTheLevelIsShownAsAMovement) {
+    std::vector<float> shown{0};
+    QObject::connect(
+        model.get(), &ControlBarModel::shownLevelChanged, [&] { shown.push_back(model->shownLevel()); });
+    model->setLevel(1);
+    EXPECT_EQ(shown.size(), 2u); // it begins at once
+    EXPECT_TRUE(waitUntil([&] { return shown.back() == 1; }));
+    model->setLevel(0.25F);
+    EXPECT_TRUE(waitUntil([&] { return shown.back() == 0.25F; }));
+    for (std::size_t i = 1; i < shown.size(); ++i)
+        EXPECT_LE(std::abs(shown[i] - shown[i - 1]), 0.5F);
+    EXPECT_LT(shown.size(), 20u);
+}
+
+TEST_F(ControlBarTest, aFlickeringLevelIsShownAndToldInGoodTimeAndEndsRight) {
+    int changes = 0, told = 0;
     QObject::connect(model.get(), &ControlBarModel::shownLevelChanged, [&] { ++changes; });
+    QObject::connect(model.get(), &ControlBarModel::toldLevelChanged, [&] { ++told; });
     for (int i = 0; i < 1000; ++i)
-        model->setLevel(i % 2 ? 1 : 0.25f);
+        model->setLevel(i % 2 ? 1 : 0.3F);
     EXPECT_EQ(changes, 1); // the first at once
-    model->setLevel(0.75f);
-    EXPECT_TRUE(waitUntil([&] { return model->shownLevel() == 0.75f; }));
-    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(told, 1);
+    model->setLevel(0.76F);
+    EXPECT_TRUE(waitUntil([&] { return model->toldLevel() == 0.8F; }));
+    EXPECT_EQ(told, 2);
+    EXPECT_LT(std::abs(model->shownLevel() - 0.76F), 0.02F);
 }
 
 TEST_F(ControlBarTest, silenceChangesNothing) {
     int changes = 0;
     QObject::connect(model.get(), &ControlBarModel::shownLevelChanged, [&] { ++changes; });
+    QObject::connect(model.get(), &ControlBarModel::toldLevelChanged, [&] { ++changes; });
     for (const float noise : {0.001f, 0.003f, 0.0005f})
         model->setLevel(noise);
     EXPECT_EQ(changes, 0);

@@ -224,6 +224,25 @@ TEST_P(OneView, aPressIsShownFromItsActionOnHoweverItComes) {
     }
 }
 
+TEST_P(OneView, theLevelIsAValueForScreenReaders) {
+    const auto scene = named("panel-recording");
+    ViewWindow* window = scene->windows().front();
+    const auto nodes = accessibleNodes(window);
+    const auto found = std::ranges::find_if(
+        nodes, [](QAccessibleInterface* node) { return node->text(QAccessible::Name) == u"Sound level"; });
+    ASSERT_NE(found, nodes.end());
+    QAccessibleInterface* meter = *found;
+    EXPECT_EQ(meter->role(), QAccessible::ProgressBar);
+    EXPECT_EQ(meter->parent()->indexOfChild(meter), std::ranges::find(nodes, meter) - nodes.begin() - 1);
+    EXPECT_EQ(meter->rect().size(), QSize(44, 14));
+    QAccessibleValueInterface* value = meter->valueInterface();
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value->minimumValue(), 0);
+    EXPECT_EQ(value->maximumValue(), 1);
+    EXPECT_NEAR(value->currentValue().toDouble(), 0.6, 0.001); // in tenths
+    EXPECT_EQ(meter->text(QAccessible::Value), u"60 %");
+}
+
 TEST_P(OneView, theHintOfADisplayIsReadAloudWhereThereIsOne) {
     for (const auto& [scene, hints] : {std::pair("setup", 0), std::pair("setup-hint", 1)}) {
         const auto shown = named(scene);

@@ -28,6 +28,7 @@ X11Source::X11Source(const QByteArray& display, const ContentFilter& filter,
     , target(X11Target::make(connection, filter))
     , cursor(connection)
     , frameInterval(configuration.minimumFrameInterval)
+    , slowArea(configuration.slowArea)
     , canvas(configuration.width, configuration.height, std::move(pool)) {}
 
 void X11Source::begin(CaptureWait& wait) {
@@ -80,7 +81,17 @@ X11Source::Clock::time_point X11Source::notBefore() const {
 }
 
 X11Source::Clock::duration X11Source::settleTime() const {
-    return settleTimeOfDrawing;
+    return isSlow() ? Clock::duration(SlowArea::interval) : settleTimeOfDrawing;
+}
+
+bool X11Source::isSlow() const {
+    if (!slowArea || mustLocate || !place || place->drawable != connection.root() || pending.isEmpty() ||
+        cursor.mayHaveChanged())
+        return false;
+    Rect slow = slowArea->get();
+    slow.x -= place->area.x;
+    slow.y -= place->area.y;
+    return contains(slow, pending.bounds());
 }
 
 bool X11Source::grab() {

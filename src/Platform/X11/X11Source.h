@@ -33,7 +33,7 @@ public:
     void suspectChange() override; ///< the next grab repeats what has failed
     bool mayHaveChanged() const override;
     Clock::time_point notBefore() const override; ///< limits the queries for a pointer that moves elsewhere
-    Clock::duration settleTime() const override;
+    Clock::duration settleTime() const override;  ///< longer while only the slow area has changed
     bool grab() override;
     const std::shared_ptr<Canvas>& picture() const override { return canvas.canvas(); }
     const PictureRegion& damage() const override { return canvas.damage(); }
@@ -49,6 +49,7 @@ private:
     bool handle(const xcb_generic_event_t& event);
     void locate();
     void moveTo(const TargetPlace& next);
+    bool isSlow() const;
     void lookAtCursor();
     std::vector<Piece> piecesFor(const PictureRegion& areas) const;
     bool fetch(const std::vector<Piece>& pieces);
@@ -58,6 +59,7 @@ private:
     const std::unique_ptr<X11Target> target;
     X11Cursor cursor;
     const std::chrono::microseconds frameInterval;
+    const std::shared_ptr<const SlowArea> slowArea;
     Clock::time_point nextLook{}; // at the pointer, when it alone may have changed
     bool lost = false;
 

@@ -18,7 +18,7 @@
 namespace tavro::test {
 namespace {
 
-constexpr StreamConfiguration configuration{1920, 1080, std::chrono::microseconds(1'000'000 / 60), 6};
+const StreamConfiguration configuration{1920, 1080, std::chrono::microseconds(1'000'000 / 60), 6};
 
 std::uint32_t pixelOf(Color c) {
     return static_cast<std::uint32_t>(c[0] << 16 | c[1] << 8 | c[2]);

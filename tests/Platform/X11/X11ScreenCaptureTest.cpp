@@ -265,6 +265,41 @@ TEST_F(X11ScreenCapture, looksAtAPointerElsewhereOnceAFrame) {
 }
 
 // Many small changes must give the same picture as a full read.
+TEST_F(X11ScreenCapture, waitsLongerOnlyWhileNothingButTheSlowAreaChanges) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("RIGHT", {960, 0, 960, 1080});
+    const auto window = screen.openWindow({0, 0, 1920, 1080}, green);
+    struct Waiting final : CaptureWait {
+        bool forNews(Clock::time_point) override { return true; }
+        bool forAnswer() override { return true; }
+    } waiting;
+    const auto area = std::make_shared<SlowArea>();
+    area->set({1050, 90, 50, 50});
+    const Rect inside{1060, 100, 20, 20}, outside{1060, 700, 20, 20};
+    const struct {
+        ContentFilter target;
+        std::vector<Rect> painted;
+        bool pointerMoves, isSlow;
+    } cases[] = {{{Kind::display, display}, {inside}, false, true},
+        {{Kind::display, display}, {outside}, false, false},
+        {{Kind::display, display}, {inside, outside}, false, false},
+        {{Kind::display, display}, {inside}, true, false}, {{Kind::window, window}, {inside}, false, false}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(&test - cases);
+        X11Source source(screen.display(), test.target, {1920, 1080, 16ms, 6, area},
+            std::make_shared<CanvasPool>(1920, 1080, 4, [] {}));
+        source.begin(waiting);
+        for (const Rect& rect : test.painted)
+            screen.fill(window, rect, red);
+        if (test.pointerMoves)
+            screen.movePointer(1500, 300);
+        EXPECT_TRUE(waitUntil([&] {
+            source.takeNews();
+            return source.mayHaveChanged() && (source.settleTime() == SlowArea::interval) == test.isSlow;
+        }));
+    }
+}
+
 TEST_F(X11ScreenCapture, followsRandomPaintingExactly) {
     std::mt19937 dice(7);
     const auto roll = [&](int least, int most) { return std::uniform_int_distribution(least, most)(dice); };
