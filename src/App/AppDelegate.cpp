@@ -82,6 +82,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     capture.elapsedProvider = [this] { return elapsed(); };
     capture.setLevelHandler([this](double level) {
         bar.setLevel(level);
+        bar.setMicrophoneSilent(capture.isMicrophoneSilent());
         capture.setSlowArea(bar.meterArea());
     });
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });

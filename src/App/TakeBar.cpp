@@ -55,6 +55,11 @@ void TakeBar::setLevel(double level) {
         model->setLevel(static_cast<float>(level));
 }
 
+void TakeBar::setMicrophoneSilent(bool silent) {
+    if (model)
+        model->setMicrophoneSilent(silent);
+}
+
 void TakeBar::setFinishing() {
     if (model)
         model->setFinishing(true);

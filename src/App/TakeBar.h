@@ -39,6 +39,7 @@ public:
 
     // No effect before the first take.
     void setLevel(double level);
+    void setMicrophoneSilent(bool silent);
     void setFinishing();
     void setDeleting();
     void setUploadProgress(std::int64_t sent, std::int64_t total);

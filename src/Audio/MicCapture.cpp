@@ -35,10 +35,13 @@ QCoro::Task<AudioClock::time_point> MicCapture::start() {
         throw PlatformError(QStringLiteral("Tavro.Audio"), 1, QStringLiteral("No usable microphone input"));
 
     auto feed = makeFeed(converters);
-    engine.installTap(tapFrames, format, [weak = std::weak_ptr(feed)](const PCMBufferPtr& buffer) {
-        if (const auto present = weak.lock())
-            present->take(downmixToMono(buffer, usedChannels));
-    });
+    silence = std::make_shared<SilenceWatch>();
+    engine.installTap(
+        tapFrames, format, [weak = std::weak_ptr(feed), watch = silence](const PCMBufferPtr& buffer) {
+            watch->add(*buffer);
+            if (const auto present = weak.lock())
+                present->take(downmixToMono(buffer, usedChannels));
+        });
     try {
         engine.prepare();
         origin = engine.start();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Audio/AudioSource.h"
+#include "Audio/SilenceWatch.h"
 
 namespace tavro {
 
@@ -15,6 +16,9 @@ public:
     QCoro::Task<AudioClock::time_point> start() override;
     void stop() override; ///< no frame comes after it has returned
 
+    /// It is running, and the device has delivered only zeros for some seconds.
+    bool isSilent() const { return isRunning() && silence->isSilent(); }
+
     /// The mean of the first `maxChannels` channels; null without samples. A mono buffer is returned as it
     /// is.
     static PCMBufferPtr downmixToMono(const PCMBufferPtr& buffer, int maxChannels);
@@ -22,6 +26,7 @@ public:
 private:
     AudioEngine& engine;
     AudioConverterFactory& converters;
+    std::shared_ptr<SilenceWatch> silence; // of the running source
 };
 
 } // namespace tavro

@@ -47,6 +47,8 @@ public:
     void setLevelHandler(LevelHandler handler) { onLevel = std::move(handler); }
     /// See ScreenRecorder.
     void setSlowArea(const Rect& area) { recorder.setSlowArea(area); }
+    /// The take's microphone has delivered only zeros for some seconds: it may be muted.
+    bool isMicrophoneSilent() const { return mic.isSilent(); }
     /// Called at most once a take, on the main thread, when the picture can no longer be written.
     void setFailureHandler(std::function<void(std::exception_ptr reason)> handler) {
         recorder.onWritingFailed = std::move(handler);

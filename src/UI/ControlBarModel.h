@@ -20,6 +20,7 @@ class ControlBarModel : public QObject, public std::enable_shared_from_this<Cont
     Q_PROPERTY(QString elapsed READ elapsed NOTIFY elapsedChanged)
     Q_PROPERTY(float shownLevel READ shownLevel NOTIFY shownLevelChanged)
     Q_PROPERTY(float toldLevel READ toldLevel NOTIFY toldLevelChanged)
+    Q_PROPERTY(bool isMicrophoneSilent READ isMicrophoneSilent NOTIFY isMicrophoneSilentChanged)
     Q_PROPERTY(bool isPaused READ isPaused NOTIFY isPausedChanged)
     Q_PROPERTY(bool isFinishing READ isFinishing NOTIFY isFinishingChanged)
     Q_PROPERTY(bool isEnding READ isEnding NOTIFY isEndingChanged)
@@ -40,6 +41,10 @@ public:
     void setLevel(float level);
     float shownLevel() const;
     float toldLevel() const { return told; }
+
+    /// The microphone is recorded and has given no sound for a while.
+    bool isMicrophoneSilent() const { return microphoneSilent; }
+    void setMicrophoneSilent(bool value) { microphoneSilent = value; }
 
     bool isPaused() const { return paused; }
     void setPaused(bool value) { paused = value; }
@@ -73,6 +78,7 @@ signals:
     void elapsedChanged();
     void shownLevelChanged();
     void toldLevelChanged();
+    void isMicrophoneSilentChanged();
     void isPausedChanged();
     void isFinishingChanged();
     void isEndingChanged();
@@ -90,6 +96,8 @@ private:
     QTimer levelTimer;
     float told = 0;
     QTimer tellTimer;
+    Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
+        ControlBarModel, bool, microphoneSilent, false, &ControlBarModel::isMicrophoneSilentChanged)
     Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(
         ControlBarModel, bool, paused, false, &ControlBarModel::isPausedChanged)
     bool finishing = false;

@@ -146,6 +146,32 @@ TEST(MicCapture, recordsBetweenStartAndStop) {
             QStringLiteral("[INFO] Mic capture stopped")}));
 }
 
+TEST(MicCapture, noticesADeviceThatDeliversOnlyZeros) {
+    constexpr std::uint32_t rate = 48'000;
+    Microphone m;
+    m.engine.deliver(0, 60 * rate); // not to this take
+    await(m.mic.start());
+    const struct {
+        float value;
+        double seconds;
+        bool isSilent; // afterwards
+    } heard[] = {{0, 5.9, false}, {0, 0.2, true}, {0, 60, true},
+        {1e-6F, 0.1, false}, // the noise of a quiet room
+        {0, 5.9, false}, {-0.5F, 0.1, false}, {0, 3, false}, {0, 3.1, true}};
+    for (const auto& [value, seconds, isSilent] : heard) {
+        for (auto left = static_cast<std::uint32_t>(seconds * rate); left > 0;) {
+            const std::uint32_t part = std::min(left, 4096U);
+            m.engine.deliver(value, part);
+            left -= part;
+        }
+        EXPECT_EQ(m.mic.isSilent(), isSilent) << value << " for " << seconds << " s";
+    }
+    m.mic.stop();
+    EXPECT_FALSE(m.mic.isSilent());
+    await(m.mic.start());
+    EXPECT_FALSE(m.mic.isSilent());
+}
+
 TEST(MicCapture, saysThatThereIsNoInput) {
     for (const AudioFormat& unusable :
         {AudioFormat{}, AudioFormat{AudioFormat::Sample::float32, 48'000, 0, false},

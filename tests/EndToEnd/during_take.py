@@ -8,6 +8,7 @@ import harness
 from harness import check, driver, environment, equal, wait_for
 
 REASON = "A test session is being recorded"
+NO_SOUND = "No sound from the microphone"
 
 
 def awake_program(scene):
@@ -80,6 +81,7 @@ def upload_shows_how_far_it_has_come(scene):
 
 
 def level_meter_moves_with_the_microphone(scene):
+    """And tells of a microphone without sound: here nothing is played into it at first, then it is muted."""
     scene.grant_all()
     program = scene.start()
     program.wizard.wait_open()
@@ -87,12 +89,23 @@ def level_meter_moves_with_the_microphone(scene):
     x, y, _, height = program.bar.get("Pause").rectangle()
     level = lambda: green(x - 12 - 44, y, 44, height)
     equal(level(), 0, "the level in silence")
+    meter = program.bar.get("Sound level", "progress bar").accessible
+    value = meter.get_value_iface()
+    shown = lambda: (value.get_minimum_value(), value.get_current_value(), value.get_maximum_value())
+    equal(shown(), (0, 0, 1), "the level told in silence")
+    wait_for(lambda: meter.get_description() == NO_SOUND, "word of the silent microphone")
     tone = environment("TAVRO_DESKTOP") / "tone.wav"
     subprocess.run(["sox", "-n", "-r", "48000", tone, "synth", "60", "sine", "440", "vol", "0.5"], check=True)
     with subprocess.Popen(["paplay", "--device=micfeed", tone]) as player:
         wait_for(lambda: 0.2 < level() < 1, "the meter to rise")
+        wait_for(lambda: 0.2 < shown()[1] < 1, "the level told to rise")
+        equal(meter.get_description(), "", "what is said of the microphone while it hears")
+        driver.run("pactl", "set-source-mute", "mic", "1")
+        wait_for(lambda: level() == 0, "the meter to fall back")
+        wait_for(lambda: meter.get_description() == NO_SOUND, "word of the muted microphone")
+        driver.run("pactl", "set-source-mute", "mic", "0")
+        wait_for(lambda: meter.get_description() == "", "the word to be taken back")
         player.kill()
-    wait_for(lambda: level() == 0, "the meter to fall back")
 
 
 harness.main(

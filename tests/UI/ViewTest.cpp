@@ -227,6 +227,7 @@ TEST_P(OneView, aPressIsShownFromItsActionOnHoweverItComes) {
 TEST_P(OneView, theLevelIsAValueForScreenReaders) {
     const auto scene = named("panel-recording");
     ViewWindow* window = scene->windows().front();
+    auto* model = window->rootObject()->property("model").value<ControlBarModel*>();
     const auto nodes = accessibleNodes(window);
     const auto found = std::ranges::find_if(
         nodes, [](QAccessibleInterface* node) { return node->text(QAccessible::Name) == u"Sound level"; });
@@ -241,6 +242,11 @@ TEST_P(OneView, theLevelIsAValueForScreenReaders) {
     EXPECT_EQ(value->maximumValue(), 1);
     EXPECT_NEAR(value->currentValue().toDouble(), 0.6, 0.001); // in tenths
     EXPECT_EQ(meter->text(QAccessible::Value), u"60 %");
+    EXPECT_EQ(meter->text(QAccessible::Description), QString());
+    model->setMicrophoneSilent(true);
+    EXPECT_EQ(meter->text(QAccessible::Description), u"No sound from the microphone");
+    model->setMicrophoneSilent(false);
+    EXPECT_EQ(meter->text(QAccessible::Description), QString());
 }
 
 TEST_P(OneView, theHintOfADisplayIsReadAloudWhereThereIsOne) {
