@@ -52,11 +52,11 @@ T.Button {
 
     PressFeedback { id: feedback }
 
-    background: Rectangle {
+    background: Plate {
         radius: height / 2
         color: Theme.c.card
-        border.width: 1
-        border.color: Theme.c.border
+        outlineWidth: 1
+        outlineColor: Theme.c.border
 
         FocusRing { around: control }
     }

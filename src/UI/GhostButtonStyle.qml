@@ -7,6 +7,6 @@ PillButton {
     textColor: Theme.c.sand
     opacity: enabled ? 1 : 0.5
     surface.color: Qt.alpha(Theme.c.card, down ? 0.6 : 0)
-    surface.border.width: 1
-    surface.border.color: Theme.c.border
+    surface.outlineWidth: 1
+    surface.outlineColor: Theme.c.border
 }

@@ -25,7 +25,7 @@ T.Button {
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
     }
-    background: Rectangle { // qmllint disable deferred-property-id
+    background: Plate { // qmllint disable deferred-property-id
         id: surface
 
         radius: height / 2

@@ -28,7 +28,7 @@ FocusScope {
         color: Qt.alpha("black", 0.4)
     }
 
-    Rectangle {
+    Plate {
         id: capsule
 
         objectName: "capsule"
@@ -37,8 +37,8 @@ FocusScope {
         height: row.height + 18
         radius: height / 2
         color: Qt.alpha(Theme.c.bark, 0.92)
-        border.width: 1
-        border.color: Theme.c.border
+        outlineWidth: 1
+        outlineColor: Theme.c.border
 
         DragHandler {
             objectName: "drag"

@@ -18,7 +18,7 @@ Item {
         color: Qt.alpha(Theme.c.record, 0.5)
         visible: !dot.dimmed
     }
-    Rectangle {
+    Plate {
         anchors.fill: parent
         radius: width / 2
         color: Theme.c.record

@@ -18,14 +18,14 @@ T.Switch {
         toggled()
     }
 
-    indicator: Rectangle {
+    indicator: Plate {
         y: (toggle.height - height) / 2
         width: Theme.scaled(34)
         height: Theme.scaled(20)
         radius: height / 2
         color: toggle.checked ? Theme.c.sage : Theme.c.border
 
-        Rectangle {
+        Plate {
             x: toggle.checked ? parent.width - width - 2 : 2
             y: 2
             width: height
