@@ -7,14 +7,16 @@ Meter {
 
     required property real level
     property real radius: 3
-    property color track: Theme.c.border
+    property bool alarm: false // outlined, not filled: the level is none
 
     Accessible.ignored: false
 
     Rectangle {
         anchors.fill: parent
         radius: meter.radius
-        color: meter.track
+        color: Theme.c.border
+        border.width: meter.alarm ? 2 : 0
+        border.color: Theme.c.clay
     }
     Rectangle {
         width: parent.width * Math.min(1, Math.max(0, meter.level))

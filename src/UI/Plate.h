@@ -6,8 +6,8 @@
 
 namespace tavro {
 
-/// A filled rounded rectangle with an outline inside its edges. For round shapes: at fractional scales the toolkit's own
-/// Rectangle, drawn in software, leaves a gap between its corners.
+/// A filled rounded rectangle with an outline inside its edges. For round shapes: at fractional scales the
+/// toolkit's own Rectangle, drawn in software, leaves a gap between its corners.
 class Plate : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT

@@ -71,7 +71,7 @@ FocusScope {
                 width: Theme.scaled(44)
                 height: Theme.scaled(14)
                 level: bar.model.shownLevel
-                track: bar.model.isMicrophoneSilent ? Theme.c.clay : Theme.c.border
+                alarm: bar.model.isMicrophoneSilent
                 name: "Sound level"
                 note: bar.model.isMicrophoneSilent ? "No sound from the microphone" : ""
                 value: bar.model.toldLevel
