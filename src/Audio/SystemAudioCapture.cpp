@@ -2,6 +2,7 @@
 
 #include "Core/Errors.h"
 #include "Core/Log.h"
+#include "Platform/SystemNames.h"
 #include "Platform/TakeFormat.h"
 
 #include <QUuid>
@@ -17,6 +18,12 @@ constexpr SystemVersion firstWithTaps{14, 2};
 
 PlatformError failure(int code, const QString& text) {
     return PlatformError(QStringLiteral("Tavro.Audio"), code, text);
+}
+
+/// `what` has failed with `status`.
+PlatformError statusFailure(AudioStatus status, const char* what, const QString& advice = {}) {
+    return failure(status,
+        QStringLiteral("%1 (%2 %3)").arg(QLatin1String(what), SystemNames::audioStatus).arg(status) + advice);
 }
 
 QString uuidText() {
@@ -59,7 +66,8 @@ QCoro::Task<AudioClock::time_point> SystemAudioCapture::start() {
     if (running)
         co_return AudioClock::time_point(origin);
     if (system < firstWithTaps)
-        throw failure(2, QStringLiteral("System audio capture requires macOS 14.2 or later"));
+        throw failure(
+            2, QStringLiteral("System audio capture requires %1 14.2 or later").arg(SystemNames::platform));
     starting = std::make_shared<int>();
     const std::weak_ptr wanted = starting;
     auto finding = hardware.findOutput();
@@ -85,11 +93,9 @@ void SystemAudioCapture::createTap(const QString& uuid) {
     const TapDescription description{uuid, QStringLiteral("TavroSystemAudio"), true, false};
     AudioObjectID created = 0;
     if (const AudioStatus status = hardware.createProcessTap(description, created); status != audioNoError)
-        throw failure(status,
-            QStringLiteral(
-                "System audio tap creation failed (OSStatus %1). Make sure System Audio Recording "
-                "permission is granted in System Settings → Privacy & Security → System Audio Recording.")
-                .arg(status));
+        throw statusFailure(status, "System audio tap creation failed",
+            QStringLiteral(". Make sure System Audio Recording permission is granted in %1.")
+                .arg(SystemNames::soundSettings));
     tapID = created;
     Log::info(QStringLiteral("Process tap created, tapID=%1").arg(tapID));
 }
@@ -101,9 +107,7 @@ void SystemAudioCapture::createDevice(const QString& tapUUID) {
     AudioObjectID created = 0;
     if (const AudioStatus status = hardware.createAggregateDevice(description, created);
         status != audioNoError)
-        throw failure(
-            status, QStringLiteral("Failed to create aggregate device for system-audio tap (OSStatus %1)")
-                        .arg(status));
+        throw statusFailure(status, "Failed to create aggregate device for system-audio tap");
     aggregateDeviceID = created;
     Log::info(QStringLiteral("Aggregate device created, id=%1").arg(aggregateDeviceID));
 }
@@ -117,18 +121,14 @@ void SystemAudioCapture::createProcedure(const std::shared_ptr<Feed>& feed) {
     AudioIOProcID created = 0;
     const AudioStatus status = hardware.createIOProc(aggregateDeviceID, sampleQueue, callback, created);
     if (status != audioNoError || created == 0)
-        throw failure(
-            status, QStringLiteral("Failed to create IOProc for system-audio aggregate device (OSStatus %1)")
-                        .arg(status));
+        throw statusFailure(status, "Failed to create IOProc for system-audio aggregate device");
     ioProcID = created;
 }
 
 void SystemAudioCapture::startDevice() {
     if (const AudioStatus status = hardware.startDevice(aggregateDeviceID, ioProcID, origin);
         status != audioNoError)
-        throw failure(
-            status, QStringLiteral("Failed to start IOProc for system-audio aggregate device (OSStatus %1)")
-                        .arg(status));
+        throw statusFailure(status, "Failed to start IOProc for system-audio aggregate device");
 }
 
 void SystemAudioCapture::stop() {

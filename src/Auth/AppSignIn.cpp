@@ -8,6 +8,7 @@
 #include "Core/Log.h"
 #include "Core/Promise.h"
 #include "Core/WorkerConfig.h"
+#include "Platform/SystemNames.h"
 #include "Platform/Workspace.h"
 
 #include <QVariant>
@@ -80,8 +81,8 @@ void AppSignIn::Attempt::openBrowser(const QUrl& baseURL, Workspace& workspace) 
     Log::info(
         QStringLiteral("signIn: opening browser → %1 (callback port %2)").arg(absoluteString(url)).arg(port));
     const bool opened = workspace.open(url);
-    Log::info(QStringLiteral("signIn: NSWorkspace.open returned %1 — waiting for callback…")
-                  .arg(QVariant(opened).toString()));
+    Log::info(QStringLiteral("signIn: %1.open returned %2 — waiting for callback…")
+                  .arg(SystemNames::workspace, QVariant(opened).toString()));
 }
 
 QCoro::Task<QString> AppSignIn::signIn(std::shared_ptr<Context> context, QUrl baseURL) {

@@ -4,6 +4,7 @@
 #include "Core/Log.h"
 #include "Core/SerialQueue.h"
 #include "Core/Waker.h"
+#include "Platform/SystemNames.h"
 
 #include <QSocketNotifier>
 #include <QTcpServer>
@@ -139,7 +140,8 @@ int LocalCallbackServer::start(const CodeHandler& onCode) {
             port = listen(onCode);
         }
     } catch (...) {
-        Log::error(QStringLiteral("callback server: NWListener init failed: ") + describeCurrentError().text);
+        Log::error(QStringLiteral("callback server: %1 init failed: ").arg(SystemNames::listener) +
+                   describeCurrentError().text);
         throw;
     }
     if (port == 0) {

@@ -5,6 +5,7 @@
 #include "Core/Files.h"
 #include "Core/Log.h"
 #include "Core/Paths.h"
+#include "Platform/SystemNames.h"
 #include "Platform/TakeFormat.h"
 
 #include <QVariant>
@@ -96,11 +97,13 @@ QCoro::Task<> ScreenRecorder::start(
     created->setFailureHandler([this](const std::exception_ptr& reason) { tellOfFailure(reason); });
     if (writesItself()) {
         setupWriter(streamConfiguration.width, streamConfiguration.height);
-        Log::info(QStringLiteral("recorder.start: using AVAssetWriter fallback (macOS 13–14)"));
+        Log::info(QStringLiteral("recorder.start: using %1 fallback (%2 13–14)")
+                      .arg(SystemNames::assetWriter, SystemNames::platform));
     } else {
         recordingOutput = screen.makeRecordingOutput(outputURL);
         created->addRecordingOutput(recordingOutput);
-        Log::info(QStringLiteral("recorder.start: using SCRecordingOutput (macOS 15+) → ") +
+        Log::info(QStringLiteral("recorder.start: using %1 (%2 15+) → ")
+                      .arg(SystemNames::recordingOutput, SystemNames::platform) +
                   Paths::toText(outputURL.filename()));
     }
     stream = std::move(created);

@@ -2,6 +2,7 @@
 
 #include "Auth/AppSignIn.h"
 #include "Core/Tasks.h"
+#include "Platform/SystemNames.h"
 
 #include <QGuiApplication>
 
@@ -31,6 +32,13 @@ QCoro::Task<> OnboardingModel::appear() {
     auto refreshing = services.signIn.refreshEmail();
     co_await refreshing;
     setAccount(isSignedIn, storedEmail());
+}
+
+QString OnboardingModel::relaunchNote() const {
+    if (!services.permissions.screenNeedsRelaunch())
+        return {};
+    return QStringLiteral("After granting Screen Recording, quit & relaunch so %1 applies it.")
+        .arg(SystemNames::desktop);
 }
 
 QString OnboardingModel::accountText() const {

@@ -34,6 +34,7 @@ class OnboardingModel : public QObject, public std::enable_shared_from_this<Onbo
     Q_PROPERTY(bool screenGranted READ screenGranted NOTIFY permsChanged)
     Q_PROPERTY(bool microphoneGranted READ microphoneGranted NOTIFY permsChanged)
     Q_PROPERTY(bool speechGranted READ speechGranted NOTIFY permsChanged)
+    Q_PROPERTY(QString relaunchNote READ relaunchNote CONSTANT)
     Q_PROPERTY(bool signedIn READ signedIn NOTIFY accountChanged)
     Q_PROPERTY(QString accountText READ accountText NOTIFY accountChanged)
     Q_PROPERTY(bool isComplete READ isComplete NOTIFY isCompleteChanged)
@@ -45,6 +46,7 @@ public:
     const PermissionSet& perms() const { return permissionSet; }
     bool signedIn() const { return isSignedIn; }
     const std::optional<QString>& email() const { return emailAddress; }
+    QString relaunchNote() const; ///< empty where a relaunch changes nothing
     QString accountText() const;
     bool isComplete() const { return permissionSet.allGranted() && isSignedIn; }
 

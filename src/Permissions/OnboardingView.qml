@@ -73,7 +73,8 @@ FocusScope {
 
                     anchors.verticalCenter: parent.verticalCenter
                     width: parent.width - relaunch.width - 16
-                    text: "After granting Screen Recording, quit & relaunch so macOS applies it."
+                    visible: text !== ""
+                    text: view.model.relaunchNote
                     textFormat: Text.PlainText
                     font: Theme.note
                     color: Theme.c.muted

@@ -48,6 +48,7 @@ public:
     QCoro::Task<Grant> requestMicrophone();
     QCoro::Task<Grant> requestSpeech();
     void openScreenRecordingSettings();
+    bool screenNeedsRelaunch() const { return services.screenGrantNeedsRelaunch(); }
     /// Starts a new instance and quits this one soon after, even when the start fails.
     void relaunch();
 

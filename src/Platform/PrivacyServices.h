@@ -17,6 +17,8 @@ public:
     /// Returns the present state at once. Lets the user choose in a dialog of the desktop where there is one,
     /// or shows why the screen cannot be captured.
     virtual bool requestScreenCaptureAccess() = 0;
+    /// True where a grant for the screen counts only in a program that is started after it.
+    virtual bool screenGrantNeedsRelaunch() const = 0;
 
     virtual AuthorizationStatus microphoneAuthorization() = 0; ///< by the last answer to `refresh`
     /// Asks the system again about screen and microphone. Completes with the microphone's answer, or after a

@@ -17,7 +17,7 @@
 
 namespace tavro {
 
-/// The system version that selects the capture code's path.
+/// The version of the platform below the capture code, which selects its path.
 struct SystemVersion {
     int major = 14;
     int minor = 2;

@@ -319,19 +319,18 @@ TEST(SystemAudioCapture, releasesEverythingWhicheverStepFails) {
         QString step, text, calls;
     } cases[] = {
         {QStringLiteral("createProcessTap"),
-            QStringLiteral("System audio tap creation failed (OSStatus -50). Make sure System Audio "
-                           "Recording permission is granted in "
-                           "System Settings → Privacy & Security → System Audio Recording."),
+            QStringLiteral("System audio tap creation failed (AudioStatus -50). Make sure System Audio "
+                           "Recording permission is granted in your desktop's sound settings."),
             QStringLiteral("createProcessTap")},
         {QStringLiteral("createAggregateDevice"),
-            QStringLiteral("Failed to create aggregate device for system-audio tap (OSStatus -50)"),
+            QStringLiteral("Failed to create aggregate device for system-audio tap (AudioStatus -50)"),
             QStringLiteral("createProcessTap createAggregateDevice destroyProcessTap")},
         {QStringLiteral("createIOProc"),
-            QStringLiteral("Failed to create IOProc for system-audio aggregate device (OSStatus -50)"),
+            QStringLiteral("Failed to create IOProc for system-audio aggregate device (AudioStatus -50)"),
             QStringLiteral("createProcessTap createAggregateDevice createIOProc destroyAggregateDevice "
                            "destroyProcessTap")},
         {QStringLiteral("startDevice"),
-            QStringLiteral("Failed to start IOProc for system-audio aggregate device (OSStatus -50)"),
+            QStringLiteral("Failed to start IOProc for system-audio aggregate device (AudioStatus -50)"),
             QStringLiteral("createProcessTap createAggregateDevice createIOProc startDevice destroyIOProc "
                            "destroyAggregateDevice "
                            "destroyProcessTap")},
@@ -359,7 +358,7 @@ TEST(SystemAudioCapture, releasesEverythingWhenThereIsNoProcedure) {
     EXPECT_EQ(error.domain, u"Tavro.Audio");
     EXPECT_EQ(error.code, 0);
     EXPECT_EQ(error.localizedDescription,
-        u"Failed to create IOProc for system-audio aggregate device (OSStatus 0)");
+        u"Failed to create IOProc for system-audio aggregate device (AudioStatus 0)");
     EXPECT_EQ(s.hardware.calls.join(u' '),
         u"createProcessTap createAggregateDevice createIOProc destroyAggregateDevice destroyProcessTap");
     EXPECT_EQ(s.hardware.alive(), 0);
@@ -371,7 +370,7 @@ TEST(SystemAudioCapture, needsItsSystemVersion) {
     const auto error = test::errorOf([&] { await(s.capture.start()); });
     EXPECT_EQ(error.domain, u"Tavro.Audio");
     EXPECT_EQ(error.code, 2);
-    EXPECT_EQ(error.localizedDescription, u"System audio capture requires macOS 14.2 or later");
+    EXPECT_EQ(error.localizedDescription, u"System audio capture requires platform 14.2 or later");
     EXPECT_TRUE(s.hardware.calls.isEmpty());
 }
 

@@ -123,7 +123,7 @@ TEST_F(AppSignInTest, bringsTheTokenFromTheBrowserIntoTheStore) {
             u"[INFO] signIn: opening browser → %1/auth/app?cb=http://localhost:%2 (callback port %2)"_qs
                 .arg(base)
                 .arg(callback),
-            u"[INFO] signIn: NSWorkspace.open returned true — waiting for callback…"_qs,
+            u"[INFO] signIn: Workspace.open returned true — waiting for callback…"_qs,
             u"[INFO] signIn: received code, exchanging for API token"_qs,
             u"[INFO] signIn: stored API token from 127.0.0.1"_qs}));
 }
@@ -162,7 +162,7 @@ TEST_F(AppSignInTest, takesTheFirstCodeAndDropsAllOthers) {
 TEST_F(AppSignInTest, goesOnWaitingWhenNoBrowserOpens) {
     workspace->succeeds = false;
     auto attempt = begin();
-    EXPECT_TRUE(log.contains(u"[INFO] signIn: NSWorkspace.open returned false — waiting for callback…"_qs));
+    EXPECT_TRUE(log.contains(u"[INFO] signIn: Workspace.open returned false — waiting for callback…"_qs));
     browserReturns("code");
     EXPECT_EQ(test::await(std::move(attempt)), u"token-1"_qs);
 }

@@ -232,7 +232,7 @@ TEST_F(LocalCallbackServerTest, failsWithTheSystemsErrorWhenItCannotListen) {
         error = test::errorOf([] { LocalCallbackServer().start([](const QString&) {}); });
     }
     EXPECT_EQ(error.code, EMFILE);
-    EXPECT_EQ(log.all(), QStringList(u"[ERROR] callback server: NWListener init failed: "_qs + error.text));
+    EXPECT_EQ(log.all(), QStringList(u"[ERROR] callback server: QTcpServer init failed: "_qs + error.text));
 }
 
 TEST_F(LocalCallbackServerTest, outlivesAShortageOfDescriptors) {

@@ -65,7 +65,7 @@ TEST_F(ScreenRecorderTest, writesFramesItselfOnOlderSystems) {
             QStringLiteral("[INFO] recorder.start: target=display/1 includeMic=true screenGrant=granted"),
             QStringLiteral(
                 "[INFO] filter: requested kind=display id=1; available displays=[\"1\"] windows=0"),
-            QStringLiteral("[INFO] recorder.start: using AVAssetWriter fallback (macOS 13–14)"),
+            QStringLiteral("[INFO] recorder.start: using AssetWriter fallback (platform 13–14)"),
             QStringLiteral("[INFO] recorder.start: capture started OK")}));
     EXPECT_EQ(screen.calls,
         (QStringList{QStringLiteral("shareableContent"), QStringLiteral("makeStream display/1 1920x1080 6"),
@@ -90,7 +90,7 @@ TEST_F(ScreenRecorderTest, leavesTheFileToTheRecordingOutputFrom15On) {
     screen.firstFrame = frameAt(5s, 0);
     start();
     EXPECT_TRUE(lines.contains(
-        QStringLiteral("[INFO] recorder.start: using SCRecordingOutput (macOS 15+) → take.mp4")));
+        QStringLiteral("[INFO] recorder.start: using RecordingOutput (platform 15+) → take.mp4")));
     EXPECT_TRUE(screen.calls.contains(QStringLiteral("makeRecordingOutput take.mp4")));
     EXPECT_TRUE(screen.calls.contains(QStringLiteral("addRecordingOutput")));
     recorder->isPaused = true;

@@ -38,7 +38,7 @@ def a_take_from_begin_to_upload(home):
 def a_take_through_the_recording_output(home):
     report = home.run("--seconds", "2", "--system-version", "15.0")
     check_video(report["video"], report["durationSeconds"])
-    check("using SCRecordingOutput" in home.log.read_text(), "the other path was taken")
+    check("using RecordingOutput" in home.log.read_text(), "the other path was taken")
 
 
 def pauses_are_reported_and_left_out_of_the_duration(home):

@@ -133,6 +133,13 @@ TEST_F(OnboardingTest, theMicrophoneIsAskedForAnewAndShowsWhenItChanges) {
     EXPECT_EQ(model->perms().microphone, Grant::granted);
 }
 
+TEST_F(OnboardingTest, advisesToRelaunchOnlyWhereThatChangesSomething) {
+    EXPECT_EQ(appeared()->relaunchNote(), QString());
+    privacy.needsRelaunch = true;
+    EXPECT_EQ(appeared()->relaunchNote(),
+        u"After granting Screen Recording, quit & relaunch so your desktop applies it."_qs);
+}
+
 TEST_F(OnboardingTest, saysWhoIsSignedIn) {
     EXPECT_EQ(std::make_shared<OnboardingModel>(services)->accountText(), u"Not signed in"_qs);
     storeToken();

@@ -30,6 +30,7 @@ public:
 
     bool preflightScreenCaptureAccess() override;
     bool requestScreenCaptureAccess() override;
+    bool screenGrantNeedsRelaunch() const override { return false; } ///< X server and portal are asked anew
     AuthorizationStatus microphoneAuthorization() override;
     QCoro::Task<> refresh() override;
     void onChange(std::function<void()> handler) override;

@@ -11,6 +11,7 @@ namespace tavro {
 class FakePrivacyServices final : public PrivacyServices {
 public:
     bool screen = false;
+    bool needsRelaunch = false;
     AuthorizationStatus microphone = AuthorizationStatus::notDetermined;
     AuthorizationStatus speech = AuthorizationStatus::notDetermined;
     int screenRequests = 0;
@@ -29,6 +30,7 @@ public:
         ++screenRequests;
         return screen;
     }
+    bool screenGrantNeedsRelaunch() const override { return needsRelaunch; }
     AuthorizationStatus microphoneAuthorization() override { return microphone; }
     QCoro::Task<> refresh() override {
         ++microphoneRefreshes;
