@@ -86,6 +86,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         capture.setSlowArea(bar.meterArea());
     });
     capture.setFailureHandler([this](auto reason) { notices.writingFailed(describe(reason)); });
+    desktop.secrets->onNotStored([this](auto reason) { notices.signInNotStored(describe(reason)); });
     capture.setInterruptionHandler([this] { notices.sharingStopped(); });
     QTimer::singleShot(tokenPatience, &termination, [this] { completeLaunch(); });
     keychain.load(apiTokenAccount, [this] { tokenIsRead(); });

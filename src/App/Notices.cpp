@@ -1,5 +1,6 @@
 #include "App/Notices.h"
 
+#include "Core/ErrorWords.h"
 #include "Core/Paths.h"
 #include "Platform/Notifier.h"
 #include "Platform/Workspace.h"
@@ -24,6 +25,20 @@ QString listed(const std::vector<std::filesystem::path>& files) {
     return list;
 }
 
+/// One sentence or more a line, without the empty ones.
+QString lines(QStringList sentences) {
+    sentences.removeAll(QString());
+    return sentences.join(QLatin1Char('\n'));
+}
+
+/// What to do about a recording that is kept because its upload failed.
+QString uploadRemedy(const ErrorDescription& error, const ErrorWords& words) {
+    if (error.cause.kind == Cause::unknownToService || error.cause.kind == Cause::recordingUnusable)
+        return words.remedy;
+    const QString again = QStringLiteral("Tavro offers to upload it again, here and at its next start.");
+    return words.remedy.isEmpty() ? again : words.remedy + QLatin1Char(' ') + again;
+}
+
 } // namespace
 
 Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven, Upload uploadGiven)
@@ -32,12 +47,21 @@ Notices::Notices(Notifier& notifierGiven, Workspace& workspaceGiven, Upload uplo
     , upload(std::move(uploadGiven)) {}
 
 void Notices::beginFailed(const ErrorDescription& error) {
-    tell(QStringLiteral("The recording did not start"), error.localizedDescription, true);
+    const ErrorWords words = inWords(error, Attempt::createSession);
+    const bool isAnotherUnderWay = error.cause.kind == Cause::sessionUnderWay;
+    tell(QStringLiteral("The recording did not start"),
+        lines({words.happened,
+            isAnotherUnderWay ? QStringLiteral("Its recording is not affected.")
+                              : QStringLiteral("Nothing was recorded."),
+            words.remedy}),
+        true);
 }
 
 void Notices::tooFullToBegin(std::uintmax_t free, const std::filesystem::path& folder) {
     tell(QStringLiteral("The recording did not start"),
-        freeSpace(free, folder) + QStringLiteral("\nA recording needs at least 1 GB."), true, folder);
+        lines({freeSpace(free, folder), QStringLiteral("Nothing was recorded."),
+            QStringLiteral("Make room: a recording needs at least 1 GB.")}),
+        true, folder);
 }
 
 void Notices::tooFullToGoOn(std::uintmax_t free, const std::filesystem::path& folder) {
@@ -47,10 +71,10 @@ void Notices::tooFullToGoOn(std::uintmax_t free, const std::filesystem::path& fo
 }
 
 void Notices::writingFailed(const ErrorDescription& error) {
+    const ErrorWords words = inWords(error, Attempt::local);
     tell(QStringLiteral("The recording has stopped"),
-        error.localizedDescription + QStringLiteral(
-                                         "\nWhat was recorded until now is kept. Finish the session, "
-                                         "or restart it once this is mended."),
+        lines({words.happened, QStringLiteral("What was recorded until now is kept."), words.remedy,
+            QStringLiteral("Finish the session, or restart it once this is mended.")}),
         true);
 }
 
@@ -62,43 +86,50 @@ void Notices::sharingStopped() {
 }
 
 void Notices::restartFailed(const ErrorDescription& error) {
+    const ErrorWords words = inWords(error, Attempt::local);
     tell(QStringLiteral("Nothing is being recorded"),
-        error.localizedDescription +
-            QStringLiteral("\nRestart again once this is mended, or delete the session."),
+        lines({words.happened, QStringLiteral("The take before the restart is deleted."), words.remedy,
+            QStringLiteral("Restart again once this is mended, or delete the session.")}),
         true);
 }
 
 void Notices::finishFailed(const ErrorDescription& error, const std::optional<std::filesystem::path>& kept,
     const QString& sessionId) {
+    const ErrorWords words = inWords(error, Attempt::upload);
     const QString summary = QStringLiteral("The recording was not uploaded");
     if (!kept)
-        return tell(summary, error.localizedDescription, true);
-    const QString body =
-        error.localizedDescription + QStringLiteral("\nIt is kept in ") + Paths::toText(*kept);
-    tell(summary, body, true, kept->parent_path(), {sessionId});
+        return tell(
+            summary, lines({words.happened, QStringLiteral("There is no recording."), words.remedy}), true);
+    tell(summary,
+        lines({words.happened, QStringLiteral("The recording is kept in ") + Paths::toText(*kept),
+            uploadRemedy(error, words)}),
+        true, kept->parent_path(), {sessionId});
 }
 
 void Notices::uploadsEnded(const std::vector<KeptUploads::Outcome>& outcomes) {
     std::vector<std::filesystem::path> uploaded, left;
     std::vector<QString> again;
-    QString reason;
+    const ErrorDescription* reason = nullptr;
     for (const auto& outcome : outcomes) {
         (outcome.failure ? left : uploaded).push_back(outcome.file);
         if (!outcome.failure)
             continue;
         again.push_back(outcome.sessionId);
-        if (reason.isEmpty())
-            reason = outcome.failure->localizedDescription;
+        if (!reason)
+            reason = &*outcome.failure;
     }
     if (!uploaded.empty())
         tell(uploaded.size() == 1 ? QStringLiteral("Recording uploaded")
                                   : QStringLiteral("Recordings uploaded"),
             listed(uploaded), false);
-    if (!left.empty())
-        tell(QStringLiteral("The upload failed"),
-            QStringLiteral("%1\nIn %2: %3")
-                .arg(reason, Paths::toText(left.front().parent_path()), listed(left)),
-            true, left.front().parent_path(), again);
+    if (!reason)
+        return;
+    const auto folder = left.front().parent_path();
+    const ErrorWords words = inWords(*reason, Attempt::upload);
+    tell(QStringLiteral("The upload failed"),
+        lines({words.happened, QStringLiteral("In %1: %2").arg(Paths::toText(folder), listed(left)),
+            uploadRemedy(*reason, words)}),
+        true, folder, again);
 }
 
 void Notices::narrationLeft(const std::filesystem::path& sound) {
@@ -108,7 +139,16 @@ void Notices::narrationLeft(const std::filesystem::path& sound) {
 }
 
 void Notices::deleteFailed(const ErrorDescription& error) {
-    tell(QStringLiteral("The session was not deleted"), error.localizedDescription, true);
+    const ErrorWords words = inWords(error, Attempt::deleteSession);
+    tell(QStringLiteral("The session was not deleted"),
+        lines({words.happened, QStringLiteral("Its recording is deleted from this computer."), words.remedy}),
+        true);
+}
+
+void Notices::signInNotStored(const ErrorDescription& error) {
+    const ErrorWords words = inWords(error, Attempt::local);
+    tell(QStringLiteral("The sign-in was not stored"),
+        lines({words.happened, QStringLiteral("You stay signed in until Tavro ends."), words.remedy}), true);
 }
 
 void Notices::savedLocally(const std::filesystem::path& video, const std::optional<QUrl>& review) {

@@ -14,7 +14,8 @@ namespace tavro {
 class Notifier;
 class Workspace;
 
-/// Desktop notifications to the user.
+/// Desktop notifications to the user. Those of a failure say what happened, in the words of `inWords`, what
+/// became of the recording, and what to do.
 class Notices {
 public:
     /// Notifier and workspace outlive the object. `upload` is the action “Upload Again”.
@@ -38,6 +39,8 @@ public:
     /// The uploaded or saved video lacks the narration, which is in `sound`.
     void narrationLeft(const std::filesystem::path& sound);
     void deleteFailed(const ErrorDescription& error);
+    /// The token is in this process alone.
+    void signInNotStored(const ErrorDescription& error);
     /// `review`: the page that shows the video, if there is one.
     void savedLocally(const std::filesystem::path& video, const std::optional<QUrl>& review);
     /// `recordings` is not empty. `sessionIds`: of those that can be uploaded to the service in use.

@@ -18,18 +18,13 @@ namespace tavro {
 class BackendError final : public Error {
 public:
     enum class Case { notFound, notAuthenticated };
-    /// `httpStatus`: of the service's answer to a request below /api/app/; 0 for any other refusal.
-    explicit BackendError(Case which, int httpStatus = 0)
+    explicit BackendError(Case which, Cause cause = {})
         : Error(QStringLiteral("Tavro.BackendError"), static_cast<int>(which),
               Named{
-                  which == Case::notFound ? QStringLiteral("notFound") : QStringLiteral("notAuthenticated")})
-        , status(httpStatus) {}
+                  which == Case::notFound ? QStringLiteral("notFound") : QStringLiteral("notAuthenticated")},
+              cause) {}
     Case which() const { return static_cast<Case>(code()); }
-    int httpStatus() const { return status; }
     bool operator==(const BackendError& other) const { return which() == other.which(); }
-
-private:
-    int status;
 };
 
 struct SessionHandle {
@@ -50,8 +45,9 @@ class BackendClient {
 public:
     virtual ~BackendClient() = default;
 
-    /// The service's base address; "local" where sessions stay on this computer. Any thread.
-    virtual QString address() const { return QStringLiteral("local"); }
+    static inline const QString localAddress = QStringLiteral("local");
+    /// The service's base address; `localAddress` where sessions stay on this computer. Any thread.
+    virtual QString address() const { return localAddress; }
 
     virtual QCoro::Task<std::optional<User>> currentUser() = 0;
     virtual QCoro::Task<std::vector<Project>> listProjects() = 0;

@@ -28,8 +28,34 @@ struct Release {
     void operator()(auto* handle) const { release(handle); }
 };
 
+Cause causeOf(CURLcode code) {
+    switch (code) {
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+        return {Cause::serviceUnreachable};
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+        return {Cause::connectionLost};
+    case CURLE_OPERATION_TIMEDOUT:
+        return {Cause::serviceSilent};
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return {Cause::serviceUntrusted};
+    case CURLE_WEIRD_SERVER_REPLY:
+        return {Cause::answerNotUnderstood};
+    default:
+        return {};
+    }
+}
+
 PlatformError curlError(CURLcode code, const QString& text) {
-    return PlatformError(QStringLiteral("curl"), code, text);
+    return PlatformError(QStringLiteral("curl"), code, text, causeOf(code));
+}
+
+PlatformError unreadable(const QFile& file, QFileDevice::FileError code) {
+    return PlatformError(QStringLiteral("QFile"), code, file.errorString(), {Cause::fileUnreadable});
 }
 
 /// What libcurl's callbacks work on.
@@ -145,7 +171,7 @@ HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chro
     const UploadProgress& progress, const std::stop_token& stop) {
     Upload upload{progress, path};
     if (!upload.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        throw PlatformError(QStringLiteral("QFile"), upload.file.error(), upload.file.errorString());
+        throw unreadable(upload.file, upload.file.error());
     upload.total = upload.file.size();
 
     [[maybe_unused]] static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -185,7 +211,7 @@ HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chro
 
     const CURLcode result = perform(easy.get(), upload, timeout, stop);
     if (result == CURLE_ABORTED_BY_CALLBACK)
-        throw PlatformError(QStringLiteral("QFile"), QFileDevice::ReadError, upload.file.errorString());
+        throw unreadable(upload.file, QFileDevice::ReadError);
     const bool isAnswered =
         result == CURLE_OK || result == CURLE_WRITE_ERROR; // the latter: a body was refused
     if (!isAnswered && upload.unreadStatus >= 400)

@@ -31,7 +31,7 @@ constexpr auto jsonForm(const Presign*) {
 QUrl validURL(const QString& text) {
     QUrl url(text, QUrl::StrictMode);
     if (!url.isValid())
-        throw BackendError(BackendError::Case::notFound);
+        throw BackendError(BackendError::Case::notFound, {Cause::answerNotUnderstood});
     return url;
 }
 
@@ -125,7 +125,7 @@ QUrl HTTPBackend::Service::url(const QString& path) const {
     QUrl url = baseURL;
     url.setPath(path, QUrl::DecodedMode);
     if (!baseURL.isValid() || !url.isValid())
-        throw BackendError(BackendError::Case::notFound);
+        throw BackendError(BackendError::Case::notFound, {Cause::serviceUnreachable});
     return url;
 }
 

@@ -3,6 +3,7 @@
 #include "Backend/BackendClient.h"
 #include "Backend/RequestBody.h"
 #include "Core/Errors.h"
+#include "Core/Log.h"
 #include "Core/SerialQueue.h"
 
 #include <QCoreApplication>
@@ -25,8 +26,44 @@ struct DeleteLater {
 };
 using ReplyHandle = std::unique_ptr<QNetworkReply, DeleteLater>;
 
+Cause causeOf(QNetworkReply::NetworkError code) {
+    switch (code) {
+    case QNetworkReply::ConnectionRefusedError:
+    case QNetworkReply::HostNotFoundError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+    case QNetworkReply::UnknownNetworkError:
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyNotFoundError:
+        return {Cause::serviceUnreachable};
+    case QNetworkReply::RemoteHostClosedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+        return {Cause::connectionLost};
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::ProxyTimeoutError:
+        return {Cause::serviceSilent};
+    case QNetworkReply::SslHandshakeFailedError:
+        return {Cause::serviceUntrusted};
+    case QNetworkReply::ProtocolFailure:
+    case QNetworkReply::UnknownContentError:
+        return {Cause::answerNotUnderstood};
+    default:
+        return {};
+    }
+}
+
 PlatformError transportError(QNetworkReply::NetworkError code, const QString& text) {
-    return PlatformError(QStringLiteral("QNetworkReply"), code, text);
+    return PlatformError(QStringLiteral("QNetworkReply"), code, text, causeOf(code));
+}
+
+/// A refusal by status. The error's text does not tell it, so the log does.
+BackendError refused(Cause::Kind kind, int status, const QByteArray& method, const QUrl& url) {
+    Log::error(QStringLiteral("backend: %1 %2 was answered with HTTP %3")
+                   .arg(QString::fromUtf8(method),
+                       url.toString(QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment),
+                       QString::number(status)));
+    const bool isHttp = status > 0;
+    return BackendError(BackendError::Case::notFound, {isHttp ? kind : Cause::answerNotUnderstood, status});
 }
 
 PlatformError errorOf(const QNetworkReply& reply) {
@@ -100,9 +137,11 @@ QCoro::Task<QByteArray> HttpTransport::send(HttpRequest request) {
     auto running = answerTo(request);
     const HttpAnswer answer = co_await running;
     const bool isDoneAlready = request.method == "DELETE" && answer.status == 404 && answer.isSentAgain;
-    if (!answer.isSuccess() && !isDoneAlready)
-        throw BackendError(BackendError::Case::notFound, answer.status);
-    co_return answer.body;
+    if (answer.isSuccess() || isDoneAlready)
+        co_return answer.body;
+    constexpr int notFound = 404;
+    throw refused(answer.status == notFound ? Cause::unknownToService : Cause::serviceRefused, answer.status,
+        request.method, request.url);
 }
 
 QCoro::Task<HttpAnswer> HttpTransport::answerTo(HttpRequest request) {
@@ -131,7 +170,7 @@ QCoro::Task<> HttpTransport::upload(QUrl url, std::filesystem::path file, Upload
             co_return;
         const auto next = redirectionOf(answer, url);
         if (answer.status < 307 || !next || followed == mostRedirections)
-            throw BackendError(BackendError::Case::notFound);
+            throw refused(Cause::serviceRefused, answer.status, "PUT", url);
         url = *next;
     }
 }

@@ -31,7 +31,8 @@ class JsonError final : public Error {
 public:
     enum class Case { malformed, missingKey, wrongType, unknownName, notFinite };
     JsonError(Case which, QString message)
-        : Error(QStringLiteral("Tavro.JSON"), static_cast<int>(which), std::move(message)) {}
+        : Error(QStringLiteral("Tavro.JSON"), static_cast<int>(which), std::move(message),
+              {Cause::answerNotUnderstood}) {}
     Case which() const { return static_cast<Case>(code()); }
 };
 

@@ -9,6 +9,30 @@
 
 namespace tavro {
 
+namespace {
+
+Cause causeOf(QAbstractSocket::SocketError code) {
+    switch (code) {
+    case QAbstractSocket::ConnectionRefusedError: // also when the service answers without a WebSocket
+        return {Cause::liveEventsRefused};
+    case QAbstractSocket::HostNotFoundError:
+    case QAbstractSocket::NetworkError:
+    case QAbstractSocket::ProxyConnectionRefusedError:
+    case QAbstractSocket::ProxyNotFoundError:
+        return {Cause::serviceUnreachable};
+    case QAbstractSocket::RemoteHostClosedError:
+        return {Cause::connectionLost};
+    case QAbstractSocket::SocketTimeoutError:
+        return {Cause::serviceSilent};
+    case QAbstractSocket::SslHandshakeFailedError:
+        return {Cause::serviceUntrusted};
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
 LiveChannel::LiveChannel(
     const QNetworkRequest& request, std::chrono::milliseconds timeout, std::chrono::milliseconds keepAlive) {
     idle.setSingleShot(true);
@@ -84,7 +108,7 @@ void LiveChannel::settleWritten() {
 
 void LiveChannel::fail(QAbstractSocket::SocketError code, const QString& text) {
     if (!failure)
-        failure = PlatformError(QStringLiteral("QWebSocket"), code, text);
+        failure = PlatformError(QStringLiteral("QWebSocket"), code, text, causeOf(code));
     idle.stop();
     ping.stop();
     const auto error = std::make_exception_ptr(*failure);

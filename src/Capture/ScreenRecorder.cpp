@@ -26,8 +26,8 @@ const StreamConfiguration streamConfiguration{.width = TakeFormat::width,
 // The file format limits the time between two pictures to some 35 minutes, in microseconds.
 constexpr auto longestHold = 10min;
 
-PlatformError recorderError(int code, const QString& message = {}) {
-    return PlatformError(QStringLiteral("Tavro.ScreenRecorder"), code, message);
+PlatformError recorderError(int code, const QString& message = {}, Cause cause = {}) {
+    return PlatformError(QStringLiteral("Tavro.ScreenRecorder"), code, message, cause);
 }
 
 QString startLine(const CaptureTargetMeta& target, bool includeMic, const QString& grant) {
@@ -81,7 +81,7 @@ QCoro::Task<> ScreenRecorder::start(
     if (!filter) {
         Log::error(
             QStringLiteral("recorder.start: capture target not found (filter nil) — aborting session start"));
-        throw recorderError(1, QStringLiteral("Capture target not found"));
+        throw recorderError(1, QStringLiteral("Capture target not found"), {Cause::displayGone});
     }
     outputFile = outputURL;
     currentFrame.reset();

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <exception>
 #include <functional>
 #include <optional>
 
@@ -16,8 +17,11 @@ public:
     virtual ~SecretStore() = default;
     /// Calls `reader` now or later, but not after the store is destroyed. No value: missing or unreadable.
     virtual void read(const QString& service, const QString& account, Reader reader) = 0;
-    /// Replaces the secret; no value removes it. The last of several writes wins. Failures are logged.
+    /// Replaces the secret; no value removes it. The last of several writes wins. Failures are logged, and
+    /// told to the handler below.
     virtual void write(const QString& service, const QString& account, std::optional<QByteArray> value) = 0;
+    /// Sets the one handler, called when a secret could not be stored.
+    virtual void onNotStored(std::function<void(std::exception_ptr reason)> handler) = 0;
 };
 
 } // namespace tavro

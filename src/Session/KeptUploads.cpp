@@ -17,30 +17,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum Refusal { isGone = 1, isInUse, isDamaged, isOfAnotherService, isUnknown };
+enum Refusal { isGone = 1, isInUse, isDamaged, isOfAnotherService };
 
 PlatformError refusal(Refusal code, const QString& message) {
-    return PlatformError(QStringLiteral("Tavro.KeptUploads"), code, message);
+    const bool mayWorkLater = code == isInUse;
+    return PlatformError(QStringLiteral("Tavro.KeptUploads"), code, message,
+        {mayWorkLater ? Cause::other : Cause::recordingUnusable});
 }
 
 bool isFile(const fs::path& path) {
     std::error_code ignored;
     return fs::is_regular_file(path, ignored);
-}
-
-/// The error being handled, in words that fit an upload.
-ErrorDescription describeUploadError() {
-    try {
-        throw;
-    } catch (const BackendError& error) {
-        constexpr int notFound = 404;
-        if (error.httpStatus() == notFound)
-            return describe(std::make_exception_ptr(
-                refusal(isUnknown, QStringLiteral("The service no longer knows this session."))));
-        return describeCurrentError();
-    } catch (...) {
-        return describeCurrentError();
-    }
 }
 
 } // namespace
@@ -125,7 +112,7 @@ QCoro::Task<> KeptUploads::State::run(std::shared_ptr<State> state, Job job) {
             co_await uploading;
         }
     } catch (...) {
-        outcome.failure = describeUploadError();
+        outcome.failure = describeCurrentError();
         Log::error(
             QStringLiteral("recordings: %1 was not %2: %3")
                 .arg(job.sessionId, job.uploads ? QStringLiteral("uploaded") : QStringLiteral("made whole"),

@@ -56,7 +56,8 @@ QString name(SessionAction action) {
 
 SessionStateMachine::TransitionError::TransitionError(SessionPhase phase, SessionAction refused)
     : Error(QStringLiteral("Tavro.SessionStateMachine.TransitionError"), 0,
-          Named{QStringLiteral("invalid(from: %1, action: %2)").arg(name(phase), name(refused))})
+          Named{QStringLiteral("invalid(from: %1, action: %2)").arg(name(phase), name(refused))},
+          {Cause::sessionUnderWay})
     , fromPhase(phase)
     , refusedAction(refused) {}
 

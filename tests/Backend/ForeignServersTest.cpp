@@ -313,6 +313,7 @@ TEST(ForeignServers, areNotTrustedWithoutTheirAuthority) {
     const auto rest = errorOf([&] { newSession(toSecure); });
     EXPECT_EQ(rest.domain, u"QNetworkReply");
     EXPECT_EQ(rest.code, QNetworkReply::SslHandshakeFailedError);
+    EXPECT_EQ(rest.cause.kind, Cause::serviceUntrusted);
     EXPECT_EQ(secure.lines(), QList<QByteArray>());
 
     Nginx nginx(&authority);
@@ -335,6 +336,7 @@ TEST(ForeignServers, areNotTrustedWithoutTheirAuthority) {
         const auto error = errorOf(call.make);
         EXPECT_EQ(error.domain, QLatin1String(call.domain));
         EXPECT_EQ(error.code, call.code);
+        EXPECT_EQ(error.cause.kind, Cause::serviceUntrusted);
         EXPECT_TRUE(error.localizedDescription.contains(u"certificate"_qs))
             << qPrintable(error.localizedDescription);
     }

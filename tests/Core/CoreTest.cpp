@@ -1,5 +1,5 @@
 #include "Core/DesktopSession.h"
-#include "Core/Errors.h"
+#include "Core/ErrorWords.h"
 #include "Core/Log.h"
 #include "Core/SerialQueue.h"
 #include "Core/Tasks.h"
@@ -119,6 +119,59 @@ TEST(Errors, describesEveryKindOfException) {
     const auto system = test::errorOf([] { (void)std::filesystem::file_size("/nonexistent/file"); });
     EXPECT_EQ(system.code, ENOENT);
     EXPECT_TRUE(system.localizedDescription.contains(u"/nonexistent/file"));
+    EXPECT_EQ(system.message, u"No such file or directory");
+    const auto full = test::errorOf([] {
+        throw std::filesystem::filesystem_error("copy", std::error_code(ENOSPC, std::generic_category()));
+    });
+    EXPECT_EQ(full.cause.kind, Cause::diskFull);
+}
+
+TEST(ErrorWords, everyFailureHasASentenceWithoutDomainAndCode) {
+    for (int kind = 0; kind <= Cause::keyringRefused; ++kind) {
+        for (const QString& message : {QString(), QStringLiteral("Why")}) {
+            const Cause cause{static_cast<Cause::Kind>(kind), 403};
+            const auto error = test::errorOf(
+                [&] { throw PlatformError(QStringLiteral("Tavro.Test"), 739, message, cause); });
+            for (const Attempt attempt : {Attempt::createSession, Attempt::upload, Attempt::deleteSession,
+                     Attempt::listProjects, Attempt::local}) {
+                const auto [happened, remedy] = inWords(error, attempt);
+                EXPECT_TRUE(happened.endsWith(u'.')) << kind;
+                EXPECT_TRUE(remedy.isEmpty() || remedy.endsWith(u'.')) << kind;
+                for (const char* detail : {"Tavro.Test", "739", "error"})
+                    EXPECT_FALSE((happened + remedy).contains(QLatin1String(detail))) << kind << detail;
+                const bool tellsItself = kind == Cause::other || kind == Cause::recordingUnusable;
+                EXPECT_EQ(happened == u"Why.", tellsItself && !message.isEmpty());
+            }
+        }
+    }
+}
+
+TEST(ErrorWords, tellOfARefusalBySortAndByWhatWasAskedFor) {
+    const struct {
+        Cause cause;
+        Attempt attempt;
+        QString happened, remedy;
+    } cases[] = {
+        {{Cause::serviceRefused, 403}, Attempt::upload,
+            QStringLiteral("The service refused the upload (HTTP 403)."),
+            QStringLiteral("Ask whoever runs the service.")},
+        {{Cause::serviceRefused, 401}, Attempt::listProjects,
+            QStringLiteral("The service refused to list the projects (HTTP 401)."),
+            QStringLiteral("Sign in again in Settings.")},
+        {{Cause::serviceRefused, 500}, Attempt::createSession,
+            QStringLiteral("The service has a fault and refused the new session (HTTP 500)."),
+            QStringLiteral("Try again later.")},
+        {{Cause::unknownToService, 404}, Attempt::createSession,
+            QStringLiteral("The service no longer knows this scenario."),
+            QStringLiteral("Choose another one.")},
+        {{Cause::unknownToService, 404}, Attempt::upload,
+            QStringLiteral("The service no longer knows this session."), {}},
+    };
+    for (const auto& c : cases) {
+        const auto error = test::errorOf([&] { throw PlatformError(QStringLiteral("D"), 1, {}, c.cause); });
+        EXPECT_EQ(inWords(error, c.attempt).happened, c.happened);
+        EXPECT_EQ(inWords(error, c.attempt).remedy, c.remedy);
+    }
 }
 
 TEST(SerialQueue, runsInOrderAndBeforeItIsDestroyed) {

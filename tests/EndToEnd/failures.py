@@ -91,7 +91,7 @@ def restart_without_its_monitor_is_told_at_once(scene):
         program.bar.press("More", "push button")
         program.bar.press("Restart")
         told = driver.wait_notification("Nothing is being recorded")
-        check(told["body"].startswith("Capture target not found\n"), told["body"])
+        check(told["body"].startswith("The display is not there any more.\n"), told["body"])
     finally:
         driver.run("xrandr", "--delmonitor", "another")
     program.bar.press("More", "push button")

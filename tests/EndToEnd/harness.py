@@ -34,8 +34,8 @@ def equal(actual, expected, what):
 class Service:
     """The loopback service, as a process."""
 
-    def __init__(self, executable):
-        self.process = subprocess.Popen([executable], stdout=subprocess.PIPE, text=True)
+    def __init__(self, *command):
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
         self.url = json.loads(self.process.stdout.readline())["url"]
         driver.set_default("tavro.backendURL", self.url)
 
@@ -65,7 +65,7 @@ class Scene:
 
     def __init__(self, program, service):
         self.executables = program, service
-        self.programs, self.services = [], []
+        self.programs, self.services, self.displays = [], [], []
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="home-", dir=environment("TAVRO_DESKTOP")))
         for name in ("CONFIG", "DATA", "STATE", "CACHE"):
             os.environ[f"XDG_{name}_HOME"] = str(self.home / name.lower())
@@ -83,10 +83,17 @@ class Scene:
         program.wait_log("Tavro launched")
         return program
 
-    def service(self):
-        service = Service(self.executables[1])
+    def service(self, *arguments):
+        service = Service(self.executables[1], *arguments)
         self.services.append(service)
         return service
+
+    def display(self, *arguments):
+        """A further X server; returns its name."""
+        command = ["Xvfb", "-displayfd", "1", "-nolisten", "tcp", *arguments]
+        server = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.displays.append(server)
+        return ":" + server.stdout.readline().strip()
 
     def grant_all(self):
         driver.grant_all()
@@ -100,6 +107,9 @@ class Scene:
             program.process.wait()
         for service in self.services:
             service.stop()
+        for server in self.displays:
+            server.kill()
+            server.wait()
         if shutil.which("secret-tool"):
             subprocess.run(["secret-tool", "clear", *driver.KEYRING_ITEM], check=False, stderr=subprocess.DEVNULL)
 
@@ -150,9 +160,18 @@ def let_time_pass(program, seconds):
     wait_for(lambda: shown() >= start + seconds, f"{seconds} s on the bar's clock")
 
 
-def signed_in(scene):
+def lock_keyring():
+    keyring = "/org/freedesktop/secrets/collection/login"
+    subprocess.run(
+        ["gdbus", "call", "--session", "-d", "org.freedesktop.secrets", "-o", "/org/freedesktop/secrets",
+         "-m", "org.freedesktop.Secret.Service.Lock", f"['{keyring}']"],
+        check=True, stdout=subprocess.DEVNULL,
+    )
+
+
+def signed_in(scene, *arguments):
     """A service, and a program that is signed in there and may record."""
-    service = scene.service()
+    service = scene.service(*arguments)
     scene.grant_all()
     scene.sign_in()
     return service, scene.start()

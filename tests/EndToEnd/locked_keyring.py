@@ -8,16 +8,6 @@ import harness
 from harness import Failure, wait_for
 
 
-def lock():
-    service = "org.freedesktop.secrets"
-    keyring = "/org/freedesktop/secrets/collection/login"
-    subprocess.run(
-        ["gdbus", "call", "--session", "-d", service, "-o", "/org/freedesktop/secrets",
-         "-m", "org.freedesktop.Secret.Service.Lock", f"['{keyring}']"],
-        check=True, stdout=subprocess.DEVNULL,
-    )
-
-
 def questions():
     command = ["xdotool", "search", "--onlyvisible", "--class", "gcr-prompter"]
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False).stdout.split()
@@ -40,7 +30,7 @@ def signs_in_when_it_is_unlocked(scene):
     service = scene.service()
     scene.grant_all()
     scene.sign_in()
-    lock()
+    harness.lock_keyring()
     with subprocess.Popen(["/usr/libexec/gcr-prompter", "--no-timeout"]) as prompter:
         try:
             program = scene.start()

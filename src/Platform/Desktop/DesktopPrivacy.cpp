@@ -1,6 +1,6 @@
 #include "Platform/Desktop/DesktopPrivacy.h"
 
-#include "Core/Errors.h"
+#include "Core/ErrorWords.h"
 #include "Core/Paths.h"
 #include "Core/Tasks.h"
 #include "Platform/Notifier.h"
@@ -61,7 +61,7 @@ QCoro::Task<> DesktopPrivacy::askForScreen() {
         co_await asking;
     } catch (const CaptureCancelled&) { // the user knows
     } catch (...) {
-        why = describeCurrentError().localizedDescription;
+        why = inWords(describeCurrentError(), Attempt::local).happened;
     }
     const auto present = alive.lock();
     if (!present)
@@ -73,8 +73,9 @@ QCoro::Task<> DesktopPrivacy::askForScreen() {
 }
 
 void DesktopPrivacy::tellOfObstacle(const QString& obstacle) {
-    notifier.show(
-        {.summary = QStringLiteral("This screen cannot be recorded"), .body = obstacle, .failure = true});
+    notifier.show({.summary = QStringLiteral("This screen cannot be recorded"),
+        .body = asSentence(obstacle),
+        .failure = true});
 }
 
 AuthorizationStatus DesktopPrivacy::microphoneAuthorization() {

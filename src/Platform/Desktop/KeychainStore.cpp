@@ -56,9 +56,10 @@ void readFrom01(const QString& service, const QString& account, SecretStore::Rea
         "service", service.toUtf8().constData(), "account", account.toUtf8().constData(), nullptr);
 }
 
-void logNotStored(const QString& account, bool isLocked) {
-    const QString reason = isLocked ? QStringLiteral(", the keyring stayed locked") : QString();
-    Log::error(QStringLiteral("secrets: %1 was not stored").arg(account) + reason);
+PlatformError errorOf(const QKeychain::Job& job) {
+    const bool isLocked = job.error() == QKeychain::AccessDenied;
+    return PlatformError(QStringLiteral("QtKeychain"), job.error(), job.errorString(),
+        {isLocked ? Cause::keyringLocked : Cause::keyringRefused});
 }
 
 } // namespace
@@ -80,7 +81,9 @@ void KeychainStore::write(const QString& service, const QString& account, std::o
         if (isThere)
             writeToKeychain(service, account, value);
         else if (!file.write(service, account, value) && value)
-            logNotStored(account, false);
+            tellNotStored(account, PlatformError(QStringLiteral("Tavro.Secrets"), 1,
+                                       QStringLiteral("There is no keyring, and the file in its place "
+                                                      "cannot be written.")));
     });
 }
 
@@ -113,13 +116,25 @@ void KeychainStore::writeToKeychain(
     }
     connect(job, &QKeychain::Job::finished, this, [=, this, isValue = value.has_value()] {
         if (isValue && job->error() != QKeychain::NoError)
-            return logNotStored(account, job->error() == QKeychain::AccessDenied);
+            return tellNotStored(account, errorOf(*job));
         file.write(service, account, std::nullopt);
         const auto finish = [](GObject*, GAsyncResult*, gpointer) { secret_service_disconnect(); };
         secret_password_clear(schemaOf01(), nullptr, finish, nullptr, "service", service.toUtf8().constData(),
             "account", account.toUtf8().constData(), nullptr);
     });
     start(job, account);
+}
+
+void KeychainStore::onNotStored(std::function<void(std::exception_ptr)> handler) {
+    notStored = std::move(handler);
+}
+
+void KeychainStore::tellNotStored(const QString& account, const PlatformError& reason) const {
+    const bool isLocked = reason.cause().kind == Cause::keyringLocked;
+    Log::error(
+        QStringLiteral("secrets: %1 was not stored").arg(account) +
+        (isLocked ? QStringLiteral(", the keyring stayed locked") : QStringLiteral(": ") + reason.text()));
+    notStored(std::make_exception_ptr(reason));
 }
 
 /// On KDE it is KWallet, when that answers. QtKeychain asks it again, and blocks until it answers.

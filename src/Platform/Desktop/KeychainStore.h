@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/Errors.h"
 #include "Platform/Desktop/FileSecretStore.h"
 #include "Platform/SecretStore.h"
 
@@ -17,6 +18,7 @@ public:
 
     void read(const QString& service, const QString& account, Reader reader) override;
     void write(const QString& service, const QString& account, std::optional<QByteArray> value) override;
+    void onNotStored(std::function<void(std::exception_ptr reason)> handler) override;
 
 private:
     void findKeychain(const std::function<void(bool isThere)>& then);
@@ -24,7 +26,10 @@ private:
     void writeToKeychain(
         const QString& service, const QString& account, const std::optional<QByteArray>& value);
 
+    void tellNotStored(const QString& account, const PlatformError& reason) const;
+
     const FileSecretStore file;
+    std::function<void(std::exception_ptr)> notStored = [](const std::exception_ptr&) {};
     bool isWritten = false; ///< by this process: then what is read is no news
 };
 

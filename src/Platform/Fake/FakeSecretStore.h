@@ -30,6 +30,7 @@ public:
         if (value)
             items.emplace(std::pair(service, account), *value);
     }
+    void onNotStored(std::function<void(std::exception_ptr)>) override {}
     void answer() { std::exchange(pending, {})(); } ///< the last read
 
 private:

@@ -39,7 +39,7 @@ PlatformError error(int code) {
     QString message = QString::fromUtf8(text.data());
     if (const QStringList lines = std::exchange(reported, {}); !lines.isEmpty())
         message += QStringLiteral(" (%1)").arg(lines.join(QStringLiteral("; ")));
-    return PlatformError(QStringLiteral("libav"), code, message);
+    return PlatformError(QStringLiteral("libav"), code, message, causeOfErrno(AVUNERROR(code)));
 }
 
 int check(int code) {
@@ -50,7 +50,7 @@ int check(int code) {
 
 PlatformError systemError(int errorNumber) {
     return PlatformError(QStringLiteral("POSIX"), errorNumber,
-        QString::fromStdString(std::generic_category().message(errorNumber)));
+        QString::fromStdString(std::generic_category().message(errorNumber)), causeOfErrno(errorNumber));
 }
 
 } // namespace tavro::libav

@@ -1,6 +1,6 @@
 #include "Platform/Screen/CaptureThread.h"
 
-#include "Core/Errors.h"
+#include "Core/ErrorWords.h"
 #include "Core/Log.h"
 #include "Platform/Screen/Canvas.h"
 #include "Platform/Screen/FramePacer.h"
@@ -230,11 +230,12 @@ CaptureThread::CaptureThread(MakeSource makeSource, const StreamConfiguration& c
 
 // In words for the user: an exception's own text, e.g. "std::bad_alloc", explains nothing.
 void CaptureThread::fail() {
-    const QString why = localizedDescriptionOfCurrentError();
-    Log::error(QStringLiteral("capture: ended by an error, no more pictures: ") + why);
+    const ErrorDescription why = describeCurrentError();
+    Log::error(QStringLiteral("capture: ended by an error, no more pictures: ") + why.localizedDescription);
     if (!order()) // else only the last picture is missing
         channel->fail(std::make_exception_ptr(PlatformError(QStringLiteral("Tavro.Screen"), 7,
-            QStringLiteral("The screen cannot be recorded any more (%1).").arg(why))));
+            QStringLiteral("The screen cannot be recorded any more. ") +
+                inWords(why, Attempt::local).happened)));
 }
 
 CaptureThread::~CaptureThread() {

@@ -253,7 +253,7 @@ TEST_F(DesktopPrivacyTest, aDialogOfTheDesktopGrantsTheScreen) {
         {"chosen", [this] { obstacle.clear(); }, true, {}},
         {"cancelled", [] { throw CaptureCancelled(); }, false, {}},
         {"refused", [] { throw PlatformError(QStringLiteral("D"), 1, QStringLiteral("why")); }, false,
-            QStringLiteral("why")},
+            QStringLiteral("why.")},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -303,5 +303,5 @@ TEST_F(DesktopPrivacyTest, screenThatCannotBeCapturedIsExplainedWhenAskedFor) {
     EXPECT_TRUE(notifier.shown.empty());
     EXPECT_FALSE(privacy.requestScreenCaptureAccess());
     ASSERT_EQ(notifier.shown.size(), 1U);
-    EXPECT_EQ(notifier.shown[0].body, obstacle);
+    EXPECT_EQ(notifier.shown[0].body, obstacle + QLatin1Char('.'));
 }

@@ -364,7 +364,8 @@ TEST_F(X11ScreenCapture, tellsOfAFailureThatEndsIt) {
     EXPECT_TRUE(waitUntil([&] { return !recording.failures.empty(); }));
     noMemoryForPictures = false;
     EXPECT_EQ(recording.failures,
-        QStringList(QStringLiteral("The screen cannot be recorded any more (std::bad_alloc).")));
+        QStringList(
+            QStringLiteral("The screen cannot be recorded any more. The computer has no memory left.")));
     EXPECT_TRUE(lines.contains(
         QStringLiteral("[ERROR] capture: ended by an error, no more pictures: std::bad_alloc")));
     const auto before = recording.count;
