@@ -124,6 +124,7 @@ void AppDelegate::buildBackend() {
         return;
     }
     backend = makeBackend();
+    tokenInUse = keychain.get(apiTokenAccount);
     localBackend = std::dynamic_pointer_cast<MockBackend>(backend);
     backend->setUploadProgress([this](auto sent, auto total) { bar.setUploadProgress(sent, total); });
     session = std::make_shared<RecordingSession>(backend, capture, muxer, workDirectory());
@@ -165,8 +166,13 @@ void AppDelegate::showSetup() {
         backend, [this] { return CaptureCatalog::displays(*desktop.screen.service); },
         [this](
             const SetupResult& result) { startOperation([this, result] { return beginSession(result); }); },
-        [] {});
+        [] {}, emailInUse());
     setup->show();
+}
+
+/// The user at the backend in use. Who has signed in or out since it was built is somebody else.
+std::optional<QString> AppDelegate::emailInUse() const {
+    return keychain.get(apiTokenAccount) == tokenInUse ? config.defaults.string(userEmailKey) : std::nullopt;
 }
 
 void AppDelegate::showSettings() {

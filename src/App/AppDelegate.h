@@ -72,6 +72,7 @@ private:
     void tokenIsRead();
     void tellWhenThereIsNoTray();
     AppSignIn& signIn();
+    std::optional<QString> emailInUse() const;
 
     LinuxDesktop& desktop;
     const WorkerConfig config;
@@ -87,6 +88,7 @@ private:
     std::shared_ptr<BackendClient> backend;
     std::shared_ptr<MockBackend> localBackend; ///< the backend, when it is the local one
     std::shared_ptr<RecordingSession> session; ///< shared with the operations under way
+    std::optional<QString> tokenInUse;         ///< the keychain's when the backend was built
     bool rebuildWhenEnded = false;
     int operationsUnderWay = 0;            ///< begin, finish and delete, from the press of the button on
     std::optional<Promise<void>> allEnded; ///< set while the program's end waits for the operations

@@ -13,7 +13,7 @@ namespace tavro {
 /// events.json, video.mp4 and review.html to `<root>/sessions/<id>` and never reads them back. The video of a
 /// session from an earlier run can still be uploaded as long as its folder exists; its review page then tells
 /// little but when it was recorded.
-class MockBackend final : public BackendClient {
+class MockBackend : public BackendClient {
 public:
     /// Creates `root` with its parents. A failure shows when a video is uploaded.
     explicit MockBackend(std::filesystem::path root);

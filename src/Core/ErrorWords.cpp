@@ -55,7 +55,7 @@ ErrorWords unknownToService(Attempt attempt) {
         return {QStringLiteral("The service no longer knows this scenario."),
             QStringLiteral("Choose another one.")};
     if (attempt == Attempt::listProjects)
-        return {QStringLiteral("There is no such service at its address (HTTP 404)."),
+        return {QStringLiteral("The service's address leads elsewhere (HTTP 404)."),
             QStringLiteral("Check the service's address.")};
     return {QStringLiteral("The service no longer knows this session."), {}};
 }

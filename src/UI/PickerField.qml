@@ -9,6 +9,8 @@ T.ComboBox {
     required property string label
     required property var items
     required property string selectedId
+    property bool loading: false // its items are still to come
+    readonly property string shownText: loading ? "Loading…" : displayText
     signal picked(string id)
     signal submitted // the Return key, which a plain combo box does not pass on
 
@@ -24,7 +26,7 @@ T.ComboBox {
     implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.body
     Accessible.name: label
-    Accessible.description: displayText
+    Accessible.description: shownText
     Accessible.onPressAction: popup.open()
 
     Keys.onPressed: event => {
@@ -38,9 +40,9 @@ T.ComboBox {
     onModelChanged: Qt.callLater(showSelected) // qmllint disable
 
     contentItem: Text {
-        text: picker.displayText
+        text: picker.shownText
         font: picker.font
-        color: Theme.c.paper
+        color: picker.loading ? Theme.c.sand : Theme.c.paper
         elide: Text.ElideRight
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true

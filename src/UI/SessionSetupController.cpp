@@ -6,14 +6,15 @@
 namespace tavro {
 
 SessionSetupController::SessionSetupController(std::shared_ptr<BackendClient> backendGiven,
-    SetupModel::Displays displaysGiven, OnStart start, OnCancel cancel)
+    SetupModel::Displays displaysGiven, OnStart start, OnCancel cancel, std::optional<QString> email)
     : backend(std::move(backendGiven))
     , displays(std::move(displaysGiven))
     , onStart(std::move(start))
-    , onCancel(std::move(cancel)) {}
+    , onCancel(std::move(cancel))
+    , userEmail(std::move(email)) {}
 
 void SessionSetupController::show() {
-    const auto model = std::make_shared<SetupModel>(backend, displays);
+    const auto model = std::make_shared<SetupModel>(backend, displays, userEmail);
     model->onStart = [this](const SetupResult& result) {
         const OnStart callback = onStart; // the callee may destroy this controller
         currentWindow->setAside();

@@ -14,8 +14,9 @@ public:
     using OnStart = std::function<void(SetupResult)>;
     using OnCancel = std::function<void()>;
 
+    /// `email`: of the user at the backend; absent where it is not known.
     SessionSetupController(std::shared_ptr<BackendClient> backend, SetupModel::Displays displays,
-        OnStart onStart, OnCancel onCancel);
+        OnStart onStart, OnCancel onCancel, std::optional<QString> email = std::nullopt);
 
     /// Shows a new window and fills its form. Cancel closes it, then calls back; the close button only closes
     /// it. Start hides it, then calls back; `showAgain()` or `drop()` follows.
@@ -34,6 +35,7 @@ private:
     const SetupModel::Displays displays;
     const OnStart onStart;
     const OnCancel onCancel;
+    const std::optional<QString> userEmail;
     ViewWindowPtr currentWindow;
 };
 

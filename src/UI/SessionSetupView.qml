@@ -42,9 +42,12 @@ FocusScope {
                 labelWidth: form.labelWidth
 
                 PickerField {
+                    id: projectPicker
+
                     width: parent.width
                     focus: true
                     label: "Project"
+                    loading: form.model.loadingProjects
                     items: form.model.projects
                     selectedId: form.model.selectedProjectId
                     onPicked: id => form.model.selectProject(id)
@@ -61,6 +64,7 @@ FocusScope {
                 PickerField {
                     width: parent.width
                     label: "Scenario"
+                    loading: form.model.loadingScenarios
                     items: form.model.scenarios
                     selectedId: form.model.selectedScenarioId
                     onPicked: id => form.model.selectedScenarioId = id
@@ -88,6 +92,37 @@ FocusScope {
                     onClicked: form.model.add()
                 }
             }
+            Item {
+                width: parent.width
+                implicitHeight: Math.max(failure.implicitHeight, again.implicitHeight)
+                visible: failure.text !== ""
+
+                Text {
+                    id: failure
+
+                    anchors.verticalCenter: parent.verticalCenter
+                    width: parent.width - again.width - 16
+                    text: form.model.serviceFailure
+                    textFormat: Text.PlainText
+                    font: Theme.body
+                    color: Theme.c.sand
+                    wrapMode: Text.WordWrap
+                    Accessible.role: Accessible.AlertMessage
+                    Accessible.name: text
+                }
+                GhostButtonStyle {
+                    id: again
+
+                    anchors.right: parent.right
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: "Try Again"
+                    onClicked: form.model.tryAgain()
+                    onVisibleChanged: { // the keyboard stays with the form
+                        if (!visible && focus)
+                            projectPicker.forceActiveFocus()
+                    }
+                }
+            }
         }
 
         FormCard {
@@ -103,6 +138,7 @@ FocusScope {
                 PickerField {
                     width: parent.width
                     label: "Capture"
+                    loading: form.model.loadingDisplays
                     items: form.model.captureOptions
                     selectedId: form.model.selectedCaptureId
                     onPicked: id => form.model.selectedCaptureId = id
@@ -149,6 +185,17 @@ FocusScope {
                 checked: form.model.includeMic
                 onToggled: form.model.includeMic = checked
             }
+        }
+
+        Text {
+            width: parent.width
+            text: form.model.destination
+            textFormat: Text.PlainText
+            font: Theme.note
+            color: Theme.c.sand
+            wrapMode: Text.Wrap
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
         }
 
         Row {

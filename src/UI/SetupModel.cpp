@@ -1,11 +1,12 @@
 #include "UI/SetupModel.h"
 
 #include "Backend/BackendClient.h"
-#include "Core/Errors.h"
+#include "Core/ErrorWords.h"
 #include "Core/Log.h"
 #include "Core/Tasks.h"
 
 #include <QStringList>
+#include <QUrl>
 
 #include <algorithm>
 
@@ -33,11 +34,18 @@ QString targetIdentifiers(const std::vector<CaptureOption>& options) {
     return CaptureCatalog::bracketed(identifiers);
 }
 
+QString whyNotListed() {
+    const ErrorWords words = inWords(describeCurrentError(), Attempt::listProjects);
+    return words.remedy.isEmpty() ? words.happened : words.happened + QLatin1Char(' ') + words.remedy;
+}
+
 } // namespace
 
-SetupModel::SetupModel(std::shared_ptr<BackendClient> backendGiven, Displays displaysGiven)
+SetupModel::SetupModel(
+    std::shared_ptr<BackendClient> backendGiven, Displays displaysGiven, std::optional<QString> email)
     : backend(std::move(backendGiven))
-    , displays(std::move(displaysGiven)) {
+    , displays(std::move(displaysGiven))
+    , userEmail(std::move(email)) {
     connect(this, &SetupModel::newScenarioNameChanged, this, &SetupModel::canAddChanged);
     connect(this, &SetupModel::selectedProjectIdChanged, this, &SetupModel::canStartChanged);
     connect(this, &SetupModel::selectedScenarioIdChanged, this, &SetupModel::canStartChanged);
@@ -48,14 +56,28 @@ SetupModel::SetupModel(std::shared_ptr<BackendClient> backendGiven, Displays dis
 
 QCoro::Task<> SetupModel::load() {
     const auto self = shared_from_this();
-    auto loadingProjects = loadProjects();
-    co_await loadingProjects;
-    setProjectId(firstId(projectList));
-    auto loadingScenarios = reloadScenarios();
-    co_await loadingScenarios;
-    auto loadingDisplays = loadDisplays();
-    co_await loadingDisplays;
+    auto listing = loadLists();
+    co_await listing;
+    auto lookingForDisplays = loadDisplays();
+    co_await lookingForDisplays;
     setCaptureId(firstId(captureList));
+}
+
+QCoro::Task<> SetupModel::loadLists() {
+    const auto self = shared_from_this();
+    projectsKnown = false;
+    emit loadingChanged();
+    auto listingProjects = loadProjects();
+    co_await listingProjects;
+    if (!projectId || std::ranges::find(projectList, *projectId, &Project::id) == projectList.end())
+        setProjectId(firstId(projectList));
+    auto listingScenarios = reloadScenarios();
+    co_await listingScenarios;
+}
+
+void SetupModel::tryAgain() {
+    if (!loadingScenarios())
+        startTask(QStringLiteral("setup"), [this] { return loadLists(); });
 }
 
 QCoro::Task<> SetupModel::loadProjects() {
@@ -65,10 +87,14 @@ QCoro::Task<> SetupModel::loadProjects() {
         auto listing = backend->listProjects();
         list = co_await listing;
         Log::info(QStringLiteral("setup: loaded %1 project(s)").arg(list.size()));
+        setServiceFailure({});
     } catch (...) {
         Log::error(QStringLiteral("setup: listProjects failed: ") + localizedDescriptionOfCurrentError() +
                    QStringLiteral(" — dropdowns will be empty (is the configured backend reachable?)"));
+        setServiceFailure(whyNotListed());
     }
+    projectsKnown = true;
+    emit loadingChanged();
     setProjects(std::move(list));
 }
 
@@ -79,9 +105,12 @@ QCoro::Task<> SetupModel::reloadScenarios() {
         co_return;
     }
     ++reloads;
+    emit loadingChanged();
     auto listing = listScenarios(*projectId);
     co_await listing;
-    if (--reloads > 0)
+    --reloads;
+    emit loadingChanged();
+    if (reloads > 0)
         co_return;
     added.clear();
     if (listedProjectId != projectId) { // else the form could not be started
@@ -96,9 +125,11 @@ QCoro::Task<> SetupModel::listScenarios(QString project) {
         auto listing = backend->listScenarios(project);
         list = co_await listing;
         Log::info(QStringLiteral("setup: loaded %1 scenario(s) for project ").arg(list.size()) + project);
+        setServiceFailure({});
     } catch (...) {
         Log::error(QStringLiteral("setup: listScenarios failed for project ") + project +
                    QStringLiteral(": ") + localizedDescriptionOfCurrentError());
+        setServiceFailure(whyNotListed());
     }
     std::optional<QString> newest;
     for (const Scenario& scenario : added) {
@@ -131,6 +162,8 @@ QCoro::Task<> SetupModel::loadDisplays() {
                                   "wizard, then Quit & Relaunch Tavro. (No synthetic display offered — it "
                                   "can't match a real display.)"));
     captureList = std::move(list);
+    displaysKnown = true;
+    emit loadingChanged();
     emit captureOptionsChanged();
 }
 
@@ -173,6 +206,14 @@ QString SetupModel::captureHint() const {
     return option ? option->hint : QString();
 }
 
+QString SetupModel::destination() const {
+    if (backend->address() == BackendClient::localAddress)
+        return QStringLiteral("Kept on this computer");
+    const QUrl service(backend->address());
+    const QString uploaded = QStringLiteral("Uploaded to ") + service.authority();
+    return userEmail ? uploaded + QStringLiteral(" as ") + *userEmail : uploaded;
+}
+
 std::optional<SetupResult> SetupModel::makeResult() const {
     const CaptureOption* option = selectedCapture();
     if (!scenarioId || !option)
@@ -212,6 +253,11 @@ void SetupModel::setScenarios(std::vector<Scenario> list) {
 void SetupModel::setAdding(bool value) {
     adding = value;
     emit canAddChanged();
+}
+
+void SetupModel::setServiceFailure(const QString& why) {
+    whyNoLists = why;
+    emit serviceFailureChanged();
 }
 
 void SetupModel::setProjectId(std::optional<QString> id) {

@@ -20,8 +20,8 @@ namespace tavro {
 class BackendClient;
 
 /// The setup form's lists and selections. Main thread. Lives in a shared_ptr; running work keeps it alive. A
-/// failed load leaves an empty list and a log line. QML lists hold objects with `id` and `text`; an absent
-/// selection is the empty string.
+/// failed load leaves an empty list and a log line; one of the service's lists also tells why. QML lists hold
+/// objects with `id` and `text`; an absent selection is the empty string.
 class SetupModel : public QObject, public std::enable_shared_from_this<SetupModel> {
     Q_OBJECT
     QML_ELEMENT
@@ -40,6 +40,11 @@ class SetupModel : public QObject, public std::enable_shared_from_this<SetupMode
     Q_PROPERTY(
         QString newScenarioName READ newScenarioName WRITE setNewScenarioName NOTIFY newScenarioNameChanged)
     Q_PROPERTY(bool noDisplays READ noDisplays NOTIFY captureOptionsChanged)
+    Q_PROPERTY(bool loadingProjects READ loadingProjects NOTIFY loadingChanged)
+    Q_PROPERTY(bool loadingScenarios READ loadingScenarios NOTIFY loadingChanged)
+    Q_PROPERTY(bool loadingDisplays READ loadingDisplays NOTIFY loadingChanged)
+    Q_PROPERTY(QString serviceFailure READ serviceFailure NOTIFY serviceFailureChanged)
+    Q_PROPERTY(QString destination READ destination CONSTANT)
     Q_PROPERTY(bool canAdd READ canAdd NOTIFY canAddChanged)
     Q_PROPERTY(bool canStart READ canStart NOTIFY canStartChanged)
 
@@ -47,7 +52,9 @@ public:
     /// Lists the displays, or throws; see CaptureCatalog.
     using Displays = std::function<QCoro::Task<std::vector<CaptureOption>>()>;
 
-    SetupModel(std::shared_ptr<BackendClient> backend, Displays displays);
+    /// `email`: of the user at the backend; absent where it is not known.
+    SetupModel(std::shared_ptr<BackendClient> backend, Displays displays,
+        std::optional<QString> email = std::nullopt);
 
     const std::vector<Project>& projects() const { return projectList; }
     const std::vector<Scenario>& scenarios() const { return scenarioList; }
@@ -58,6 +65,10 @@ public:
     QString captureHint() const; ///< of the selected option; empty when there is nothing to tell
     QString appUrl() const { return appUrlText; }
     bool includeMic() const { return microphone; }
+    QString destination() const; ///< what becomes of a take
+    const QString& serviceFailure() const {
+        return whyNoLists;
+    } ///< why a list is empty; empty when it loaded
     QString newScenarioName() const { return newName; }
 
     void selectScenario(const QString& id) { setScenarioId(id); }
@@ -71,6 +82,9 @@ public:
     /// Fills `scenarios` for the selected project. Of several calls the last to finish counts; when it listed
     /// another project than the selected one, the list is loaded once more.
     QCoro::Task<> reloadScenarios();
+    /// Loads projects and scenarios again, unless they are being loaded. Keeps a selected project that is
+    /// still there.
+    Q_INVOKABLE void tryAgain();
     /// Selects a project and starts to load its scenarios.
     Q_INVOKABLE void selectProject(const QString& id);
     /// Creates a scenario in the selected project and selects it; a failure changes nothing.
@@ -98,14 +112,18 @@ signals:
     void newScenarioNameChanged();
     void canAddChanged();
     void canStartChanged();
+    void loadingChanged();
+    void serviceFailureChanged();
 
 private:
+    QCoro::Task<> loadLists();
     QCoro::Task<> loadProjects();
     QCoro::Task<> listScenarios(QString project);
     QCoro::Task<> loadDisplays();
     void setProjects(std::vector<Project> list);
     void setScenarios(std::vector<Scenario> list);
     void setAdding(bool value);
+    void setServiceFailure(const QString& why);
     void setProjectId(std::optional<QString> id);
     void setScenarioId(std::optional<QString> id);
     void setCaptureId(std::optional<QString> id);
@@ -117,14 +135,21 @@ private:
     QString projectIdText() const { return projectId.value_or(QString()); }
     QString scenarioIdText() const { return scenarioId.value_or(QString()); }
     QString captureIdText() const { return captureId.value_or(QString()); }
-    bool noDisplays() const { return captureList.empty(); }
+    bool noDisplays() const { return displaysKnown && captureList.empty(); }
+    bool loadingProjects() const { return !projectsKnown; }
+    bool loadingScenarios() const { return !projectsKnown || reloads > 0; }
+    bool loadingDisplays() const { return !displaysKnown; }
     bool canAdd() const { return !adding && !newScenarioName().isEmpty(); }
     /// False while the shown scenarios belong to another project.
     bool canStart() const { return scenarioId && captureId && listedProjectId == projectId; }
 
     const std::shared_ptr<BackendClient> backend;
     const Displays displays;
+    const std::optional<QString> userEmail;
 
+    bool projectsKnown = false; ///< their loading has ended, in whatever way
+    bool displaysKnown = false;
+    QString whyNoLists;
     std::vector<Project> projectList;
     std::vector<Scenario> scenarioList;
     std::vector<CaptureOption> captureList;

@@ -14,14 +14,15 @@ KEPT = "The recording is kept in {recordings}/ses_1-muxed.mp4"
 
 
 def open_setup(program):
+    """The setup window, once all its lists are there or have failed."""
+    lines = len(program.log())
     program.tray.choose("New Session…")
+    program.wait_log("setup: found 1 display(s)", after=lines)
     return program.setup.wait_open()
 
 
 def press_start(program):
-    setup = open_setup(program)
-    driver.wait_for(lambda: setup.get("Start").is_enabled(), "Start to be enabled")
-    setup.press("Start")
+    open_setup(program).press("Start")
 
 
 def finish(program):
@@ -62,7 +63,6 @@ def service_with_a_fault(scene):
 def service_that_ends_before_the_take(scene):
     service, program = harness.signed_in(scene)
     setup = open_setup(program)
-    driver.wait_for(lambda: setup.get("Start").is_enabled(), "Start to be enabled")
     service.stop()
     setup.press("Start")
     return program
@@ -89,6 +89,22 @@ def store_that_nobody_trusts(scene):
     store = untrusted_service(scene)
     _, program = harness.signed_in(scene, "--store", f"{store.url}/store/{{id}}.mp4")
     finish(program)
+    return program
+
+
+def service_that_cannot_be_reached(scene):
+    service, program = harness.signed_in(scene)
+    service.stop()
+    open_setup(program)
+    return program
+
+
+def service_that_nobody_trusts(scene):
+    untrusted_service(scene)
+    scene.grant_all()
+    scene.sign_in()
+    program = scene.start()
+    open_setup(program)
     return program
 
 
@@ -124,7 +140,7 @@ def keyring_that_stays_locked(scene):
     return program
 
 
-# The failure, the summary of the notification that tells it, what it tells, and what the log says.
+# The failure, where it is told (a notification's summary, or the setup window), what is told, and what the log says.
 TABLE = [
     (
         start_during_a_take, NOT_STARTED,
@@ -159,6 +175,17 @@ TABLE = [
         "[ERROR] finish failed: Error Domain=curl Code=60 ",
     ),
     (
+        service_that_cannot_be_reached, None,
+        "The service cannot be reached. Check the network connection and the service's address.",
+        "[ERROR] setup: listProjects failed: Connection refused",
+    ),
+    (
+        service_that_nobody_trusts, None,
+        "There is no secure connection to the service: its certificate could not be verified. "
+        "Check this computer's date, or ask whoever runs the service.",
+        "[ERROR] setup: listProjects failed: SSL handshake failed",
+    ),
+    (
         disk_that_is_full, NOT_STARTED,
         "Only 524 MB are free in {recordings}.\nNothing was recorded.\nMake room: a recording needs at least 1 GB.",
         "[ERROR] beginSession: not started, 5242",
@@ -179,8 +206,12 @@ def walk(failure, summary, words, logged):
     def test(scene):
         program = failure(scene)
         expected = words.format(recordings=scene.recordings)
-        equal(driver.wait_notification(summary)["body"], expected, "what is told")
-        equal(len(driver.notifications()), 1, "notifications")
+        if summary:
+            equal(driver.wait_notification(summary)["body"], expected, "what is told")
+            equal(len(driver.notifications()), 1, "notifications")
+        else:
+            program.setup.get(expected)
+            program.setup.get("Try Again", "push button")
         check(not re.search(r"error \d|Domain|Code=|code=|Tavro\.|QNetwork|curl|std::", expected), expected)
         program.wait_log(logged)
 

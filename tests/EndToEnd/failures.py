@@ -153,7 +153,7 @@ def developer_mode_counts_after(program, end):
     harness.log_has_in_order(program, end, "backend: MockBackend")
 
 
-def service_that_is_down_leaves_the_setup_usable(scene):
+def service_that_is_down_leaves_the_setup_usable_and_is_tried_again(scene):
     service, program = harness.signed_in(scene)
     service.stop()
     program.tray.choose("New Session…")
@@ -161,11 +161,16 @@ def service_that_is_down_leaves_the_setup_usable(scene):
     line = program.wait_log("[ERROR] setup: listProjects failed: ")
     check(line.endswith(" — dropdowns will be empty (is the configured backend reachable?)"), line)
     program.wait_log("[INFO] setup: found 1 display(s): [")
+    setup.get("Uploaded to " + service.url.partition("//")[2])
     setup.get("Start").click()  # no scenario is selected
     setup.get("Narrate with microphone").press()
     check(setup.is_open() and not program.bar.is_open(), "started without a scenario")
-    setup.press("Cancel")
-    setup.wait_closed()
+    scene.service("--port", service.url.rpartition(":")[2])
+    setup.press("Try Again")
+    program.wait_log("setup: loaded 1 scenario(s) for project")
+    wait_for(lambda: "Try Again" not in setup.names(), "the failure to go")
+    setup.press("Start")
+    program.bar.wait_open()
 
 
 harness.main(
@@ -178,6 +183,6 @@ harness.main(
         delete_that_takes_its_time_ends_the_bar,
         settings_done_while_a_session_begins_count_after_it,
         settings_done_while_a_session_is_deleted_count_after_it,
-        service_that_is_down_leaves_the_setup_usable,
+        service_that_is_down_leaves_the_setup_usable_and_is_tried_again,
     ]
 )

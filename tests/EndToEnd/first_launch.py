@@ -31,9 +31,12 @@ def from_the_wizard_to_the_review_page(scene):
     wizard.get("Signed in as tester@example.org")
     program.wait_log(f"signIn: opening browser → {service.url}/auth/app?cb=http://localhost:")
     wait_for(lambda: harness.token() == harness.TOKEN, "the token in the keyring")
+    program.tray.choose("New Session…")
+    program.setup.wait_open().get("Kept on this computer")  # until Done
     wizard.press("Done")
     wizard.wait_closed()
     program.wait_log(f"backend: HTTPBackend → {service.url} (devMode=false, token=present)")
+    program.setup.get(f"Uploaded to {service.url.partition('//')[2]} as tester@example.org")
 
     program.tray.choose("New Session…")
     setup = program.setup.wait_open()

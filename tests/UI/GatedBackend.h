@@ -14,7 +14,9 @@ public:
     std::map<QString, Promise<std::vector<Scenario>>> scenarios;
     Promise<Scenario> creation;
     QStringList calls;
+    QString serviceAddress = localAddress;
 
+    QString address() const override { return serviceAddress; }
     QCoro::Task<std::vector<Project>> listProjects() override {
         calls << QStringLiteral("listProjects");
         co_return co_await projects;

@@ -29,8 +29,8 @@ SetupModel::Displays refusing(const QString& why) {
 }
 
 std::exception_ptr unreachable() {
-    return std::make_exception_ptr(
-        PlatformError(QStringLiteral("Net"), 1, QStringLiteral("Connection refused")));
+    return std::make_exception_ptr(PlatformError(
+        QStringLiteral("Net"), 1, QStringLiteral("Connection refused"), {Cause::serviceUnreachable}));
 }
 
 const QString noDisplayLine = QStringLiteral(
@@ -305,6 +305,92 @@ TEST_F(SetupModelTest, startCallsBackOnlyWithAResult) {
     model->selectCapture(u"display-1"_qs);
     model->start();
     EXPECT_EQ(started.size(), 1u);
+}
+
+TEST_F(SetupModelTest, aListThatIsOnItsWayIsNotTakenForAnEmptyOne) {
+    Promise<void> looking;
+    const auto model = make(gated, [looking]() -> QCoro::Task<std::vector<CaptureOption>> {
+        co_await looking;
+        co_return std::vector<CaptureOption>{};
+    });
+    const auto state = [&] {
+        QStringList names;
+        for (const char* name : {"loadingProjects", "loadingScenarios", "loadingDisplays", "noDisplays"})
+            if (model->property(name).toBool())
+                names << QLatin1String(name);
+        return names.join(u' ');
+    };
+    EXPECT_EQ(state(), u"loadingProjects loadingScenarios loadingDisplays");
+    auto loading = model->load();
+    EXPECT_EQ(state(), u"loadingProjects loadingScenarios loadingDisplays");
+    gated->projects.resolve(
+        std::vector<Project>{{.id = u"p"_qs, .name = u"P"_qs, .description = {}, .systemName = {}}});
+    EXPECT_TRUE(waitUntil([&] { return state() == u"loadingScenarios loadingDisplays"; }));
+    answer(u"p"_qs, {u"s"_qs});
+    EXPECT_TRUE(waitUntil([&] { return state() == u"loadingDisplays"; }));
+    looking.resolve();
+    await(std::move(loading));
+    EXPECT_EQ(state(), u"noDisplays");
+
+    model->selectProject(u"q"_qs);
+    EXPECT_EQ(state(), u"loadingScenarios noDisplays");
+    answer(u"q"_qs, {});
+    EXPECT_TRUE(waitUntil([&] { return state() == u"noDisplays"; }));
+}
+
+TEST_F(SetupModelTest, saysWhyAListIsEmptyAndTriesAgain) {
+    const QString why = u"The service cannot be reached. Check the network connection and the service's "
+                        u"address."_qs;
+    gated->projects.reject(unreachable());
+    const auto model = make(gated, showing({display(u"1"_qs), display(u"2"_qs)}));
+    await(model->load());
+    EXPECT_EQ(model->serviceFailure(), why);
+    model->selectCapture(u"display-2"_qs);
+
+    gated->projects = {};
+    gated->scenarios[u"p"_qs].reject(unreachable());
+    model->tryAgain();
+    model->tryAgain(); // while it does
+    EXPECT_TRUE(model->property("loadingProjects").toBool());
+    gated->projects.resolve(
+        std::vector<Project>{{.id = u"o"_qs, .name = {}, .description = {}, .systemName = {}},
+            {.id = u"p"_qs, .name = {}, .description = {}, .systemName = {}}});
+    answer(u"o"_qs, {u"r"_qs});
+    ASSERT_TRUE(waitUntil([&] { return canStart(*model); }));
+    EXPECT_EQ(model->serviceFailure(), QString());
+    EXPECT_EQ(gated->calls.count(u"listProjects"_qs), 2);
+    model->selectProject(u"p"_qs);
+    ASSERT_TRUE(waitUntil([&] { return model->serviceFailure() == why; }));
+
+    gated->projects = {};
+    gated->projects.resolve(
+        std::vector<Project>{{.id = u"o"_qs, .name = {}, .description = {}, .systemName = {}},
+            {.id = u"p"_qs, .name = {}, .description = {}, .systemName = {}}});
+    gated->scenarios.erase(u"p"_qs);
+    answer(u"p"_qs, {u"s"_qs});
+    model->tryAgain();
+    ASSERT_TRUE(waitUntil([&] { return canStart(*model); }));
+    EXPECT_EQ(model->serviceFailure(), QString());
+    EXPECT_EQ(model->selectedProjectId(), u"p"_qs) << "the project that was chosen";
+    EXPECT_EQ(model->selectedCaptureId(), u"display-2"_qs);
+}
+
+TEST_F(SetupModelTest, saysWhereATakeGoes) {
+    const struct {
+        QString address;
+        std::optional<QString> email;
+        QString destination;
+    } cases[] = {
+        {BackendClient::localAddress, std::nullopt, u"Kept on this computer"_qs},
+        {BackendClient::localAddress, u"a@example.com"_qs, u"Kept on this computer"_qs},
+        {u"https://tavro.example"_qs, std::nullopt, u"Uploaded to tavro.example"_qs},
+        {u"http://127.0.0.1:8080/base"_qs, u"a@example.com"_qs,
+            u"Uploaded to 127.0.0.1:8080 as a@example.com"_qs},
+    };
+    for (const auto& c : cases) {
+        gated->serviceAddress = c.address;
+        EXPECT_EQ(SetupModel(gated, showing({}), c.email).destination(), c.destination);
+    }
 }
 
 TEST_F(SetupModelTest, workUnderWayOutlivesTheForm) {

@@ -287,4 +287,35 @@ TEST_P(OneView, returnStartsWhereverTheFocusIsAndEscapeCancels) {
     EXPECT_EQ(cancelled, 1);
 }
 
+TEST_P(OneView, anUnreachableServiceIsTriedAgainWithTheKeyboard) {
+    const auto scene = named("setup-unreachable");
+    ViewWindow* window = scene->windows().front();
+    ASSERT_TRUE(waitUntil([&] { return window->isActive(); }));
+    auto* model = window->rootObject()->property("model").value<SetupModel*>();
+    const auto isAlert = [](QAccessibleInterface* node) { return node->role() == QAccessible::AlertMessage; };
+    EXPECT_EQ(std::ranges::count_if(accessibleNodes(window), isAlert), 1);
+    const auto isOnButton = [&] {
+        return window->activeFocusItem()->property("text").toString() == u"Try Again";
+    };
+    for (int tabs = 0; tabs < 10 && !isOnButton(); ++tabs)
+        pressKey(window, Qt::Key_Tab);
+    ASSERT_TRUE(isOnButton());
+    int loads = 0;
+    QObject::connect(model, &SetupModel::loadingChanged, model, [&] { ++loads; });
+    pressKey(window, Qt::Key_Space);
+    EXPECT_TRUE(waitUntil([&] { return loads > 0; }));
+    EXPECT_TRUE(isOnButton()) << "it failed again";
+
+    scene->restoreService();
+    pressKey(window, Qt::Key_Space);
+    EXPECT_TRUE(waitUntil([&] { return model->serviceFailure().isEmpty(); }));
+    EXPECT_EQ(window->activeFocusItem()->property("label").toString(), u"Project");
+}
+
+TEST_P(OneView, aListOnItsWayReadsAsLoading) {
+    const auto scene = named("setup-loading");
+    for (const char* list : {"Project", "Scenario", "Capture"})
+        EXPECT_EQ(control(scene->windows().front(), list)->text(QAccessible::Description), u"Loading…");
+}
+
 INSTANTIATE_TEST_SUITE_P(OrdinaryText, OneView, testing::Values(10));

@@ -2,6 +2,7 @@
 
 #include "Auth/AppSignIn.h"
 #include "Backend/MockBackend.h"
+#include "Core/Promise.h"
 #include "Permissions/OnboardingWizard.h"
 #include "Platform/Fake/FakePrivacyServices.h"
 #include "Platform/Fake/FakeSecretStore.h"
@@ -32,8 +33,33 @@ std::filesystem::path pathOf(const QTemporaryDir& folder) {
 
 // The setup window
 
+enum class Service { local, remote, loading, unreachable };
+
+/// A remote service with the local one's lists, which may be unreachable or still on their way.
+class RemoteService final : public MockBackend {
+public:
+    RemoteService(std::filesystem::path folder, Service stateGiven)
+        : MockBackend(std::move(folder))
+        , state(stateGiven) {}
+
+    Service state;
+    Promise<void> arrival; ///< of the lists
+
+    QString address() const override { return QStringLiteral("https://tavro.example.com"); }
+    QCoro::Task<std::vector<Project>> listProjects() override {
+        if (state == Service::unreachable)
+            throw PlatformError(QStringLiteral("Gallery"), 1, {}, {Cause::serviceUnreachable});
+        if (state == Service::loading)
+            co_await arrival;
+        auto listing = MockBackend::listProjects();
+        co_return co_await listing;
+    }
+};
+
 struct SetupState {
     std::vector<CaptureOption> displays;
+    Service service = Service::local;
+    std::optional<QString> email{};
     QString newScenario{};
     QString appUrl{};
     bool includeMic = true;
@@ -42,29 +68,39 @@ struct SetupState {
 
 class SetupScene final : public Scene {
 public:
-    explicit SetupScene(const SetupState& state)
-        : controller(
-              std::make_shared<MockBackend>(pathOf(folder)),
+    explicit SetupScene(const SetupState& setup)
+        : state(setup)
+        , remote(state.service == Service::local
+                     ? nullptr
+                     : std::make_shared<RemoteService>(pathOf(folder), state.service))
+        , controller(
+              remote ? remote : std::make_shared<MockBackend>(pathOf(folder)),
               [displays = state.displays]() -> QCoro::Task<std::vector<CaptureOption>> {
                   co_return displays;
               },
-              [](const SetupResult&) {}, [] {})
-        , expectedDisplays(state.displays.size())
-        , openPicker(state.openPicker) {
+              [](const SetupResult&) {}, [] {}, state.email) {
         controller.show();
         model()->setNewScenarioName(state.newScenario);
         model()->setAppUrl(state.appUrl);
         model()->setIncludeMic(state.includeMic);
     }
+    ~SetupScene() override {
+        if (remote)
+            remote->arrival.resolve();
+    }
 
     std::vector<ViewWindow*> windows() const override { return {controller.window()}; }
     bool isReady() const override {
-        return !model()->scenarios().empty() && model()->captureOptions().size() == expectedDisplays;
+        if (state.service == Service::loading)
+            return true;
+        const bool hasLists = !model()->scenarios().empty() || !model()->serviceFailure().isEmpty();
+        return hasLists && model()->captureOptions().size() == state.displays.size();
     }
+    void restoreService() override { remote->state = Service::remote; }
     void arrange() override {
         for (const QQuickItem* item : controller.window()->rootObject()->findChildren<QQuickItem*>()) {
             auto* popup = item->property("popup").value<QObject*>();
-            if (popup && item->property("label").toString() == openPicker)
+            if (popup && item->property("label").toString() == state.openPicker)
                 popup->setProperty("visible", true);
         }
     }
@@ -75,9 +111,9 @@ private:
     }
 
     QTemporaryDir folder;
+    const SetupState state;
+    const std::shared_ptr<RemoteService> remote; ///< null: local
     SessionSetupController controller;
-    std::size_t expectedDisplays;
-    QString openPicker;
 };
 
 // The control panel
@@ -194,6 +230,11 @@ std::vector<Entry> entries() {
                                       .includeMic = false}),
         entry<SetupScene>("setup-hint", SetupState{.displays = {told}}),
         entry<SetupScene>("setup-no-display", SetupState{}),
+        entry<SetupScene>("setup-remote",
+            SetupState{
+                .displays = two, .service = Service::remote, .email = QStringLiteral("tester@example.com")}),
+        entry<SetupScene>("setup-loading", SetupState{.displays = two, .service = Service::loading}),
+        entry<SetupScene>("setup-unreachable", SetupState{.displays = two, .service = Service::unreachable}),
         entry<PanelScene>("panel-recording", PanelState{.elapsed = QStringLiteral("04:17"), .level = 0.55f}),
         entry<PanelScene>("panel-paused", PanelState{.elapsed = QStringLiteral("12:08"), .paused = true}),
         entry<PanelScene>(

@@ -17,6 +17,7 @@ public:
     virtual std::vector<ViewWindow*> windows() const = 0; ///< the first is the main one
     virtual bool isReady() const { return true; }         ///< its data is loaded
     virtual void arrange() {}                             ///< final changes, once it is ready
+    virtual void restoreService() {}                      ///< where it cannot be reached
 };
 
 struct Entry {
