@@ -1,8 +1,11 @@
 #include "App/AppDelegate.h"
+#include "App/CommandLine.h"
+#include "App/DisplayNeeded.h"
 #include "App/LinuxDesktop.h"
 #include "App/TerminationSignals.h"
 #include "Core/DesktopSession.h"
 #include "Core/StandardStreams.h"
+#include "Core/Version.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "Platform/X11/ServerProbe.h"
 #include "UI/Theme.h"
@@ -11,8 +14,6 @@
 #include <QNetworkProxyFactory>
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <malloc.h>
 #include <memory>
 #include <optional>
@@ -21,7 +22,7 @@ namespace {
 
 void describeApplication() {
     QCoreApplication::setApplicationName(QStringLiteral("Tavro"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(TAVRO_VERSION));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(tavro::version));
     QGuiApplication::setDesktopFileName(QStringLiteral("com.quembridge.tavro"));
     QGuiApplication::setQuitOnLastWindowClosed(false);
 }
@@ -53,6 +54,7 @@ bool prefersX11() {
 }
 
 std::unique_ptr<QApplication> startQt(int& argc, char** argv) {
+    const tavro::DisplayNeeded orTheEnd;
     const QtSetting noOpenGL("QT_XCB_GL_INTEGRATION", "none"); // no window uses it, and it takes memory
     std::optional<QtSetting> windows;
     if (prefersX11())
@@ -60,19 +62,13 @@ std::unique_ptr<QApplication> startQt(int& argc, char** argv) {
     return std::make_unique<QApplication>(argc, argv);
 }
 
-/// Ends the instance that runs, as “Quit” in the menu does: a desktop without a tray has no menu.
-int quitRunningInstance(int argc, char** argv) {
-    const QCoreApplication application(argc, argv);
-    return tavro::SingleInstance::ask(QStringLiteral("quit")) ? EXIT_SUCCESS : EXIT_FAILURE;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     using namespace tavro;
     secureStandardStreams();
-    if (argc == 2 && std::strcmp(argv[1], "--quit") == 0)
-        return quitRunningInstance(argc, argv);
+    if (const auto answered = answerCommandLine(argc, argv))
+        return *answered;
     ::mallopt(M_ARENA_MAX, 2); // few threads allocate at once, and each arena keeps freed memory
     describeApplication();
     const auto application = startQt(argc, argv);

@@ -2,6 +2,7 @@
 
 #include "Backend/Proxy.h"
 #include "Core/Errors.h"
+#include "Core/Version.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -189,7 +190,7 @@ HttpAnswer putFile(const QUrl& url, const std::filesystem::path& path, std::chro
     set(CURLOPT_PROXY, proxyAddress(url).constData());
     set(CURLOPT_NOPROXY, ""); // or the environment would decide again
     set(CURLOPT_HTTPHEADER, headers.get());
-    set(CURLOPT_USERAGENT, "Tavro");
+    set(CURLOPT_USERAGENT, userAgent);
     set(CURLOPT_UPLOAD, 1L);
     set(CURLOPT_INFILESIZE_LARGE, curl_off_t(upload.total));
     set(CURLOPT_READFUNCTION, &Upload::read);

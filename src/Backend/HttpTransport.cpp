@@ -5,6 +5,7 @@
 #include "Core/Errors.h"
 #include "Core/Log.h"
 #include "Core/SerialQueue.h"
+#include "Core/Version.h"
 
 #include <QCoreApplication>
 #include <QNetworkReply>
@@ -100,7 +101,7 @@ QNetworkRequest qtRequest(const HttpRequest& request) {
     qt.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     // A handful of small requests gains nothing from HTTP/2.
     qt.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    qt.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Tavro"));
+    qt.setHeader(QNetworkRequest::UserAgentHeader, QString::fromLatin1(userAgent));
     if (!request.authorization.isNull())
         qt.setRawHeader("Authorization", request.authorization);
     if (!request.json.isNull())

@@ -1,4 +1,5 @@
 #include "Backend/HTTPUnderTest.h"
+#include "Core/Version.h"
 
 #include <QJsonDocument>
 #include <QNetworkProxyFactory>
@@ -50,6 +51,7 @@ TEST(HTTPBackend, sendsAWholeTakeInItsOrder) {
             EXPECT_FALSE(entry.headers.contains("authorization"));
         if (entry.kind == Received::Kind::request) {
             EXPECT_EQ(entry.headers.value("content-length"), QByteArray::number(qint64(entry.bodySize)));
+            EXPECT_EQ(entry.headers.value("user-agent"), userAgent);
         }
     }
     const auto only = [&](const char* line) { return t.service.received(line).at(0); };
