@@ -6,14 +6,8 @@ import signal
 import dbus
 
 import harness
+from driver import owner
 from harness import check, driver, equal, wait_for
-
-
-def owner():
-    bus = dbus.SessionBus()
-    if not bus.name_has_owner(driver.NAME):
-        return None
-    return int(bus.get_object("org.freedesktop.DBus", "/").GetConnectionUnixProcessID(driver.NAME))
 
 
 def start_again(first):
@@ -78,16 +72,36 @@ def actions_do_what_the_menu_does(scene):
     equal(program.wait_end(), 0, "the exit code")
 
 
+def a_start_by_the_bus_is_no_second_start(scene):
+    template = (driver.ROOT / f"packaging/{driver.NAME}.service.in").read_text()
+    driver.make_activatable(template.replace("@CMAKE_INSTALL_FULL_BINDIR@/tavro", scene.executables[0]))
+    program = driver.Program(command=["gapplication", "launch", driver.NAME])
+    program.follow()
+    program.wizard.wait_open()
+    program.wait_log("Tavro launched")
+    check(not program.setup.is_open(), "the window of a second start")
+    equal(driver.run("gapplication", "launch", driver.NAME), "", "what the second start says")
+    program.setup.wait_open()
+    program.ask("quit")
+    wait_for(lambda: not owner(), "the program's end")
+
+    driver.run("gapplication", "action", driver.NAME, "new-session")
+    program.follow()
+    program.setup.wait_open()
+    program.ask("quit")
+    wait_for(lambda: not owner(), "the program's end")
+
+
 def relaunch_hands_over_to_a_new_instance(scene):
     program = scene.start()
     program.wizard.wait_open().press("Quit & Relaunch")
     equal(program.wait_end(), 0, "the exit code")
-    new = wait_for(owner, "the new instance's name")
-    check(new != program.process.pid, "the old instance still has the name")
-    program.process.pid = new  # controlled like the first one
+    old = program.process.pid
+    program.follow()
+    check(program.process.pid != old, "the old instance still has the name")
     program.wizard.wait_open()
     check(len(program.log()) > 2, "the new instance logs nothing")
-    os.kill(new, signal.SIGTERM)
+    os.kill(program.process.pid, signal.SIGTERM)
     wait_for(lambda: not owner(), "the new instance's end")
 
 
@@ -104,6 +118,7 @@ harness.main(
         second_start_during_a_take_gives_the_bar_the_keyboard,
         start_while_the_other_ends_takes_over,
         actions_do_what_the_menu_does,
+        a_start_by_the_bus_is_no_second_start,
         relaunch_hands_over_to_a_new_instance,
         without_a_session_bus_it_runs_all_the_same,
     ]

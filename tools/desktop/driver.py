@@ -170,16 +170,20 @@ class Window:
 class Program:
     """A running Tavro."""
 
-    def __init__(self, executable=None, **variables):
+    def __init__(self, executable=None, command=None, **variables):
         executable = executable or os.environ.get("TAVRO_PROGRAM") or ROOT / "build/release/bin/tavro"
         self.executable = str(executable)
         self.log_file = environment("XDG_STATE_HOME") / "Logs/Tavro/tavro.log"
         self.log_start = self.log_file.stat().st_size if self.log_file.exists() else 0
-        self.process = subprocess.Popen([self.executable], env=os.environ | variables)
+        self.process = subprocess.Popen(command or [self.executable], env=os.environ | variables)
         self.setup = Window(self, "Tavro — New Session")
         self.wizard = Window(self, "Welcome to Tavro")
         self.bar = Window(self, "Tavro")
         self.tray = Tray(self)
+
+    def follow(self):
+        """Turns from the process that was started to the instance that has the name on the bus."""
+        self.process.pid = wait_for(owner, "the program's name on the bus")
 
     def application(self):
         desktop = Atspi.get_desktop(0)
@@ -283,6 +287,22 @@ class Tray:
 
 
 # -- the desktop around it
+
+
+def owner():
+    """The process that has the program's name on the bus, or nothing."""
+    bus = dbus.SessionBus()
+    if not bus.name_has_owner(NAME):
+        return None
+    return int(bus.get_object("org.freedesktop.DBus", "/").GetConnectionUnixProcessID(NAME))
+
+
+def make_activatable(service):
+    """Lets the session bus start the program, as the text of this service file says."""
+    (environment("TAVRO_DESKTOP") / "services" / f"{NAME}.service").write_text(service)
+    bus = dbus.SessionBus().get_object("org.freedesktop.DBus", "/org/freedesktop/DBus")
+    bus.UpdateActivationEnvironment(dict(os.environ), dbus_interface="org.freedesktop.DBus")
+    bus.ReloadConfig(dbus_interface="org.freedesktop.DBus")
 
 
 def notifications():

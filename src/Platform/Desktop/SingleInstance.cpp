@@ -6,6 +6,7 @@
 #include <QDBusConnectionInterface>
 
 #include <chrono>
+#include <utility>
 
 namespace tavro {
 namespace {
@@ -14,6 +15,14 @@ const dbus::Peer application{QStringLiteral("com.quembridge.tavro"), QStringLite
     QStringLiteral("org.freedesktop.Application")};
 
 constexpr std::chrono::milliseconds patience{5000};
+
+/// Asks the environment, and takes the answer out of it: a child process was not started by the bus.
+bool wasStartedByTheBus() {
+    const bool answer = qEnvironmentVariableIsSet("DBUS_STARTER_ADDRESS");
+    qunsetenv("DBUS_STARTER_ADDRESS");
+    qunsetenv("DBUS_STARTER_BUS_TYPE");
+    return answer;
+}
 
 } // namespace
 
@@ -44,11 +53,13 @@ public:
     }
 
 public slots:
-    Q_SCRIPTABLE void Activate(const QVariantMap&) { requests.activate(); }
-    Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap&) {
-        requests.activate();
-    } // there are no documents
+    Q_SCRIPTABLE void Activate(const QVariantMap&) {
+        if (!std::exchange(isStarting, false))
+            requests.activate();
+    }
+    Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap& data) { Activate(data); } // no documents
     Q_SCRIPTABLE void ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
+        isStarting = false;
         requests.action(name);
     }
 
@@ -65,6 +76,9 @@ private:
         return true;
     }
 
+    /// The bus starts the program for a call and passes it on. "Activate" then is this start, not a second
+    /// one.
+    bool isStarting = wasStartedByTheBus();
     const Requests requests;
     QDBusConnection bus = QDBusConnection::sessionBus();
 };
