@@ -291,10 +291,11 @@ class Tray:
 
 def owner():
     """The process that has the program's name on the bus, or nothing."""
-    bus = dbus.SessionBus()
-    if not bus.name_has_owner(NAME):
+    daemon = dbus.SessionBus().get_object("org.freedesktop.DBus", "/")
+    try:
+        return int(daemon.GetConnectionUnixProcessID(NAME))
+    except dbus.DBusException:
         return None
-    return int(bus.get_object("org.freedesktop.DBus", "/").GetConnectionUnixProcessID(NAME))
 
 
 def make_activatable(service):
