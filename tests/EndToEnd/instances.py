@@ -75,7 +75,7 @@ def actions_do_what_the_menu_does(scene):
 def a_start_by_the_bus_is_no_second_start(scene):
     template = (driver.ROOT / f"packaging/{driver.NAME}.service.in").read_text()
     driver.make_activatable(template.replace("@CMAKE_INSTALL_FULL_BINDIR@/tavro", scene.executables[0]))
-    program = driver.Program(command=["gapplication", "launch", driver.NAME])
+    program = scene.launch(command=["gapplication", "launch", driver.NAME])
     program.follow()
     program.wizard.wait_open()
     program.wait_log("Tavro launched")
