@@ -25,14 +25,16 @@ OutputFile::OutputFile(std::filesystem::path path) : location(std::move(path)) {
         throw libav::systemError(errno);
     ::fchmod(descriptor, S_IRUSR | S_IWUSR); // an existing file may have been readable by others
     auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
-    context.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, write, seek));
+    // Up to libavformat 60 the bytes are not const.
+    const auto writePacket = [](void* self, auto* bytes, int count) { return write(self, bytes, count); };
+    context.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, writePacket, seek));
 }
 
 OutputFile::~OutputFile() {
     ::close(descriptor);
 }
 
-int OutputFile::write(void* self, std::uint8_t* bytes, int count) {
+int OutputFile::write(void* self, const std::uint8_t* bytes, int count) {
     auto& file = *static_cast<OutputFile*>(self);
     int done = 0;
     while (file.failure == 0 && done < count) {

@@ -31,7 +31,7 @@ private:
     struct FreeContext {
         void operator()(AVIOContext* handle) const;
     };
-    static int write(void* self, std::uint8_t* bytes, int count);
+    static int write(void* self, const std::uint8_t* bytes, int count);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 
     const std::filesystem::path location;
