@@ -7,6 +7,11 @@ FocusScope {
 
     required property OnboardingModel model
 
+    readonly property Item preferredFocus: !model.screenGranted ? screen.button
+        : !model.microphoneGranted ? microphone.button
+        : !model.speechGranted ? speech.button
+        : !model.isComplete ? signIn : done // what is to be done next
+
     implicitWidth: Theme.scaled(460)
     implicitHeight: content.height + 56
     focus: true
@@ -47,18 +52,24 @@ FocusScope {
             title: "Permissions"
 
             PermissionRow {
+                id: screen
+
                 width: parent.width
                 name: "Screen Recording"
                 granted: view.model.screenGranted
                 onGrantRequested: view.model.grantScreen()
             }
             PermissionRow {
+                id: microphone
+
                 width: parent.width
                 name: "Microphone"
                 granted: view.model.microphoneGranted
                 onGrantRequested: view.model.grantMicrophone()
             }
             PermissionRow {
+                id: speech
+
                 width: parent.width
                 name: "Speech Recognition"
                 granted: view.model.speechGranted
@@ -124,6 +135,8 @@ FocusScope {
         }
 
         ClayButtonStyle {
+            id: done
+
             anchors.right: parent.right
             text: "Done"
             enabled: view.model.isComplete

@@ -8,6 +8,7 @@ Item {
     required property string name
     required property bool granted
     signal grantRequested
+    readonly property alias button: grant
 
     implicitHeight: grant.implicitHeight // the same with and without the button
 
@@ -39,6 +40,7 @@ Item {
         anchors.verticalCenter: parent.verticalCenter
         text: "Grant"
         visible: !row.granted
+        enabled: visible // else it would keep the keyboard focus
         Accessible.description: row.name
         onClicked: row.grantRequested()
     }

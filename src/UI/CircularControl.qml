@@ -1,25 +1,21 @@
 import QtQuick
-import QtQuick.Templates as T
 import Tavro.UI
 
 // A round button with a symbol. Shows for a moment that it was pressed: by the pointer, a key or a screen reader.
-T.Button {
+BaseButton {
     id: control
 
     required property string symbol
     readonly property bool flashing: feedback.flashing === symbol
-    property string label
 
-    signal activated // the press is shown already
+    signal triggered // the press is shown already
 
     implicitWidth: Theme.scaled(30)
     implicitHeight: Theme.scaled(30)
-    Accessible.name: label
-    Accessible.onPressAction: clicked()
 
     onClicked: {
         feedback.press(symbol);
-        activated();
+        triggered();
     }
 
     states: State {

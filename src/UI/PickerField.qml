@@ -12,9 +12,18 @@ T.ComboBox {
     property bool loading: false // its items are still to come
     readonly property string shownText: loading ? "Loading…" : displayText
     signal picked(string id)
-    signal submitted // the Return key, which a plain combo box does not pass on
 
     function showSelected() { currentIndex = indexOfValue(selectedId) }
+
+    property bool opening: false // between press and release of the key
+
+    function keyPressed(event) {
+        event.accepted = !popup.visible // a combo box chooses by itself, when the key is released
+        if (popup.visible || event.isAutoRepeat)
+            return
+        opening = true
+        popup.open()
+    }
 
     model: items
     textRole: "text"
@@ -29,11 +38,12 @@ T.ComboBox {
     Accessible.description: shownText
     Accessible.onPressAction: popup.open()
 
-    Keys.onPressed: event => {
-        if (!popup.visible && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)) {
-            event.accepted = true
-            submitted()
-        }
+    Keys.onReturnPressed: event => keyPressed(event)
+    Keys.onEnterPressed: event => keyPressed(event)
+    Keys.onReleased: event => {
+        event.accepted = opening && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)
+        if (event.accepted && !event.isAutoRepeat)
+            opening = false
     }
     onActivated: picked(currentValue)
     onSelectedIdChanged: showSelected()
@@ -55,7 +65,7 @@ T.ComboBox {
         name: "chevron.up.chevron.down"
         color: Theme.c.sand
     }
-    background: FieldSurface { focused: picker.visualFocus || picker.popup.visible }
+    background: FieldSurface { focused: picker.activeFocus || picker.popup.visible }
 
     delegate: T.ItemDelegate {
         id: item

@@ -1,9 +1,8 @@
 import QtQuick
-import QtQuick.Templates as T
 import Tavro.UI
 
 // The base of the text buttons: round ends, sized by the content.
-T.Button {
+BaseButton {
     id: control
 
     property color textColor: Theme.c.paper
@@ -14,8 +13,6 @@ T.Button {
     implicitWidth: Math.ceil(contentItem.implicitWidth) + leftPadding + rightPadding
     implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.bodySemiBold
-    Accessible.name: text
-    Accessible.onPressAction: clicked()
 
     contentItem: Text {
         text: control.text

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Tavro.UI
 
 // The bar that floats over the recorded screen.
@@ -8,14 +7,15 @@ FocusScope {
 
     required property ControlBarModel model
     required property MoreMenu menu
+    readonly property Item preferredFocus: finish
     readonly property int room: 18 // around the panel, for the shadow
 
     implicitWidth: Math.max(380, capsule.width) + 2 * room
     implicitHeight: capsule.height + 2 * room
     focus: true
 
-    Keys.onReturnPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
-    Keys.onEnterPressed: menu.isOpen ? menu.choose(menu.current) : model.finish()
+    Keys.onReturnPressed: model.finish()
+    Keys.onEnterPressed: model.finish()
     Keys.onEscapePressed: menu.close()
 
     SoftShadow {
@@ -79,10 +79,12 @@ FocusScope {
             CircularControl {
                 anchors.verticalCenter: parent.verticalCenter
                 symbol: bar.model.isPaused ? "play.fill" : "pause.fill"
-                label: bar.model.isPaused ? "Resume" : "Pause"
-                onActivated: bar.model.pauseOrResume()
+                text: bar.model.isPaused ? "Resume" : "Pause"
+                onTriggered: bar.model.pauseOrResume()
             }
             FinishButton {
+                id: finish
+
                 anchors.verticalCenter: parent.verticalCenter
                 visible: !bar.model.isFinishing
                 onClicked: bar.model.finish()
@@ -92,34 +94,10 @@ FocusScope {
                 visible: bar.model.isFinishing
                 progress: bar.model.uploadProgress
             }
-            T.Button {
-                id: more
-
+            MoreButton {
                 objectName: "more"
                 anchors.verticalCenter: parent.verticalCenter
-                implicitWidth: Theme.scaled(24)
-                implicitHeight: Theme.scaled(30)
-                Accessible.name: "More"
-                Accessible.onPressAction: clicked()
-                onClicked: bar.menu.toggle()
-                Keys.onDownPressed: bar.menu.move(1)
-                Keys.onUpPressed: bar.menu.move(-1)
-
-                background: Item {
-                    FocusRing {
-                        around: more
-                        radius: 8
-                    }
-                }
-                contentItem: Item {
-                    Symbol {
-                        anchors.centerIn: parent
-                        width: Theme.scaled(16)
-                        height: Theme.scaled(16)
-                        name: "ellipsis"
-                        color: Theme.c.sand
-                    }
-                }
+                menu: bar.menu
             }
         }
     }

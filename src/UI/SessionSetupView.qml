@@ -45,13 +45,11 @@ FocusScope {
                     id: projectPicker
 
                     width: parent.width
-                    focus: true
                     label: "Project"
                     loading: form.model.loadingProjects
                     items: form.model.projects
                     selectedId: form.model.selectedProjectId
                     onPicked: id => form.model.selectProject(id)
-                    onSubmitted: form.model.start()
                 }
             }
             FormRow {
@@ -68,7 +66,6 @@ FocusScope {
                     items: form.model.scenarios
                     selectedId: form.model.selectedScenarioId
                     onPicked: id => form.model.selectedScenarioId = id
-                    onSubmitted: form.model.start()
                 }
             }
             FormRow {
@@ -142,7 +139,6 @@ FocusScope {
                     items: form.model.captureOptions
                     selectedId: form.model.selectedCaptureId
                     onPicked: id => form.model.selectedCaptureId = id
-                    onSubmitted: form.model.start()
                 }
             }
             Text {

@@ -38,6 +38,10 @@ QString text(const QList<QQmlError>& errors) {
     return lines.join(QLatin1Char('\n'));
 }
 
+bool isUsable(const QQuickItem* control) {
+    return control && control->activeFocusOnTab() && control->isEnabled() && control->isVisible();
+}
+
 } // namespace
 
 ViewWindow::ViewWindow(const QString& view, const QVariantMap& properties, std::shared_ptr<void> keptGiven)
@@ -52,6 +56,23 @@ ViewWindow::ViewWindow(const QString& view, const QVariantMap& properties, std::
     connect(rootObject(), &QQuickItem::implicitWidthChanged, this, &ViewWindow::fitToView);
     connect(rootObject(), &QQuickItem::implicitHeightChanged, this, &ViewWindow::fitToView);
     fitToView();
+    connect(this, &QQuickWindow::activeFocusItemChanged, this, [this] {
+        if (isUsable(activeFocusItem()))
+            lastFocused = activeFocusItem();
+        else // once all has changed that changes with it
+            QMetaObject::invokeMethod(
+                this, [this] { passFocusOn(); }, Qt::QueuedConnection);
+    });
+}
+
+void ViewWindow::passFocusOn() {
+    if (!isActive() || isUsable(activeFocusItem()) || isUsable(lastFocused))
+        return;
+    auto* item = rootObject()->property("preferredFocus").value<QQuickItem*>();
+    if (!isUsable(item))
+        item = (lastFocused ? lastFocused.get() : rootObject())->nextItemInFocusChain();
+    if (isUsable(item))
+        item->forceActiveFocus(Qt::TabFocusReason);
 }
 
 void ViewWindow::fitToView() {

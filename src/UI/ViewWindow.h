@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <QQuickView>
 
 #include <functional>
@@ -19,6 +20,9 @@ struct ViewSupport {
 
 /// A window for one QML view, drawn in software and sized by the view. The first window creates the QML
 /// engine and the last destroys it: the program usually has no window. Main thread.
+///
+/// As long as the window is active one of its enabled controls has the focus: when the focused one is
+/// disabled, and at first, the view's `preferredFocus`, or else the next.
 class ViewWindow : private detail::ViewSupport, public QQuickView {
 public:
     /// `view`: QML file below qrc:/qml/Tavro, e.g. "UI/SessionSetupView.qml". `properties`: its required
@@ -45,9 +49,11 @@ protected:
 
 private:
     void fitToView();
+    void passFocusOn();
     void showInFront();
 
     QPoint placeWhenSetAside;
+    QPointer<QQuickItem> lastFocused; ///< control
 };
 
 using ViewWindowPtr = std::unique_ptr<ViewWindow, ViewWindow::Release>;

@@ -124,6 +124,7 @@ TEST_F(PanelOnScreenTest, hasTheKeyboardOnlyWhenAskedTo) {
     QStringList calls;
     model->onFinish = [&] { calls << u"finish"_qs; };
     model->onDelete = [&] { calls << u"delete"_qs; };
+    model->onPause = [&] { calls << u"pause"_qs; };
     panel.show();
     panel.moreMenu().toggle();
     ASSERT_TRUE(waitUntil([&] { return panel.menuWindow()->isExposed(); }));
@@ -136,12 +137,30 @@ TEST_F(PanelOnScreenTest, hasTheKeyboardOnlyWhenAskedTo) {
     panel.takeFocus();
     ASSERT_TRUE(waitUntil([&] { return panel.window()->isActive(); }));
     EXPECT_STREQ(windowType().data(), type.data());
-    pressKey(panel.window(), Qt::Key_Return);
-    pressKey(panel.window(), Qt::Key_Backtab); // to More
-    pressKey(panel.window(), Qt::Key_Up);
+    const auto press = [&](std::initializer_list<Qt::Key> keys) {
+        for (const Qt::Key key : keys)
+            pressKey(panel.window(), key);
+    };
+    const auto focused = [&] {
+        const auto* item = panel.window()->activeFocusItem();
+        return item ? item->property("text").toString() : QString();
+    };
+    ASSERT_TRUE(waitUntil([&] { return focused() == u"Finish"; }));
+    press({Qt::Key_Return});
+    press({Qt::Key_Backtab, Qt::Key_Return});
+    EXPECT_EQ(calls, (QStringList{u"finish"_qs, u"pause"_qs}));
+    press({Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Return}); // opens the menu on its first item
+    EXPECT_EQ(panel.moreMenu().current(), 0);
+    press({Qt::Key_Tab});
+    EXPECT_FALSE(panel.moreMenu().isOpen());
+    press({Qt::Key_Backtab, Qt::Key_Space});
     EXPECT_TRUE(panel.moreMenu().isOpen());
-    pressKey(panel.window(), Qt::Key_Return);
-    EXPECT_EQ(calls, (QStringList{u"finish"_qs, u"delete"_qs}));
+    press({Qt::Key_Escape});
+    EXPECT_FALSE(panel.moreMenu().isOpen());
+    for (const Qt::Key choose : {Qt::Key_Return, Qt::Key_Space})
+        press({Qt::Key_Up, choose}); // opens it on its last item, and chooses that
+    EXPECT_FALSE(panel.moreMenu().isOpen());
+    EXPECT_EQ(calls, (QStringList{u"finish"_qs, u"pause"_qs, u"delete"_qs, u"delete"_qs}));
 
     worked.requestActivate();
     ASSERT_TRUE(waitUntil([&] { return worked.isActive(); }));
