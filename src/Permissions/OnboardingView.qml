@@ -139,6 +139,7 @@ FocusScope {
 
             anchors.right: parent.right
             text: "Done"
+            Accessible.defaultButton: true
             enabled: view.model.isComplete
             onClicked: view.model.done()
         }

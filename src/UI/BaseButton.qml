@@ -8,7 +8,9 @@ T.Button {
     signal activated // in one of these two ways; the pointer and the space bar press and release
 
     focusPolicy: Qt.TabFocus // a click is no reason for the keyboard to go elsewhere
+    Accessible.role: Accessible.Button
     Accessible.name: text
+    Accessible.focused: activeFocus
     Accessible.onPressAction: activated()
     Keys.onReturnPressed: event => activateOnce(event)
     Keys.onEnterPressed: event => activateOnce(event)

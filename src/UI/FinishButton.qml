@@ -5,6 +5,7 @@ PillButton {
     id: control
 
     text: "Finish"
+    Accessible.defaultButton: true
     surface.color: Theme.c.sage
 
     contentItem: Row {

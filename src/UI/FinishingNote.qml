@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Templates as T
 import Tavro.UI
 
 // Shows that the recording is being finished, and the progress of its upload.
@@ -33,15 +34,31 @@ Item {
             Accessible.name: text
         }
     }
-    LevelMeter {
+    T.ProgressBar {
+        id: upload
+
         x: content.x
         y: content.y + content.height + 4
         width: content.width
         height: 2
-        radius: 1
         visible: note.progress >= 0
-        level: note.progress
-        name: "Upload"
-        value: Math.max(0, note.progress)
+        to: 100
+        value: Math.round(note.progress * 100)
+        onValueChanged: ScreenReader.tellValue(upload)
+        Accessible.role: Accessible.ProgressBar
+        Accessible.name: "Upload"
+
+        background: Rectangle {
+            radius: 1
+            color: Theme.c.border
+        }
+        contentItem: Item {
+            Rectangle {
+                width: parent.width * upload.position
+                height: parent.height
+                radius: 1
+                color: Theme.c.sage
+            }
+        }
     }
 }

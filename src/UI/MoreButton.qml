@@ -11,7 +11,9 @@ T.Button {
     implicitWidth: Theme.scaled(24)
     implicitHeight: Theme.scaled(30)
     focusPolicy: Qt.TabFocus
+    Accessible.role: Accessible.Button
     Accessible.name: "More"
+    Accessible.focused: activeFocus && !menu.isOpen
     Accessible.onPressAction: menu.toggle()
     onClicked: menu.toggle()
     onActiveFocusChanged: if (!activeFocus) menu.close()
@@ -42,6 +44,8 @@ T.Button {
         function onIsOpenChanged() {
             if (control.menu.isOpen && control.Window.active)
                 control.forceActiveFocus()
+            else if (control.activeFocus)
+                ScreenReader.tellFocus(control)
         }
     }
 

@@ -34,8 +34,10 @@ T.ComboBox {
     bottomPadding: 8
     implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
     font: Theme.body
+    Accessible.role: Accessible.ComboBox
     Accessible.name: label
     Accessible.description: shownText
+    Accessible.focused: activeFocus && !popup.visible // else the highlighted item has it
     Accessible.onPressAction: popup.open()
 
     Keys.onReturnPressed: event => keyPressed(event)
@@ -81,8 +83,14 @@ T.ComboBox {
         implicitHeight: Math.ceil(contentItem.implicitHeight) + topPadding + bottomPadding
         text: modelData.text
         font: Theme.body
+        onHighlightedChanged: if (highlighted) ScreenReader.tellFocus(item)
         highlighted: picker.highlightedIndex === index // qmllint disable unqualified
+        Accessible.role: Accessible.ListItem
         Accessible.name: text
+        Accessible.selectable: true
+        Accessible.selected: picker.currentIndex === item.index // qmllint disable unqualified
+        Accessible.focusable: true
+        Accessible.focused: item.highlighted
         Accessible.onPressAction: clicked()
 
         contentItem: Text {
@@ -99,6 +107,8 @@ T.ComboBox {
     }
 
     popup: T.Popup {
+        onClosed: if (picker.activeFocus) ScreenReader.tellFocus(picker)
+
         y: picker.height + 4
         width: picker.width
         height: Math.min(contentItem.implicitHeight + 8, Theme.scaled(220))

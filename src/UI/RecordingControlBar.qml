@@ -40,6 +40,12 @@ FocusScope {
         outlineWidth: 1
         outlineColor: Theme.c.border
 
+        StatusAlert {
+            anchors.fill: parent
+            statuses: ["Recording", "Paused", "Finishing", "Deleting"]
+            status: bar.model.isFinishing ? "Finishing" : bar.model.isEnding ? "Deleting"
+                : bar.model.isPaused ? "Paused" : "Recording"
+        }
         DragHandler {
             objectName: "drag"
             target: null // the owner moves the window instead

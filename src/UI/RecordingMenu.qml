@@ -33,7 +33,7 @@ Item {
                 model: root.menu.items
 
                 // qmllint disable unqualified
-                T.Button {
+                T.MenuItem {
                     id: item
 
                     required property int index
@@ -49,7 +49,12 @@ Item {
                     focusPolicy: Qt.NoFocus
                     Accessible.role: Accessible.MenuItem
                     Accessible.name: text
+                    Accessible.focusable: true
+                    Accessible.focused: current
+                    Accessible.selectable: true
+                    Accessible.selected: current
                     Accessible.onPressAction: clicked()
+                    onCurrentChanged: if (current) ScreenReader.tellFocus(item)
                     onHoveredChanged: if (hovered) root.menu.current = index
                     onClicked: root.menu.choose(index)
 

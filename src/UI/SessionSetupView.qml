@@ -208,6 +208,7 @@ FocusScope {
 
                 anchors.verticalCenter: parent.verticalCenter
                 text: "Start"
+                Accessible.defaultButton: true
                 enabled: form.model.canStart
                 onClicked: form.model.start()
             }

@@ -9,11 +9,10 @@ T.Switch {
     implicitWidth: indicator.width + spacing + contentItem.implicitWidth
     implicitHeight: Math.max(24, indicator.height, contentItem.implicitHeight)
     font: Theme.body
+    Accessible.role: Accessible.CheckBox
     Accessible.name: text
-    Accessible.onPressAction: flip()
-    Accessible.onToggleAction: flip()
-
-    function flip() { // the same as a click
+    Accessible.focused: activeFocus
+    Accessible.onToggleAction: { // the same as a click
         checked = !checked
         toggled()
     }

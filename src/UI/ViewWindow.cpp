@@ -1,7 +1,9 @@
 #include "UI/ViewWindow.h"
 
+#include "UI/AccessibleControl.h"
 #include "UI/Palette.h"
 
+#include <QAccessible>
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -25,6 +27,7 @@ std::shared_ptr<QQmlEngine> sharedEngine() {
     [[maybe_unused]] const volatile auto linkedIn = &qml_register_types_Tavro_UI;
     if (QQuickWindow::sceneGraphBackend() != u"software")
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    QAccessible::installFactory(accessibleControl);
     auto engine = std::make_shared<QQmlEngine>();
     engine->addImportPath(QStringLiteral("qrc:/qml"));
     current = engine;

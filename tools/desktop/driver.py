@@ -63,11 +63,17 @@ class Control:
         return states.contains(Atspi.StateType.ENABLED) and states.contains(Atspi.StateType.SENSITIVE)
 
     def is_checked(self):
-        return self.accessible.get_state_set().contains(Atspi.StateType.CHECKED)
+        return self.has(Atspi.StateType.CHECKED)
+
+    def has(self, state):
+        return self.accessible.get_state_set().contains(state)
 
     def press(self):
         """Through the accessibility bus."""
         wait_for(self.is_enabled, f"{self} to be enabled")
+        self.press_anyway()
+
+    def press_anyway(self):
         actions = self.accessible.get_action_iface()
         names = [actions.get_action_name(i) for i in range(actions.get_n_actions())]
         for wanted in ("Press", "Toggle", "ShowMenu"):
