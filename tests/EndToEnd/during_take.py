@@ -71,12 +71,16 @@ def upload_shows_how_far_it_has_come(scene):
     harness.begin_session(program)
     fill_the_screen_with_noise(5)
     service.control("misbehave", match="PUT /store/", readChunk=50_000, readEvery=20)
+    ears = driver.Ears()
     program.bar.press("Finish")
     program.bar.get("Finishing…")
-    line = program.bar.get("Upload", "progress bar").rectangle()
+    upload = program.bar.get("Upload", "progress bar")
+    line = upload.rectangle()
     first = wait_for(lambda: green(*line), "a part of the line to be filled")
     check(first < 1, "the line is full at once")
     wait_for(lambda: first < green(*line) < 1, "the line to grow")
+    check(0 < upload.value() < 100, f"told are {upload.value()} percent")
+    ears.wait("object:property-change:accessible-value", 0, "Upload")
     driver.wait_opened(f"{service.url}/sessions/ses_1/review")
 
 

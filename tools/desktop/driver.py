@@ -96,6 +96,9 @@ class Control:
         self.click()
         run("xdotool", "type", "--delay", "15", text)
 
+    def value(self):
+        return self.accessible.get_value_iface().get_current_value()
+
     def text(self):
         iface = self.accessible.get_text_iface()
         return iface.get_text(0, -1) if iface else ""
@@ -168,6 +171,42 @@ class Window:
     def dump(self):
         states = [(each, "" if each.is_enabled() else "(disabled)") for each in self.controls()]
         return "\n".join(f"{each} {state} {each.text()!r}" for each, state in states)
+
+
+class Ears:
+    """What a screen reader is told on the accessibility bus: event, new value, and the name of what it happened to."""
+
+    def __init__(self):
+        self.heard = []
+        self.listener = Atspi.EventListener.new(self.hear)
+        for kind in ("object:state-changed", "object:property-change"):
+            self.listener.register(kind)
+
+    def hear(self, event):
+        try:
+            self.heard.append((event.type, event.detail1, event.source.get_name()))
+        except GLib.Error:  # it may be gone
+            pass
+
+    def wait(self, kind, value, name):
+        """Waits for it, and forgets what was told up to it."""
+
+        def found():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return (kind, value, name) in self.heard
+
+        try:
+            wait_for(found, f"{kind} {value} of “{name}”")
+        except Failure as failure:
+            raise Failure(f"{failure}; told were {self.heard}") from None
+        del self.heard[: self.heard.index((kind, value, name)) + 1]
+
+    def wait_shown(self, name):
+        self.wait("object:state-changed:showing", 1, name)
+
+    def wait_focused(self, name):
+        self.wait("object:state-changed:focused", 1, name)
 
 
 # -- the program
