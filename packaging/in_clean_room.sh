@@ -11,6 +11,7 @@ apt() { apt-get --yes --quiet "$@" >"$log" 2>&1 || { cat "$log"; exit 1; }; }
 as_tester() { runuser --user tester -- env --ignore-environment HOME=/home/tester PATH=/usr/bin:/bin LANG=C.UTF-8 "$@"; }
 installed() { dpkg-query --show --showformat '${Installed-Size}\n' | awk '{ n++; kb += $1 } END { print n, int(kb / 1024) }'; }
 
+command -v useradd >/dev/null || apt install passwd # Debian 13 comes without it
 useradd --create-home tester
 read -r packages_before size_before < <(installed)
 
