@@ -11,12 +11,12 @@ Meter {
 
     Accessible.ignored: false
 
-    Rectangle {
+    Plate {
         anchors.fill: parent
         radius: meter.radius
         color: Theme.c.border
-        border.width: meter.alarm ? 2 : 0
-        border.color: Theme.c.clay
+        outlineWidth: meter.alarm ? 2 : 0
+        outlineColor: Theme.c.clay
     }
     Rectangle {
         width: parent.width * Math.min(1, Math.max(0, meter.level))
