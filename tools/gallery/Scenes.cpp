@@ -15,6 +15,8 @@
 #include <QQuickItem>
 #include <QTemporaryDir>
 
+#include <cmath>
+
 namespace tavro::gallery {
 
 namespace {
@@ -122,6 +124,7 @@ struct PanelState {
     QString elapsed;
     float level = 0;
     bool paused = false;
+    bool silent = false;
     bool finishing = false;
     double upload = -1;
     bool menu = false;
@@ -129,19 +132,25 @@ struct PanelState {
 
 class PanelScene final : public Scene {
 public:
-    explicit PanelScene(const PanelState& state) : panel(*model, windowing) {
+    explicit PanelScene(const PanelState& state) : panel(*model, windowing), withMenu(state.menu) {
         model->setElapsed(state.elapsed);
         model->setLevel(state.level);
         model->setPaused(state.paused);
+        model->setMicrophoneSilent(state.silent);
         model->setFinishing(state.finishing);
         model->setUploadProgress(state.upload);
         panel.show();
-        if (state.menu) {
-            panel.moreMenu().toggle();
-            panel.moreMenu().setCurrent(0);
-        }
     }
 
+    bool isReady() const override {
+        return panel.window()->isExposed() && std::abs(model->shownLevel() - model->level()) < 0.02F;
+    }
+    void arrange() override {
+        if (!withMenu)
+            return;
+        panel.moreMenu().toggle();
+        panel.moreMenu().setCurrent(0);
+    }
     std::vector<ViewWindow*> windows() const override {
         std::vector<ViewWindow*> result{panel.window()};
         if (panel.menuWindow())
@@ -153,6 +162,7 @@ private:
     DesktopWindowing windowing;
     const std::shared_ptr<ControlBarModel> model = std::make_shared<ControlBarModel>();
     RecordingControlPanel panel;
+    const bool withMenu;
 };
 
 // The wizard
@@ -237,6 +247,7 @@ std::vector<Entry> entries() {
         entry<SetupScene>("setup-unreachable", SetupState{.displays = two, .service = Service::unreachable}),
         entry<PanelScene>("panel-recording", PanelState{.elapsed = QStringLiteral("04:17"), .level = 0.55f}),
         entry<PanelScene>("panel-paused", PanelState{.elapsed = QStringLiteral("12:08"), .paused = true}),
+        entry<PanelScene>("panel-no-sound", PanelState{.elapsed = QStringLiteral("00:09"), .silent = true}),
         entry<PanelScene>(
             "panel-menu", PanelState{.elapsed = QStringLiteral("04:18"), .level = 0.3f, .menu = true}),
         entry<PanelScene>(
