@@ -237,7 +237,7 @@ TEST_P(OneView, theLevelIsAValueForScreenReaders) {
     ASSERT_NE(found, nodes.end());
     QAccessibleInterface* meter = *found;
     EXPECT_EQ(meter->role(), QAccessible::ProgressBar);
-    EXPECT_EQ(meter->parent()->indexOfChild(meter), std::ranges::find(nodes, meter) - nodes.begin() - 1);
+    EXPECT_EQ(meter->parent()->child(meter->parent()->indexOfChild(meter)), meter);
     EXPECT_EQ(meter->rect().size(), QSize(44, 14));
     QAccessibleValueInterface* value = meter->valueInterface();
     ASSERT_TRUE(value);
@@ -272,8 +272,10 @@ TEST_P(OneView, returnPressesTheFocusedControlOrElseStarts) {
     QStringList happened;
     model->onStart = [&](const SetupResult&) { happened << QStringLiteral("start"); };
     model->onCancel = [&] { happened << QStringLiteral("cancel"); };
+    bool could = true;
     QObject::connect(model, &SetupModel::canAddChanged, [&] {
-        if (!model->property("canAdd").toBool()) // it is being added
+        const bool can = model->property("canAdd").toBool();
+        if (std::exchange(could, can) && !can) // it is being added
             happened << QStringLiteral("add");
     });
     const auto list = [&] { return window->activeFocusItem()->property("popup").value<QObject*>(); };
