@@ -52,7 +52,8 @@ def a_take_is_reviewed(home):
         check_the_policy(page)
         (folder / "video.mp4").unlink()
         page.open(f"file://{folder}/hostile.html?without-film")
-        wait_for(lambda: page.value("!document.getElementById('problem').hidden"), "word of the missing film")
+        hidden = "['problem', 'pauses'].map(id => document.getElementById(id).hidden)"
+        wait_for(lambda: page.value(hidden) == [False, True], "word of the missing film")
 
 
 def check_pauses_in_the_film(video, pauses):
