@@ -73,6 +73,7 @@ def upload_shows_how_far_it_has_come(scene):
     service.control("misbehave", match="PUT /store/", readChunk=50_000, readEvery=20)
     ears = driver.Ears()
     program.bar.press("Finish")
+    ears.wait_shown("Finishing")
     program.bar.get("Finishing…")
     upload = program.bar.get("Upload", "progress bar")
     line = upload.rectangle()

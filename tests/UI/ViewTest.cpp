@@ -295,6 +295,7 @@ TEST_P(OneView, returnPressesTheFocusedControlOrElseStarts) {
             pressKey(window, Qt::Key_Escape);
             EXPECT_TRUE(waitUntil([&] { return !list()->property("visible").toBool(); }));
         }
+        EXPECT_TRUE(waitUntil([&] { return !happened.isEmpty(); })) << name;
         EXPECT_EQ(happened, QStringList(QLatin1String(effect))) << name;
         if (qstrcmp(effect, "add") != 0) // which is disabled now and passes the focus on
             pressKey(window, Qt::Key_Tab);

@@ -179,7 +179,7 @@ class Ears:
     def __init__(self):
         self.heard = []
         self.listener = Atspi.EventListener.new(self.hear)
-        for kind in ("object:state-changed", "object:property-change"):
+        for kind in ("object:state-changed", "object:property-change", "object:property-change:accessible-value"):
             self.listener.register(kind)
 
     def hear(self, event):
