@@ -49,7 +49,7 @@ TEST(SoundTakes, beginAndEndAHundredTimes) {
         const bool lasts = i % 5 == 2;
         levels = 0;
         if (lasts) {
-            ASSERT_TRUE(waitUntil([&] { return levels >= 4; }));
+            ASSERT_TRUE(waitUntil([&] { return levels >= 10; })); // the sound may be some of them behind
         }
         if (i % 5 == 3) {
             await(capture.discard());
