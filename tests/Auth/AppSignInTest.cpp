@@ -5,6 +5,7 @@
 #include "Backend/BackendClient.h"
 #include "CallbackClient.h"
 #include "Core/WorkerConfig.h"
+#include "FewDescriptors.h"
 #include "Platform/Fake/FakeSecretStore.h"
 #include "Platform/Fake/FakeWorkspace.h"
 
@@ -14,6 +15,7 @@
 #include <QTcpServer>
 #include <QUrlQuery>
 
+#include <system_error>
 #include <utility>
 
 namespace tavro {
@@ -273,6 +275,22 @@ TEST_F(AppSignInTest, sendsACodeOnlyOnceOverAConnectionThatIsCut) {
     browserReturns("code");
     EXPECT_EQ(test::errorOf([&] { test::await(std::move(attempt)); }).domain, u"QNetworkReply"_qs);
     EXPECT_EQ(exchanged().size(), 1);
+}
+
+TEST_F(AppSignInTest, failsWithoutACallbackServerAndCanBeginAgain) {
+    test::errorOf(
+        [] { throw std::system_error(EMFILE, std::generic_category(), "x"); }); // the sanitizers open files
+    ErrorDescription error;
+    {
+        const test::FewDescriptors enoughForTheSocketsOnly(2);
+        error = test::errorOf([&] { test::await(begin()); });
+    }
+    EXPECT_EQ(error.code, EMFILE);
+    EXPECT_TRUE(workspace->opened.empty());
+    EXPECT_EQ(log.all().last(), u"[ERROR] signIn: callback server failed to start: "_qs + error.text);
+    auto attempt = begin();
+    browserReturns("code");
+    EXPECT_EQ(test::await(std::move(attempt)), u"token-1"_qs);
 }
 
 TEST_F(AppSignInTest, refusesAnAddressThatIsNone) {

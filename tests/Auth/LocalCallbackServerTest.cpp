@@ -1,16 +1,15 @@
 #include "Auth/LocalCallbackServer.h"
 #include "Auth/AuthError.h"
 #include "CallbackClient.h"
+#include "FewDescriptors.h"
 
 #include "support/Programs.h"
 #include "support/TestSupport.h"
 
 #include <algorithm>
 #include <atomic>
-#include <fcntl.h>
 #include <mutex>
 #include <semaphore>
-#include <sys/resource.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -195,32 +194,6 @@ TEST_F(LocalCallbackServerTest, listensForThisMachineOnly) {
     EXPECT_EQ(addresses, loopback);
 }
 
-// Leaves this process `left` free descriptors during its lifetime.
-class FewDescriptors {
-public:
-    explicit FewDescriptors(int left) {
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        rlimit few = before;
-        few.rlim_cur = 256;
-        ::setrlimit(RLIMIT_NOFILE, &few);
-        for (int taken = 0; (taken = ::open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0;)
-            descriptors.push_back(taken);
-        for (int i = 0; i < left; ++i) {
-            ::close(descriptors.back());
-            descriptors.pop_back();
-        }
-    }
-    ~FewDescriptors() {
-        for (const int taken : descriptors)
-            ::close(taken);
-        ::setrlimit(RLIMIT_NOFILE, &before);
-    }
-
-private:
-    rlimit before{};
-    std::vector<int> descriptors;
-};
-
 TEST_F(LocalCallbackServerTest, failsWithTheSystemsErrorWhenItCannotListen) {
     // The sanitizers open descriptors when they first see a type.
     EXPECT_EQ(
@@ -228,7 +201,7 @@ TEST_F(LocalCallbackServerTest, failsWithTheSystemsErrorWhenItCannotListen) {
     const test::LogLines log;
     ErrorDescription error;
     {
-        const FewDescriptors enoughForTheSocketsOnly(2);
+        const test::FewDescriptors enoughForTheSocketsOnly(2);
         error = test::errorOf([] { LocalCallbackServer().start([](const QString&) {}); });
     }
     EXPECT_EQ(error.code, EMFILE);
@@ -241,7 +214,7 @@ TEST_F(LocalCallbackServerTest, outlivesAShortageOfDescriptors) {
     expectPage(ask("GET / HTTP/1.1\r\n\r\n")); // accepted after the other one
     std::optional<CallbackClient> late;
     {
-        const FewDescriptors one(1);
+        const test::FewDescriptors one(1);
         late.emplace(port); // takes the last descriptor
         accepted.send("GET /?code=abc HTTP/1.1\r\n\r\n");
         expectPage(accepted.receiveAll());
