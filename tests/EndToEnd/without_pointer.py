@@ -1,4 +1,4 @@
-"""A take from the first run to the film, once with the keyboard alone and once through the accessibility bus alone."""
+"""A take from the first run to its review page, once with the keyboard alone and once through the accessibility bus alone."""
 
 import functools
 
@@ -100,7 +100,7 @@ def start_again(program):
     equal(driver.Program(program.executable).wait_end(), 0, "the second's exit code")
 
 
-def a_take_from_the_first_run_to_the_film(hands, scene):
+def a_take_from_the_first_run_to_its_review(hands, scene):
     harness.browser()
     scene.service()
     driver.set_default("tavro.devMode", "true")  # the take stays here
@@ -147,6 +147,7 @@ def a_take_from_the_first_run_to_the_film(hands, scene):
     (film,) = (environment("XDG_DATA_HOME") / "Tavro/sessions").glob("*/video.mp4")
     equal(told["body"], str(film), "the place told")
     check(1 < harness.probe(film)["seconds"] < 60, "the length of the film")
+    driver.wait_opened((film.parent / "review.html").as_uri())
     check(not [line for line in program.log() if line.startswith("[ERROR]")], "errors in the log")
 
 
@@ -188,7 +189,7 @@ def what_is_disabled_is_told_so_and_cannot_be_pressed(scene):
 
 
 def with_the_hands(hands):
-    test = functools.partial(a_take_from_the_first_run_to_the_film, hands)
+    test = functools.partial(a_take_from_the_first_run_to_its_review, hands)
     test.__name__ = f"a_take_with_the_{type(hands).__name__.lower()}_alone"
     return test
 
