@@ -1,4 +1,4 @@
-"""A take from the first run to its review page, once with the keyboard alone and once through the accessibility bus alone."""
+"""A take from the first run to its review page: with the keyboard alone, then through the accessibility bus alone."""
 
 import functools
 
