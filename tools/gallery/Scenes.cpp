@@ -12,6 +12,7 @@
 #include "UI/RecordingControlPanel.h"
 #include "UI/SessionSetupController.h"
 
+#include <QCoreApplication>
 #include <QQuickItem>
 #include <QTemporaryDir>
 
@@ -45,7 +46,7 @@ public:
         , state(stateGiven) {}
 
     Service state;
-    Promise<void> arrival; ///< of the lists
+    Promise<void> arrival; ///< of the lists; they never come
 
     QString address() const override { return QStringLiteral("https://tavro.example.com"); }
     QCoro::Task<std::vector<Project>> listProjects() override {
@@ -87,8 +88,11 @@ public:
         model()->setIncludeMic(state.includeMic);
     }
     ~SetupScene() override {
-        if (remote)
-            remote->arrival.resolve();
+        if (!remote)
+            return;
+        remote->arrival.reject(std::make_exception_ptr(PlatformError(QStringLiteral("Gallery"), 2)));
+        QCoreApplication::sendPostedEvents(); // a load that waits ends here, for there may be no loop any
+                                              // more
     }
 
     std::vector<ViewWindow*> windows() const override { return {controller.window()}; }
