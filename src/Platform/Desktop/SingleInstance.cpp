@@ -4,6 +4,7 @@
 #include "Platform/Desktop/DBusCall.h"
 
 #include <QDBusConnectionInterface>
+#include <QTimer>
 
 #include <chrono>
 #include <utility>
@@ -15,6 +16,9 @@ const dbus::Peer application{QStringLiteral("com.quembridge.tavro"), QStringLite
     QStringLiteral("org.freedesktop.Application")};
 
 constexpr std::chrono::milliseconds patience{5000};
+/// The call that started the program comes as soon as the name is there. What began in a terminal that the
+/// bus started has that environment, too, and no such call.
+constexpr std::chrono::milliseconds startingCall{2000};
 
 /// Asks the environment, and takes the answer out of it: a child process was not started by the bus.
 bool wasStartedByTheBus() {
@@ -40,8 +44,10 @@ public:
         const auto reply = bus.interface()->registerService(application.service);
         if (!reply.isValid())
             return Role::alone;
-        if (reply == QDBusConnectionInterface::ServiceRegistered)
+        if (reply == QDBusConnectionInterface::ServiceRegistered) {
+            QTimer::singleShot(startingCall, this, [this] { isStarting = false; });
             return Role::first;
+        }
         bus.unregisterObject(application.path);
         return activateOther() ? Role::second : claim();
     }
