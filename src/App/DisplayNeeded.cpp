@@ -3,17 +3,34 @@
 #include <QByteArray>
 #include <QString>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <utility>
 #include <vector>
 
 namespace tavro {
 namespace {
 
-std::vector<std::pair<QtMsgType, QString>> held; // of no interest when there is no display
+std::mutex mutex; // other threads of Qt may tell something, too
+std::vector<std::pair<QtMsgType, QString>> held;
+
+/// Of what is held only a missing plugin explains why there is no display.
+QByteArray missingPlugin() {
+    const std::lock_guard lock(mutex);
+    const auto isReason = [](const auto& message) {
+        return message.second.startsWith(QLatin1String("Could not find the Qt platform plugin"));
+    };
+    const auto found = std::ranges::find_if(held, isReason);
+    return found == held.end() ? QByteArray() : found->second.toUtf8();
+}
 
 [[noreturn]] void endWithoutDisplay() {
+    if (const QByteArray reason = missingPlugin(); !reason.isEmpty()) {
+        std::fprintf(stderr, "tavro: %s.\n", reason.constData());
+        std::_Exit(EXIT_FAILURE);
+    }
     const QByteArray x11 = qgetenv("DISPLAY");
     const QByteArray wayland = qgetenv("WAYLAND_DISPLAY");
     if (x11.isEmpty() && wayland.isEmpty())
@@ -27,6 +44,7 @@ std::vector<std::pair<QtMsgType, QString>> held; // of no interest when there is
 void handle(QtMsgType type, const QMessageLogContext&, const QString& text) {
     if (type == QtFatalMsg)
         endWithoutDisplay();
+    const std::lock_guard lock(mutex);
     held.emplace_back(type, text);
 }
 
