@@ -334,6 +334,7 @@ QCoro::Task<> AppDelegate::deleteSession() {
 
 void AppDelegate::sessionEnded() {
     bar.close();
+    capture.setSlowArea({});
     statusBar->clearTint();
 }
 

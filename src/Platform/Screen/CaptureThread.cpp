@@ -99,12 +99,13 @@ public:
 private:
     void takeNoteOfNews() {
         const bool waiting = source->mayHaveChanged() && source->notBefore() <= Clock::now();
+        const auto settling = source->settleTime();
         if (!source->takeNews())
             return;
         const auto time = Clock::now();
         if (waiting && grabTime() < time && time - lastNews > samePicture)
-            owner.channel->countDropped(); // the next picture replaces the waiting one
-        if (!waiting)
+            owner.channel->countDropped();               // the next picture replaces the waiting one
+        if (!waiting || source->settleTime() < settling) // what may wait long did so before
             firstNews = time;
         lastNews = time;
         if (pacer.next() > time || !canSend())
