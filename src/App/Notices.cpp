@@ -31,9 +31,14 @@ QString lines(QStringList sentences) {
     return sentences.join(QLatin1Char('\n'));
 }
 
+/// Another upload may do what this one did not.
+bool canBeTriedAgain(const ErrorDescription& error) {
+    return error.cause.kind != Cause::unknownToService && error.cause.kind != Cause::recordingUnusable;
+}
+
 /// What to do about a recording that is kept because its upload failed.
 QString uploadRemedy(const ErrorDescription& error, const ErrorWords& words) {
-    if (error.cause.kind == Cause::unknownToService || error.cause.kind == Cause::recordingUnusable)
+    if (!canBeTriedAgain(error))
         return words.remedy;
     const QString again = QStringLiteral("Tavro offers to upload it again, here and at its next start.");
     return words.remedy.isEmpty() ? again : words.remedy + QLatin1Char(' ') + again;
@@ -103,7 +108,7 @@ void Notices::finishFailed(const ErrorDescription& error, const std::optional<st
     tell(summary,
         lines({words.happened, QStringLiteral("The recording is kept in ") + Paths::toText(*kept),
             uploadRemedy(error, words)}),
-        true, kept->parent_path(), {sessionId});
+        true, kept->parent_path(), canBeTriedAgain(error) ? std::vector{sessionId} : std::vector<QString>());
 }
 
 void Notices::uploadsEnded(const std::vector<KeptUploads::Outcome>& outcomes) {
@@ -114,7 +119,8 @@ void Notices::uploadsEnded(const std::vector<KeptUploads::Outcome>& outcomes) {
         (outcome.failure ? left : uploaded).push_back(outcome.file);
         if (!outcome.failure)
             continue;
-        again.push_back(outcome.sessionId);
+        if (canBeTriedAgain(*outcome.failure))
+            again.push_back(outcome.sessionId);
         if (!reason)
             reason = &*outcome.failure;
     }

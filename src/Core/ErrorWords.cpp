@@ -28,7 +28,8 @@ constexpr Row rows[] = {
     {Cause::fileUnreadable, "The recording's file cannot be read.", ""},
     {Cause::diskFull, "The disk is full.", "Make room on it."},
     {Cause::memoryFull, "The computer has no memory left.", "Close other programs."},
-    {Cause::sessionUnderWay, "Another session is still under way.", "Finish or delete it first."},
+    {Cause::sessionUnderWay, "Another session is still under way.",
+        "Finish it, or wait until its upload has ended."},
     {Cause::displayGone, "The display is not there any more.", "Connect it again, or choose another one."},
     {Cause::keyringLocked, "The keyring stayed locked.", "Unlock it, then sign in again."},
     {Cause::keyringRefused, "The keyring did not store it.", "Check the keyring, then sign in again."},
@@ -44,6 +45,8 @@ const char* nameOf(Attempt attempt) {
         return "the deletion";
     case Attempt::listProjects:
         return "to list the projects";
+    case Attempt::listScenarios:
+        return "to list the scenarios";
     case Attempt::local:
         break;
     }
@@ -57,6 +60,9 @@ ErrorWords unknownToService(Attempt attempt) {
     if (attempt == Attempt::listProjects)
         return {QStringLiteral("The service's address leads elsewhere (HTTP 404)."),
             QStringLiteral("Check the service's address.")};
+    if (attempt == Attempt::listScenarios)
+        return {QStringLiteral("The service no longer knows this project."),
+            QStringLiteral("Choose another one.")};
     return {QStringLiteral("The service no longer knows this session."), {}};
 }
 

@@ -5,7 +5,7 @@
 namespace tavro {
 
 /// What the program was about to do when something failed.
-enum class Attempt { createSession, upload, deleteSession, listProjects, local };
+enum class Attempt { createSession, upload, deleteSession, listProjects, listScenarios, local };
 
 /// A failure as it is told to people.
 struct ErrorWords {

@@ -34,8 +34,8 @@ QString targetIdentifiers(const std::vector<CaptureOption>& options) {
     return CaptureCatalog::bracketed(identifiers);
 }
 
-QString whyNotListed() {
-    const ErrorWords words = inWords(describeCurrentError(), Attempt::listProjects);
+QString whyNot(Attempt attempt) {
+    const ErrorWords words = inWords(describeCurrentError(), attempt);
     return words.remedy.isEmpty() ? words.happened : words.happened + QLatin1Char(' ') + words.remedy;
 }
 
@@ -91,7 +91,7 @@ QCoro::Task<> SetupModel::loadProjects() {
     } catch (...) {
         Log::error(QStringLiteral("setup: listProjects failed: ") + localizedDescriptionOfCurrentError() +
                    QStringLiteral(" — dropdowns will be empty (is the configured backend reachable?)"));
-        setServiceFailure(whyNotListed());
+        setServiceFailure(whyNot(Attempt::listProjects));
     }
     projectsKnown = true;
     emit loadingChanged();
@@ -129,7 +129,7 @@ QCoro::Task<> SetupModel::listScenarios(QString project) {
     } catch (...) {
         Log::error(QStringLiteral("setup: listScenarios failed for project ") + project +
                    QStringLiteral(": ") + localizedDescriptionOfCurrentError());
-        setServiceFailure(whyNotListed());
+        setServiceFailure(whyNot(Attempt::listScenarios));
     }
     std::optional<QString> newest;
     for (const Scenario& scenario : added) {
@@ -210,7 +210,9 @@ QString SetupModel::destination() const {
     if (backend->address() == BackendClient::localAddress)
         return QStringLiteral("Kept on this computer");
     const QUrl service(backend->address());
-    const QString uploaded = QStringLiteral("Uploaded to ") + service.authority();
+    QString uploaded = QStringLiteral("Uploaded to ") + service.host();
+    if (service.port() >= 0)
+        uploaded += QStringLiteral(":%1").arg(service.port());
     return userEmail ? uploaded + QStringLiteral(" as ") + *userEmail : uploaded;
 }
 

@@ -144,7 +144,7 @@ def keyring_that_stays_locked(scene):
 TABLE = [
     (
         start_during_a_take, NOT_STARTED,
-        "Another session is still under way.\nIts recording is not affected.\nFinish or delete it first.",
+        "Another session is still under way.\nIts recording is not affected.\nFinish it, or wait until its upload has ended.",
         "[domain=Tavro.SessionStateMachine.TransitionError code=0]",
     ),
     (

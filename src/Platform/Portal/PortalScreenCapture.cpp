@@ -26,8 +26,8 @@ const QString chosen = QStringLiteral("displays"); // the service of the tokens 
 const QString shared =
     QStringLiteral("shared"); // of the displays that were shared once, also without a token
 
-PlatformError captureError(int code, const QString& message) {
-    return PlatformError(QStringLiteral("Tavro.Portal"), code, message);
+PlatformError captureError(int code, const QString& message, Cause cause = {}) {
+    return PlatformError(QStringLiteral("Tavro.Portal"), code, message, cause);
 }
 
 // The connector, and what dialogs call the display.
@@ -177,7 +177,7 @@ QCoro::Task<PortalScreenCapture::Opened> PortalScreenCapture::open(std::uint32_t
         const auto isWanted = [displayID](const CastDisplay& d) { return d.shown.displayID == displayID; };
         const auto wanted = std::ranges::find_if(all, isWanted);
         if (wanted == all.end())
-            throw captureError(5, QStringLiteral("The display is not there any more."));
+            throw captureError(5, QStringLiteral("The display is not there any more."), {Cause::displayGone});
         wantedName = nameOf(*wanted);
         isOneOfSeveral = wanted->isAmbiguous;
         const QString token = isFirst ? tokenFor(*wanted) : QString();
