@@ -47,6 +47,7 @@ T.ComboBox {
         if (event.accepted && !event.isAutoRepeat)
             opening = false
     }
+    onActiveFocusChanged: opening = false
     onActivated: picked(currentValue)
     onSelectedIdChanged: showSelected()
     onModelChanged: Qt.callLater(showSelected) // qmllint disable
