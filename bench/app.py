@@ -111,9 +111,9 @@ def main():
         "narrated": lambda: recording(driver, narrated=True),
         "spoken": lambda: recording(driver, narrated=True, spoken=True),
     }
-    names = [name for name in sys.argv[1:] if name != "--readme"]
-    kept = all([measures[name]() for name in names or measures])
-    if "--readme" in sys.argv:
+    for_readme = sys.argv[1:] == ["--readme"]
+    kept = all([measures[name]() for name in measures if for_readme or name in (sys.argv[1:] or measures)])
+    if for_readme:
         readme.write(FIGURES)
     return kept
 
