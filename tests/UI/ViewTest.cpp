@@ -273,7 +273,8 @@ TEST_P(OneView, returnPressesTheFocusedControlOrElseStarts) {
     model->onStart = [&](const SetupResult&) { happened << QStringLiteral("start"); };
     model->onCancel = [&] { happened << QStringLiteral("cancel"); };
     bool could = true;
-    QObject::connect(model, &SetupModel::canAddChanged, [&] {
+    const QObject here; // the model may outlive this test
+    QObject::connect(model, &SetupModel::canAddChanged, &here, [&] {
         const bool can = model->property("canAdd").toBool();
         if (std::exchange(could, can) && !can) // it is being added
             happened << QStringLiteral("add");
@@ -322,7 +323,8 @@ TEST_P(OneView, anUnreachableServiceIsTriedAgainWithTheKeyboard) {
         pressKey(window, Qt::Key_Tab);
     ASSERT_TRUE(isOnButton());
     int loads = 0;
-    QObject::connect(model, &SetupModel::loadingChanged, model, [&] { ++loads; });
+    const QObject here; // the model may outlive this test
+    QObject::connect(model, &SetupModel::loadingChanged, &here, [&] { ++loads; });
     pressKey(window, Qt::Key_Space);
     EXPECT_TRUE(waitUntil([&] { return loads > 0; }));
     EXPECT_TRUE(isOnButton()) << "it failed again";
