@@ -144,7 +144,8 @@ def keyring_that_stays_locked(scene):
 TABLE = [
     (
         start_during_a_take, NOT_STARTED,
-        "Another session is still under way.\nIts recording is not affected.\nFinish it, or wait until its upload has ended.",
+        "Another session is still under way.\nIts recording is not affected.\n"
+        "Finish it, or wait until its upload has ended.",
         "[domain=Tavro.SessionStateMachine.TransitionError code=0]",
     ),
     (
