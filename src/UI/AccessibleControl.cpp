@@ -87,6 +87,10 @@ QString AccessibleControl::text(QAccessible::Text kind) const {
         return told("name").toString();
     case QAccessible::Description:
         return told("description").toString();
+    case QAccessible::Value:
+        return isProgressBar()
+                   ? QStringLiteral("%1 %").arg(qRound(item().property("position").toDouble() * 100))
+                   : QString();
     default:
         return {};
     }

@@ -78,9 +78,9 @@ FocusScope {
                 height: Theme.scaled(14)
                 level: bar.model.shownLevel
                 alarm: bar.model.isMicrophoneSilent
-                name: "Sound level"
-                note: bar.model.isMicrophoneSilent ? "No sound from the microphone" : ""
                 value: bar.model.toldLevel
+                Accessible.name: "Sound level"
+                Accessible.description: bar.model.isMicrophoneSilent ? "No sound from the microphone" : ""
             }
             CircularControl {
                 anchors.verticalCenter: parent.verticalCenter

@@ -175,8 +175,8 @@ TEST_F(LayoutTest, theBarShowsItsState) {
         open(state.scene);
         EXPECT_EQ(child("tavro::Plate", 10)->opacity(), state.dot) << state.scene;
         EXPECT_EQ(child("tavro::Symbol", 14)->property("name"), QLatin1String(state.symbol)) << state.scene;
-        EXPECT_EQ(child("tavro::Meter", 44)->parentItem()->opacity(), state.row) << state.scene;
-        EXPECT_EQ(child("tavro::Meter", 44)->parentItem()->isEnabled(), state.row == 1) << state.scene;
+        EXPECT_EQ(child("QQuickProgressBar", 44)->parentItem()->opacity(), state.row) << state.scene;
+        EXPECT_EQ(child("QQuickProgressBar", 44)->parentItem()->isEnabled(), state.row == 1) << state.scene;
     }
 }
 
