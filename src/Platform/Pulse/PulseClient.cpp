@@ -11,11 +11,17 @@ constexpr std::chrono::seconds usualAnswer{1}; // without an answer by then, a l
 } // namespace
 
 PulseClient::PulseClient() {
-    thread.sync([this] { connection = std::make_unique<PulseConnection>(thread); });
+    thread.sync([this] {
+        connection = std::make_unique<PulseConnection>(thread);
+        inquiry = std::make_unique<PulseConnection>(thread);
+    });
 }
 
 PulseClient::~PulseClient() {
-    thread.sync([this] { connection.reset(); });
+    thread.sync([this] {
+        inquiry.reset();
+        connection.reset();
+    });
 }
 
 Promise<PulseClient::Answer> PulseClient::find(DeviceRole role) {
@@ -36,7 +42,7 @@ Promise<PulseClient::Answer> PulseClient::find(DeviceRole role) {
 
 std::shared_ptr<PulseRecording> PulseClient::start(
     const PulseRecording::Description& description, SoundTimeline::Emit deliver) {
-    auto recording = std::make_shared<PulseRecording>(*connection, description, std::move(deliver));
+    auto recording = std::make_shared<PulseRecording>(*connection, *inquiry, description, std::move(deliver));
     thread.post([recording] { recording->begin(); });
     return recording;
 }

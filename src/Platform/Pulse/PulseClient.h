@@ -34,7 +34,8 @@ public:
 
 private:
     PulseThread thread;
-    std::unique_ptr<PulseConnection> connection; // used on the thread only
+    std::unique_ptr<PulseConnection> connection; // these two are used on the thread only
+    std::unique_ptr<PulseConnection> inquiry;    // for questions while the other is held
 };
 
 } // namespace tavro::pulse

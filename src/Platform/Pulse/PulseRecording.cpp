@@ -17,6 +17,7 @@ constexpr auto stallTime = 500ms;    // a stream without data for this long has 
 constexpr auto retryInterval = 300ms;
 constexpr auto cutOffTime =
     2s; // a stream that the server still answers for, but without data: connect it anew
+constexpr auto searchInterval = 10s;   // between questions for the device, also when nothing is told
 constexpr auto timingInterval = 200ms; // between queries for the age of the data
 constexpr auto timingPatience = 150ms; // how long a first block waits for the answer
 
@@ -39,8 +40,10 @@ struct PulseRecording::Callbacks {
     static void latency(pa_stream*, void* self) { static_cast<PulseRecording*>(self)->timingKnown(); }
 };
 
-PulseRecording::PulseRecording(PulseConnection& server, const Description& what, SoundTimeline::Emit deliver)
+PulseRecording::PulseRecording(PulseConnection& server, PulseConnection& inquiryConnection,
+    const Description& what, SoundTimeline::Emit deliver)
     : connection(server)
+    , inquiry(inquiryConnection)
     , description(what)
     , timeline(what.spec.rate, what.spec.channels, Clock::now(), std::move(deliver)) {}
 
@@ -80,18 +83,21 @@ void PulseRecording::findDevice() {
     if (std::exchange(searching, true))
         return;
     changed = false;
-    connection.find(
+    lastSearch = Clock::now();
+    inquiry.find(
         description.role, [this, life = std::weak_ptr(alive)](const RecordingDevice& found, int error) {
             if (!life.lock())
                 return;
             searching = false;
+            if (!connection.isReady())
+                return; // the device is searched for when it is
             if (error == 0)
                 record(found);
-            else {
-                closeStream(); // there is no such device now
+            if (error == PA_ERR_NOENTITY) { // there is no such device now
+                closeStream();
                 tellInterruption(error);
             }
-            if (changed && connection.isReady())
+            if (changed)
                 findDevice();
         });
 }
@@ -239,6 +245,8 @@ void PulseRecording::tick() {
         closeStream();
         findDevice();
     }
+    if (connection.isReady() && now - lastSearch > searchInterval)
+        findDevice();
     askForTiming(now);
     if (!stream || now - lastArrival > stallTime) {
         if (stream && !std::exchange(stalled, true)) {

@@ -19,8 +19,11 @@ public:
         pa_channel_map map{}; ///< the server converts other formats to this one
     };
 
-    /// Any thread. Frame 0 is the moment of construction.
-    PulseRecording(PulseConnection& connection, const Description& description, SoundTimeline::Emit deliver);
+    /// Any thread. Frame 0 is the moment of construction. `inquiry` is held by nobody, so that it is a new
+    /// connection for most questions: PipeWire 0.3 may stop telling clients of another default device, and
+    /// goes on answering those it has with the old one.
+    PulseRecording(PulseConnection& connection, PulseConnection& inquiry, const Description& description,
+        SoundTimeline::Emit deliver);
     ~PulseRecording() override;
 
     SoundTimeline::Clock::time_point origin() const { return timeline.origin(); } ///< any thread
@@ -50,12 +53,14 @@ private:
     void tick();
 
     PulseConnection& connection;
+    PulseConnection& inquiry;
     const Description description;
     SoundTimeline timeline;
     Stream stream;
     std::string device;     // of the stream; empty without one
     bool searching = false; // a query for the device is open
     bool changed = false;   // its answer may be out of date
+    Clock::time_point lastSearch;
     Clock::time_point lastArrival;
     std::optional<Clock::time_point> timing;       // when the server last answered with the stream's timing
     bool timingAsked = false;                      // a query for the timing is open
