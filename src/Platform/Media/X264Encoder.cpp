@@ -38,9 +38,9 @@ constexpr int stillKeyFramePart = 2, stillFramePart = 16;
 // Frames at shorter intervals are fast.
 constexpr microseconds fastInterval = 25ms;
 
-// Coarser quantizers save two thirds of the byte rate above the limit, averaged over half a second.
+// Coarser quantizers save five sixths of the byte rate above the limit, averaged over half a second.
 constexpr double rateMemory = 0.5; // seconds
-constexpr double quantizersPerHalving = 6, restraint = 4;
+constexpr double quantizersPerHalving = 6, restraint = 5;
 
 constexpr int hasteQuantizers = 6;   // coarser by this much in haste
 constexpr double filmsLeastPart = 4; // a film ends below 1/n of the rate at which it begins
@@ -52,9 +52,10 @@ float factor(int quantizers) {
 
 // Scrolling needs a wide search, and text is found again in small parts of blocks; films hardly gain from
 // parts. Haste searches nearby only, but not in films: where that fails, in moving noise, it takes twice the
-// time.
-void setSearch(x264_param_t& parameters, bool forFilm, bool inHaste) {
-    parameters.analyse.i_me_method = inHaste && !forFilm ? X264_ME_DIA : X264_ME_UMH;
+// time. The large transform saves a sixth of a film, and rings around letters.
+void setTools(x264_param_t& parameters, bool forFilm, bool inHaste) {
+    parameters.analyse.i_me_method = forFilm ? X264_ME_HEX : inHaste ? X264_ME_DIA : X264_ME_UMH;
+    parameters.analyse.b_transform_8x8 = forFilm;
     parameters.analyse.inter =
         forFilm || inHaste ? 0 : X264_ANALYSE_PSUB16x16 | X264_ANALYSE_PSUB8x8 | X264_ANALYSE_I4x4;
 }
@@ -76,20 +77,20 @@ x264_param_t makeParameters(const VideoSettings& settings, bool forFilm) {
     parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE; // key frames follow time, not frame counts
 
     // Tuned for screens at the preset's speed. One quantizer per frame: without lookahead, rate control gains
-    // nothing, and adaptive quantisation blurs text. 8x8 transforms ring around letters. Coefficient
-    // decimation drops small differences, which add up in scrolled text. Only coarse quantizers need
-    // deblocking.
+    // nothing, and adaptive quantisation blurs text. Coefficient decimation drops small differences, which
+    // add up in scrolled text. Only coarse quantizers need deblocking, and in a film it gains less than it
+    // costs.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = TakeFormat::quantizer;
     parameters.rc.f_ip_factor = 1;
     parameters.rc.f_pb_factor = factor(TakeFormat::mostRestraint + 1); // only a limit: there are no B frames
     parameters.rc.i_aq_mode = X264_AQ_NONE;
+    parameters.b_deblocking_filter = forFilm ? 0 : 1;
     parameters.i_deblocking_filter_alphac0 = parameters.i_deblocking_filter_beta = -4;
-    parameters.analyse.b_transform_8x8 = 0;
     parameters.analyse.b_dct_decimate = 0;
     parameters.analyse.i_luma_deadzone[0] = 19;
     parameters.analyse.i_chroma_qp_offset = 3; // chroma noise is the least visible
-    setSearch(parameters, forFilm, false);
+    setTools(parameters, forFilm, false);
     // Screens move by whole pixels. Subpixels need three more copies of each picture, 14 MB in all.
     parameters.analyse.i_subpel_refine = forFilm ? 1 : 0;
     // Intra blocks handle cuts anyway. Detection of cuts and fades needs a smaller copy of each picture.
@@ -154,8 +155,11 @@ X264Encoder::Handle X264Encoder::make(x264_param_t parameters) {
     parameters.pf_log = collect;
     parameters.p_log_private = this;
     parameters.i_log_level = X264_LOG_ERROR;
+    // The headers are those of a film, so that the tools can change without others.
+    const int transform = std::exchange(parameters.analyse.b_transform_8x8, 1);
     Handle made(x264_encoder_open(&parameters));
-    if (!made)
+    parameters.analyse.b_transform_8x8 = transform;
+    if (!made || x264_encoder_reconfig(made.get(), &parameters) < 0)
         throw failure();
     return made;
 }
@@ -227,7 +231,7 @@ void X264Encoder::hurryAfter(std::chrono::steady_clock::duration wait) {
         return;
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    setSearch(parameters, isFilm, haste.isOn());
+    setTools(parameters, isFilm, haste.isOn());
     if (x264_encoder_reconfig(encoder.get(), &parameters) < 0)
         throw failure();
 }
@@ -241,7 +245,7 @@ bool X264Encoder::changesTools(bool isKeyFrameDue) {
         return false;
     encoder.reset(); // frees the memory first
     x264_param_t parameters = makeParameters(settings, isFilm);
-    setSearch(parameters, isFilm, haste.isOn());
+    setTools(parameters, isFilm, haste.isOn());
     encoder = make(parameters);
     return true;
 }
