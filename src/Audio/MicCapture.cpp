@@ -31,7 +31,8 @@ QCoro::Task<AudioClock::time_point> MicCapture::start() {
     auto asking = engine.inputFormat();
     const AudioFormat format = co_await asking;
     throwIfStopped(wanted);
-    if (!(format.sampleRate > 0) || format.channelCount == 0)
+    missing = !(format.sampleRate > 0) || format.channelCount == 0;
+    if (missing)
         throw PlatformError(QStringLiteral("Tavro.Audio"), 1, QStringLiteral("No usable microphone input"));
 
     auto feed = makeFeed(converters);
@@ -46,6 +47,7 @@ QCoro::Task<AudioClock::time_point> MicCapture::start() {
         engine.prepare();
         origin = engine.start();
     } catch (...) {
+        missing = true;
         engine.removeTap(); // an engine has one tap at most
         throw;
     }
@@ -58,6 +60,7 @@ QCoro::Task<AudioClock::time_point> MicCapture::start() {
 }
 
 void MicCapture::stop() {
+    missing = false;
     starting.reset();
     if (!running)
         return;

@@ -16,8 +16,8 @@ public:
     QCoro::Task<AudioClock::time_point> start() override;
     void stop() override; ///< no frame comes after it has returned
 
-    /// It is running, and the device has delivered only zeros for some seconds.
-    bool isSilent() const { return isRunning() && silence->isSilent(); }
+    /// It could not be started, or the device has delivered only zeros for some seconds.
+    bool isSilent() const { return missing || (isRunning() && silence->isSilent()); }
 
     /// The mean of the first `maxChannels` channels; null without samples. A mono buffer is returned as it
     /// is.
@@ -27,6 +27,7 @@ private:
     AudioEngine& engine;
     AudioConverterFactory& converters;
     std::shared_ptr<SilenceWatch> silence; // of the running source
+    bool missing = false;
 };
 
 } // namespace tavro

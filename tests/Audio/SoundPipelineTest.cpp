@@ -183,6 +183,9 @@ TEST(MicCapture, saysThatThereIsNoInput) {
         EXPECT_EQ(error.code, 1);
         EXPECT_EQ(error.localizedDescription, u"No usable microphone input");
         EXPECT_FALSE(m.mic.isRunning());
+        EXPECT_TRUE(m.mic.isSilent()); // the bar shows it
+        m.mic.stop();
+        EXPECT_FALSE(m.mic.isSilent());
         EXPECT_FALSE(m.engine.hasTap());
     }
 }
