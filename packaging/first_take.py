@@ -29,6 +29,9 @@ def tell(what):
 def record(program):
     setup = program.setup.wait_open()
     program.wait_log("setup: found ")
+    window = driver.run("xdotool", "search", "--name", "Tavro — New Session").split()[-1]
+    if "Icon" not in driver.run("xprop", "-id", window, "_NET_WM_ICON"):
+        raise Failure("the window has no icon")
     setup.press("Start")
     bar = program.bar.wait_open()
     tell("it records")

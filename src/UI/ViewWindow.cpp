@@ -5,6 +5,7 @@
 
 #include <QAccessible>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QScreen>
@@ -88,6 +89,7 @@ void ViewWindow::fitToView() {
 
 void ViewWindow::showOrdinary(const QString& title) {
     setTitle(title);
+    setIcon(QIcon::fromTheme(QGuiApplication::desktopFileName()));
     setFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
              Qt::WindowCloseButtonHint);
     if (const QScreen* target = QGuiApplication::primaryScreen())
