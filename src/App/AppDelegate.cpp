@@ -20,12 +20,14 @@
 #include <QVariant>
 
 #include <malloc.h>
+#include <qcoro/qcorotimer.h>
 
 namespace tavro {
 namespace {
 
 constexpr std::chrono::seconds tokenPatience{1};
-constexpr std::chrono::seconds trayPatience{5}; // at log-in a panel may start after this program
+constexpr std::chrono::milliseconds goneWithin{150}; // a hidden window, from the screen
+constexpr std::chrono::seconds trayPatience{5};      // at log-in a panel may start after this program
 
 std::filesystem::path workDirectory() {
     return Paths::temporary() / "Tavro-recordings";
@@ -214,6 +216,8 @@ QCoro::Task<> AppDelegate::beginSession(SetupResult result) {
         setup->drop();
         co_return;
     }
+    auto gone = QCoro::sleepFor(goneWithin);
+    co_await gone; // the film begins without the setup window
     const auto current = session;
     bool failed = false;
     try {
