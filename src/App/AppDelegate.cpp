@@ -57,7 +57,7 @@ AppDelegate::AppDelegate(LinuxDesktop& desktopGiven, std::function<void()> makeW
     , keptUploads(workDirectory(), muxer,
           {.connect = [this] { return makeBackend(); },
               .progress = [this](auto part) { statusBar->setUploadProgress(part); },
-              .ended = [this](const auto& outcomes) { notices.uploadsEnded(outcomes); }})
+              .ended = [this](auto outcomes) { uploadsEnded(std::move(outcomes)); }})
     , capture(*desktop.screen.service, *desktop.writers, desktop.sound.audioEngine(),
           desktop.sound.audioHardware(), *desktop.converters, desktop.systemVersion,
           [this] { return toText(permissions.screen()); })
@@ -283,7 +283,7 @@ QCoro::Task<> AppDelegate::finishSession() {
         auto finishing = current->finish();
         co_await finishing;
         if (localBackend)
-            notices.savedLocally(localBackend->sessionFolder(id) / "video.mp4", reviewAddress(id));
+            tellWhereItIsSaved(id);
         if (current->soundLeftBehind())
             notices.narrationLeft(*current->soundLeftBehind());
     } catch (...) {
@@ -300,6 +300,23 @@ QCoro::Task<> AppDelegate::finishSession() {
     }
     desktop.workspace->open(*review);
     Log::info(QStringLiteral("finishSession: opened review ") + review->toString());
+}
+
+void AppDelegate::tellWhereItIsSaved(const QString& sessionId) {
+    notices.savedLocally(localBackend->sessionFolder(sessionId) / "video.mp4", reviewAddress(sessionId));
+}
+
+/// The local backend only moves a recording into its own folder.
+void AppDelegate::uploadsEnded(std::vector<KeptUploads::Outcome> outcomes) {
+    std::error_code ignored;
+    std::erase_if(outcomes, [&](const KeptUploads::Outcome& outcome) {
+        const bool isHere = localBackend && !outcome.failure &&
+                            std::filesystem::exists(localBackend->sessionFolder(outcome.sessionId), ignored);
+        if (isHere)
+            tellWhereItIsSaved(outcome.sessionId);
+        return isHere;
+    });
+    notices.uploadsEnded(outcomes);
 }
 
 /// The service's page, also after a failed finish; the local backend's only when it was written.

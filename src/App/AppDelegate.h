@@ -65,6 +65,8 @@ private:
     void endWithoutTheUpload();
     bool isSessionInProgress() const;
     double elapsed() const;
+    void tellWhereItIsSaved(const QString& sessionId);
+    void uploadsEnded(std::vector<KeptUploads::Outcome> outcomes);
     std::optional<QUrl> reviewAddress(const QString& sessionId) const;
     std::shared_ptr<BackendClient> makeBackend() const;
     void tellWhatWasNeverUploaded();

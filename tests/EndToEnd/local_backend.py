@@ -2,6 +2,7 @@
 
 import json
 import pathlib
+import signal
 import time
 
 import harness
@@ -80,6 +81,22 @@ def a_recording_that_is_not_saved_has_no_page(scene):
     program.bar.wait_closed()
 
 
+def a_killed_take_is_saved_with_one_press(scene):
+    program = start(scene)
+    harness.begin_session(program)
+    harness.let_time_pass(program, 2)
+    program.stop(signal.SIGKILL)
+    scene.start()
+    told = driver.wait_notification("Recordings that were never uploaded")
+    driver.click_notification(told, "Upload Again")
+    (told,) = wait_saved(1)
+    (session,) = sessions()
+    equal(told["body"], str(session / "video.mp4"), "the place told")
+    equal(told["actions"]["default"], "Review", "what a click on the notification does")
+    equal(harness.probe(session / "video.mp4")["codecs"], ["aac", "h264"], "codecs")
+    check("Recording uploaded" not in [n["summary"] for n in driver.notifications()], "it is said to be uploaded")
+
+
 def clock(bar):
     return next(name for name in bar.names() if len(name) == 5 and name[2] == ":")
 
@@ -139,6 +156,7 @@ harness.main(
     [
         finish_saves_the_video_and_says_where,
         a_recording_that_is_not_saved_has_no_page,
+        a_killed_take_is_saved_with_one_press,
         delete_leaves_nothing_of_the_take,
         restart_while_paused_records_again,
         the_menu_is_complete_and_opens_the_logs,
