@@ -32,8 +32,8 @@ public:
     ~RealScreenCapture() override;
 
     QCoro::Task<> start(CaptureTargetMeta target, bool includeMic, std::filesystem::path outputURL) override;
-    void pause() override { recorder.isPaused = true; }
-    void resume() override { recorder.isPaused = false; }
+    void pause() override { recorder.setPaused(true); }
+    void resume() override { recorder.setPaused(false); }
     QCoro::Task<std::filesystem::path> stop() override;
     QCoro::Task<> restartTake(std::filesystem::path outputURL) override;
     QCoro::Task<> discard() override;

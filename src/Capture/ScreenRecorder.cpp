@@ -84,7 +84,7 @@ QCoro::Task<> ScreenRecorder::start(
         throw recorderError(1, QStringLiteral("Capture target not found"), {Cause::displayGone});
     }
     outputFile = outputURL;
-    currentFrame.reset();
+    heldFrame.reset();
     began.reset();
     toldOfFailure = false;
     toldOfInterruption = false;
@@ -121,9 +121,9 @@ QCoro::Task<> ScreenRecorder::start(
                            "applies to a fresh launch."));
         throw;
     }
-    isPaused = false;
-    if (writesItself() && !sessionStarted && currentFrame)
-        appendToWriter(currentFrame); // it came while the last take's pause was still set
+    if (writesItself() && !sessionStarted && heldFrame)
+        appendToWriter(heldFrame); // it came while the last take's pause was still set
+    setPaused(false);
     Log::info(QStringLiteral("recorder.start: capture started OK"));
 }
 
@@ -135,13 +135,25 @@ void ScreenRecorder::setupWriter(int width, int height) {
 void ScreenRecorder::receive(const VideoFramePtr& frame) {
     if (!frame || !frame->isValid())
         return;
-    currentFrame = frame;
-    if (!writesItself())
+    latestTime = frame->presentationTime;
+    if (!writesItself()) {
         beginWith(*frame); // the recording output writes it, paused or not
-    else if (!isPaused)
+    } else if (!paused) {
+        heldFrame.reset();
         appendToWriter(frame);
-    else
+    } else {
+        if (!heldFrame || !sessionStarted)
+            heldFrame = frame; // as when it was being drawn when the pause began
         holdThroughPause(longestHold);
+    }
+}
+
+// The capture cannot draw over a frame that is held, so only a pause holds one. It is held until a frame
+// comes from after the pause: another pause before that shows the same picture.
+void ScreenRecorder::setPaused(bool pausedNow) {
+    paused = pausedNow;
+    if (paused && !heldFrame && writesItself())
+        heldFrame = currentSampleBuffer();
 }
 
 void ScreenRecorder::beginWith(const VideoFrame& picture) {
@@ -159,7 +171,7 @@ void ScreenRecorder::appendToWriter(const VideoFramePtr& frame) {
         beginWith(*frame);
     }
     if (videoInput->append(frame))
-        writtenFrame = frame;
+        writtenTime = frame->presentationTime;
     else // a busy input drops this frame, a failed one drops all
         tellWhenWritingFailed();
 }
@@ -198,7 +210,6 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
     }
     tellOfDroppedFrames();
     recordingOutput.reset();
-    currentFrame.reset();
     const std::filesystem::path file = *std::exchange(outputFile, std::nullopt);
     if (!hasPictures) {
         Files::remove(file);
@@ -209,9 +220,8 @@ QCoro::Task<std::filesystem::path> ScreenRecorder::stop() {
 
 // Repeats the picture from before the pause when it has stood for at least `atLeast`.
 void ScreenRecorder::holdThroughPause(std::chrono::microseconds atLeast) {
-    if (isPaused && writtenFrame &&
-        currentFrame->presentationTime >= writtenFrame->presentationTime + atLeast)
-        appendToWriter(std::make_shared<HeldFrame>(writtenFrame, currentFrame->presentationTime));
+    if (paused && sessionStarted && heldFrame && latestTime >= writtenTime + atLeast)
+        appendToWriter(std::make_shared<HeldFrame>(heldFrame, latestTime));
 }
 
 // A writer that was never started cannot be finished: it is cancelled, and there is no video.
@@ -234,7 +244,7 @@ void ScreenRecorder::dropWriter() {
     videoInput.reset();
     writer.reset();
     sessionStarted = false;
-    writtenFrame.reset();
+    heldFrame.reset();
 }
 
 void ScreenRecorder::tellOfDroppedFrames() const {
@@ -256,7 +266,6 @@ QCoro::Task<> ScreenRecorder::discard() {
     stream.reset();
     dropWriter();
     recordingOutput.reset();
-    currentFrame.reset();
     if (outputFile)
         Files::remove(*std::exchange(outputFile, std::nullopt));
 }

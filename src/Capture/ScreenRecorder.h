@@ -38,8 +38,10 @@ public:
     /// Stops and deletes the file. Never throws.
     QCoro::Task<> discard();
 
-    /// While set, this object writes no frames. A recording output ignores it.
-    bool isPaused = false;
+    /// While paused, this object writes no frames, and the film holds the picture from before. A recording
+    /// output ignores it.
+    void setPaused(bool paused);
+    bool isPaused() const { return paused; }
 
     /// The part of the screen, in its pixels, whose changes alone are recorded less often. Empty at first.
     void setSlowArea(const Rect& area) { slowArea->set(area); }
@@ -52,8 +54,8 @@ public:
 
     /// When the first picture of the file was on the screen; empty until then.
     std::optional<std::chrono::steady_clock::time_point> beginning() const { return began; }
-    /// The latest picture of the take, for a still image; null when there is none.
-    const VideoFramePtr& currentSampleBuffer() const { return currentFrame; }
+    /// The latest picture of the take; null when there is none, and while the next is drawn.
+    VideoFramePtr currentSampleBuffer() const { return stream ? stream->latestFrame() : nullptr; }
     /// Of the running stream; or of the last one, with what its writer refused.
     StreamStatistics statistics() const { return stream ? stream->statistics() : lastStatistics; }
 
@@ -86,8 +88,10 @@ private:
     bool toldOfInterruption = false;
     std::shared_ptr<RecordingOutput> recordingOutput;
     std::optional<std::chrono::steady_clock::time_point> began; // time of the file's first picture
-    VideoFramePtr currentFrame;
-    VideoFramePtr writtenFrame;
+    bool paused = false;
+    VideoFramePtr heldFrame;                  // shown through a pause
+    std::chrono::microseconds latestTime{0};  // of the frames received
+    std::chrono::microseconds writtenTime{0}; // of the frames written
     StreamStatistics lastStatistics;
 };
 

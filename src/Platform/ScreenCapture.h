@@ -102,6 +102,9 @@ public:
     /// frame follows.
     virtual QCoro::Task<> stopCapture() = 0;
 
+    /// The latest picture of a running capture, without damage, unchanged as long as it is held. Null before
+    /// the first, after a failure, and while the next is drawn, which follows to the handler.
+    virtual VideoFramePtr latestFrame() const = 0;
     virtual StreamStatistics statistics() const = 0;
 };
 

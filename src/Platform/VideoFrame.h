@@ -16,7 +16,8 @@ struct Rect {
     bool operator==(const Rect&) const = default;
 };
 
-/// One picture of the screen: 4:2:0 planar YCbCr, 8 bits, BT.709, limited range. Immutable, never copied.
+/// One picture of the screen: 4:2:0 planar YCbCr, 8 bits, BT.709, limited range. Immutable while it is held;
+/// who holds it for long makes the capture draw the next one elsewhere.
 class VideoFrame {
 public:
     virtual ~VideoFrame() = default;

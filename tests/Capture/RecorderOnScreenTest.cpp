@@ -32,14 +32,14 @@ struct RecorderOnScreen : ::testing::TestWithParam<SystemVersion> {
 TEST_P(RecorderOnScreen, makesAFileAsLongAsTheTake) {
     for (const bool pausedAtTheEnd : {false, true}) {
         await(recorder.start(display, false, file));
-        const auto first = recorder.currentSampleBuffer()->presentationTime;
+        const auto first = *recorder.beginning();
         for (int i = 0; i < 30; ++i) {
             screen.fill(screen.root(), {i * 20, 100, 100, 100}, {i * 8, 255 - i * 8, 128});
             test::waitUntil([] { return false; }, 20ms);
         }
-        recorder.isPaused = pausedAtTheEnd;
+        recorder.setPaused(pausedAtTheEnd);
         test::waitUntil([] { return false; }, 700ms);
-        const auto take = std::chrono::steady_clock::now().time_since_epoch() - first;
+        const auto take = std::chrono::steady_clock::now() - first;
         EXPECT_EQ(await(recorder.stop()), file);
         EXPECT_NEAR(double(lengthOf(file).count()), double(take / 1us), 100'000);
         EXPECT_EQ(recorder.currentSampleBuffer(), nullptr) << "nobody's screen is kept for longer";

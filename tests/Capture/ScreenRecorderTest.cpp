@@ -93,7 +93,7 @@ TEST_F(ScreenRecorderTest, leavesTheFileToTheRecordingOutputFrom15On) {
         QStringLiteral("[INFO] recorder.start: using RecordingOutput (platform 15+) → take.mp4")));
     EXPECT_TRUE(screen.calls.contains(QStringLiteral("makeRecordingOutput take.mp4")));
     EXPECT_TRUE(screen.calls.contains(QStringLiteral("addRecordingOutput")));
-    recorder->isPaused = true;
+    recorder->setPaused(true);
     const auto next = frameAt(6s, 1);
     screen.show(next);
     EXPECT_EQ(recorder->currentSampleBuffer(), next);
@@ -130,11 +130,11 @@ TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
     make(writing);
     screen.firstFrame = frameAt(1s, 0);
     start();
-    recorder->isPaused = true;
+    recorder->setPaused(true);
     screen.show(frameAt(2s, 1));
-    recorder->isPaused = false;
+    recorder->setPaused(false);
     screen.show(frameAt(3s, 2));
-    recorder->isPaused = true;
+    recorder->setPaused(true);
     screen.show(frameAt(4s, 3));
     screen.lastFrame = frameAt(5s, 4);
     await(recorder->stop());
@@ -145,11 +145,51 @@ TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
     EXPECT_TRUE(held.damage.empty());
 }
 
+TEST_F(ScreenRecorderTest, holdsThePictureThatWasBeingDrawnWhenThePauseBegan) {
+    make(writing);
+    screen.firstFrame = frameAt(1s, 0);
+    start();
+    screen.canRead = false;
+    recorder->setPaused(true);
+    const auto drawn = frameAt(2s, 1);
+    screen.show(drawn);
+    screen.show(frameAt(3s, 2));
+    screen.lastFrame = frameAt(4s, 3);
+    await(recorder->stop());
+    EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 4s}));
+    EXPECT_EQ(writers.appended().back().frame->planes[0], drawn->planes[0]);
+}
+
+TEST_F(ScreenRecorderTest, showsNothingOfAPauseThatAnotherFollowsAtOnce) {
+    make(writing);
+    screen.firstFrame = frameAt(1s, 0);
+    start();
+    recorder->setPaused(true);
+    screen.show(frameAt(2s, 1));
+    recorder->setPaused(false);
+    recorder->setPaused(true);
+    screen.lastFrame = frameAt(3s, 2);
+    await(recorder->stop());
+    EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 3s}));
+    EXPECT_EQ(writers.appended().back().frame->planes[0], screen.firstFrame->planes[0]);
+}
+
+TEST_F(ScreenRecorderTest, holdsNoPictureOutsideAPause) {
+    make(writing);
+    screen.firstFrame = frameAt(1s, 0);
+    start();
+    for (const bool paused : {true, false})
+        recorder->setPaused(paused);
+    screen.show(frameAt(2s, 1));
+    EXPECT_EQ(screen.firstFrame.use_count(), 2)
+        << "the screen's and the writer's: the capture may draw over it";
+}
+
 TEST_F(ScreenRecorderTest, repeatsThePictureOfALongPauseNowAndThen) {
     make(writing);
     screen.firstFrame = frameAt(1s, 0);
     start();
-    recorder->isPaused = true;
+    recorder->setPaused(true);
     for (std::uint64_t minute = 1; minute <= 45; ++minute)
         screen.show(frameAt(minute * 60s, minute));
     EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s, 11min, 21min, 31min, 41min}));
@@ -170,9 +210,9 @@ TEST_F(ScreenRecorderTest, aDiskThatWasFullFromTheStartHasNoPictures) {
 TEST_F(ScreenRecorderTest, startsUnpausedWithTheFirstPicture) {
     make(writing);
     screen.firstFrame = frameAt(1s, 0);
-    recorder->isPaused = true; // left over from the take before
+    recorder->setPaused(true); // left over from the take before
     start();
-    EXPECT_FALSE(recorder->isPaused);
+    EXPECT_FALSE(recorder->isPaused());
     EXPECT_EQ(writtenTimes(), (std::vector<std::chrono::microseconds>{1s}));
 }
 

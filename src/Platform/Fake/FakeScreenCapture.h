@@ -51,8 +51,10 @@ public:
     QStringList calls;
     StreamConfiguration configuration; ///< of the last stream made
     StreamStatistics statistics{7, 2};
+    bool canRead = true; ///< the latest frame; false as while the next is drawn
 
     void show(const VideoFramePtr& frame) {
+        shown = frame;
         for (const auto& handler : std::vector(handlers))
             handler(frame);
     }
@@ -93,7 +95,11 @@ private:
     class Stream final : public ScreenStream {
     public:
         explicit Stream(FakeScreenCapture& service) : screen(service) {}
-        ~Stream() override { screen.handlers.clear(); }
+        ~Stream() override {
+            screen.handlers.clear();
+            screen.shown.reset();
+        }
+        VideoFramePtr latestFrame() const override { return screen.canRead ? screen.shown : nullptr; }
         void addStreamOutput(FrameHandler added) override {
             screen.note(Step::addStreamOutput, QStringLiteral("addStreamOutput"));
             handler = std::move(added);
@@ -130,6 +136,7 @@ private:
             std::rethrow_exception(failure->second);
     }
 
+    VideoFramePtr shown;
     std::vector<ScreenStream::FrameHandler> handlers;
     ScreenStream::FailureHandler failureHandler;
     std::function<void()> interruptionHandler = [] {};

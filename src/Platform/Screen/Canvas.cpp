@@ -74,8 +74,49 @@ CanvasPool::~CanvasPool() = default;
 
 bool CanvasPool::canTake() {
     const std::lock_guard lock(mutex);
-    missing = free.empty() && all.size() == most;
+    missing = free.empty() && all.size() >= most && (!latest || latest->readers > 0);
     return !missing;
+}
+
+bool CanvasPool::beginDrawingOver(Canvas& canvas) {
+    const std::lock_guard lock(mutex);
+    if (canvas.readers > 0)
+        return false;
+    canvas.isIncomplete = true;
+    return true;
+}
+
+std::shared_ptr<const Canvas> CanvasPool::publish(const std::shared_ptr<Canvas>& canvas) {
+    {
+        const std::lock_guard lock(mutex);
+        canvas->isIncomplete = false;
+        ++canvas->readers;
+    }
+    return reading(canvas);
+}
+
+std::shared_ptr<const Canvas> CanvasPool::read(const std::shared_ptr<Canvas>& canvas) {
+    {
+        const std::lock_guard lock(mutex);
+        if (canvas->isIncomplete)
+            return nullptr;
+        ++canvas->readers;
+    }
+    return reading(canvas);
+}
+
+std::shared_ptr<const Canvas> CanvasPool::reading(const std::shared_ptr<Canvas>& canvas) {
+    return {canvas.get(), [pool = shared_from_this(), canvas](const Canvas*) { pool->endReading(*canvas); }};
+}
+
+void CanvasPool::endReading(Canvas& canvas) {
+    bool awaited = false;
+    {
+        const std::lock_guard lock(mutex);
+        awaited = --canvas.readers == 0 && &canvas == latest && std::exchange(missing, false);
+    }
+    if (awaited)
+        onRelease();
 }
 
 Canvas* CanvasPool::findFree() {
@@ -125,18 +166,26 @@ void CanvasPool::retire() {
     forgetUnused(std::chrono::seconds(0));
 }
 
-std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& latest, const PictureRegion& damage) {
-    Canvas* canvas = findFree();
-    if (latest) {
+std::shared_ptr<Canvas> CanvasPool::take(const std::shared_ptr<Canvas>& before, const PictureRegion& damage) {
+    const bool inPlace = before && beginDrawingOver(*before);
+    Canvas* canvas = inPlace ? before.get() : findFree();
+    if (before && !inPlace) {
         for (const Rect& rect : canvas->stale.rects())
             if (!damage.covers(rect))
-                canvas->copyFrom(*latest, rect);
+                canvas->copyFrom(*before, rect);
     }
     canvas->stale.clear();
     canvas->forgotten = false;
     for (const auto& other : all)
         if (other.get() != canvas)
             other->stale.add(damage);
+    if (inPlace)
+        return before;
+    {
+        const std::lock_guard lock(mutex);
+        latest = canvas;
+        canvas->isIncomplete = true;
+    }
     return {canvas, [pool = shared_from_this()](Canvas* used) { pool->giveBack(used); }};
 }
 

@@ -33,7 +33,7 @@ public:
     /// The part of the source needed to draw `area` of the canvas; empty in the bars beside the picture.
     Rect neededFor(const Rect& area) const;
 
-    /// Makes a new canvas with `areas` drawn by `patches`, in their order. Needs a free canvas.
+    /// Draws `areas` by `patches`, in their order, to be published. Needs a canvas that can be taken.
     void draw(const PictureRegion& areas, std::span<const Patch> patches);
 
     const std::shared_ptr<Canvas>& canvas() const { return latest; } ///< null before the first

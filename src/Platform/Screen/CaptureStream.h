@@ -26,6 +26,7 @@ public:
     void setFailureHandler(FailureHandler handler) override;
     QCoro::Task<> startCapture() override;
     QCoro::Task<> stopCapture() override;
+    VideoFramePtr latestFrame() const override { return thread ? thread->latestFrame() : nullptr; }
     StreamStatistics statistics() const override;
 
 private:

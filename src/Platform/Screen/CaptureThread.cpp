@@ -28,7 +28,10 @@ microseconds now() {
 
 class CanvasFrame final : public VideoFrame {
 public:
-    explicit CanvasFrame(std::shared_ptr<const Canvas> picture) : canvas(std::move(picture)) {
+    CanvasFrame(std::shared_ptr<const Canvas> picture, microseconds time, std::uint64_t number)
+        : canvas(std::move(picture)) {
+        presentationTime = time;
+        sequence = number;
         width = canvas->width;
         height = canvas->height;
         std::copy(std::begin(canvas->planes), std::end(canvas->planes), std::begin(planes));
@@ -51,7 +54,10 @@ public:
         , pacer(configuration.minimumFrameInterval)
         , samePicture(configuration.minimumFrameInterval / 2)
         , source(makeSource(pool)) {}
-    ~Loop() override { pool->retire(); }
+    ~Loop() override {
+        owner.remember(std::nullopt);
+        pool->retire();
+    }
     Loop(const Loop&) = delete;
     Loop& operator=(const Loop&) = delete;
 
@@ -158,9 +164,11 @@ private:
     }
 
     void send(microseconds time, std::vector<Rect> damage) {
-        auto frame = std::make_shared<CanvasFrame>(source->picture());
-        frame->presentationTime = lastTime = std::max(time, lastTime + 1us);
-        frame->sequence = nextSequence++;
+        lastTime = std::max(time, lastTime + 1us);
+        const std::uint64_t sequence = nextSequence++;
+        owner.remember(
+            Sent{pool, source->picture(), lastTime, sequence}); // nobody reads it before it is published
+        auto frame = std::make_shared<CanvasFrame>(pool->publish(source->picture()), lastTime, sequence);
         frame->damage = std::move(damage);
         lastSent = Clock::now();
         pacer.taken(lastSent);
@@ -221,6 +229,17 @@ void CaptureThread::end(std::optional<microseconds> lastFrameTime, Clock::durati
 std::optional<CaptureThread::Order> CaptureThread::order() const {
     const std::lock_guard lock(mutex);
     return given;
+}
+
+void CaptureThread::remember(std::optional<Sent> last) {
+    const std::lock_guard lock(mutex);
+    sent = std::move(last);
+}
+
+VideoFramePtr CaptureThread::latestFrame() const {
+    const std::lock_guard lock(mutex);
+    auto canvas = sent ? sent->pool->read(sent->canvas) : nullptr;
+    return canvas ? std::make_shared<CanvasFrame>(std::move(canvas), sent->time, sent->sequence) : nullptr;
 }
 
 CaptureThread::CaptureThread(MakeSource makeSource, const StreamConfiguration& configuration,

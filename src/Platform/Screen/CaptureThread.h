@@ -33,6 +33,9 @@ public:
     /// Resolved after delivery of the first frame; rejected on an earlier failure, e.g. when the source does
     /// not answer, which ends the thread.
     const Promise<void>& started() const { return startedPromise; }
+    /// The picture sent last, kept until it is released; null before the first, after the end, and while the
+    /// next is drawn over it. Any thread.
+    VideoFramePtr latestFrame() const;
     /// Sends the last frame, of this moment, and ends the thread. Resolved after delivery, or when it failed.
     Promise<void> stop();
 
@@ -42,8 +45,15 @@ private:
         std::optional<std::chrono::microseconds> lastFrameTime;
         std::optional<Clock::time_point> answerBefore; // deadline of the source's answers
     };
+    struct Sent {
+        std::shared_ptr<CanvasPool> pool;
+        std::shared_ptr<Canvas> canvas;
+        std::chrono::microseconds time{0};
+        std::uint64_t sequence = 0;
+    };
     void end(std::optional<std::chrono::microseconds> lastFrameTime, Clock::duration answerWithin);
     std::optional<Order> order() const;
+    void remember(std::optional<Sent> last);
     void run(const MakeSource& makeSource, const StreamConfiguration& configuration);
     void fail(); ///< with the current exception
 
@@ -53,7 +63,8 @@ private:
     const Promise<void> stoppedPromise;
     mutable std::mutex mutex;
     std::optional<Order> given;
-    std::thread thread; // last: it uses the other members
+    std::optional<Sent> sent; // the frame sent last
+    std::thread thread;       // last: it uses the other members
 };
 
 } // namespace tavro

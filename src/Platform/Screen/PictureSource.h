@@ -47,7 +47,7 @@ public:
     virtual Clock::duration settleTime() const { return {}; }
 
     /// Makes a new picture with the changes. False without changes or when they cannot be read now. Needs a
-    /// free canvas. Throws PlatformError.
+    /// canvas that can be taken. Throws PlatformError.
     virtual bool grab() = 0;
     /// When the last grab's picture was on the screen; none where that is not told: then it is new.
     virtual std::optional<Clock::time_point> shownAt() const { return std::nullopt; }

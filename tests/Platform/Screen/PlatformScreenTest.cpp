@@ -243,7 +243,12 @@ TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
     const auto pool = std::make_shared<CanvasPool>(256, 128, 5, [] {}); // several pages each
     Canvas expected(256, 128);
     std::shared_ptr<Canvas> latest;
-    std::vector<std::shared_ptr<Canvas>> held;
+    struct Reading {
+        std::shared_ptr<const Canvas> canvas;
+        std::shared_ptr<Canvas> was;
+    };
+    std::vector<Reading> held;
+    int inPlace = 0;
     for (int round = 0; round < 500; ++round) {
         if (!pool->canTake() || roll(0, 2) == 0) {
             std::shuffle(held.begin(), held.end(), dice);
@@ -258,6 +263,8 @@ TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
         if (!latest)
             damage.add({0, 0, 256, 128});
         const auto canvas = pool->take(latest, damage);
+        inPlace += canvas == latest;
+        EXPECT_EQ(pool->read(canvas), nullptr) << "it is being drawn";
         for (const Rect& rect : damage.rects()) {
             Picture patch(rect.width, rect.height);
             patch.noise();
@@ -266,21 +273,39 @@ TEST(CanvasPool, givesCanvasesThatShowTheLatestPicture) {
         }
         ASSERT_TRUE(equal(*canvas, expected)) << "round " << round;
         latest = canvas;
-        held.push_back(canvas);
+        held.push_back({pool->publish(canvas), std::make_shared<Canvas>(256, 128)});
+        held.back().was->copyFrom(*canvas, canvas->bounds());
+        for (const Reading& reading : held)
+            ASSERT_TRUE(equal(*reading.canvas, *reading.was))
+                << "a reader's picture changed, round " << round;
+        if (roll(0, 3) == 0)
+            held.clear();
     }
+    EXPECT_GT(inPlace, 50);
 }
 
 TEST(CanvasPool, tellsWhenAMissingCanvasIsBack) {
     int released = 0;
     const auto pool = std::make_shared<CanvasPool>(8, 8, 2, [&] { ++released; });
     auto first = pool->take(nullptr, PictureRegion({0, 0, 8, 8}));
+    auto firstReader = pool->publish(first);
     auto second = pool->take(first, PictureRegion({0, 0, 2, 2}));
+    auto secondReader = pool->publish(second);
+    EXPECT_NE(second, first);
     EXPECT_FALSE(pool->canTake());
-    std::thread([&] { first.reset(); }).join();
-    EXPECT_EQ(released, 1);
+    std::thread([&] { secondReader.reset(); }).join();
+    EXPECT_EQ(released, 1) << "the latest can be drawn over";
     EXPECT_TRUE(pool->canTake());
-    second.reset();
+    secondReader = pool->publish(second);
+    EXPECT_FALSE(pool->canTake());
+    firstReader.reset();
     EXPECT_EQ(released, 1);
+    std::thread([&] { first.reset(); }).join();
+    EXPECT_EQ(released, 2);
+    EXPECT_TRUE(pool->canTake());
+    secondReader.reset();
+    second.reset();
+    EXPECT_EQ(released, 2);
 }
 
 TEST(FramePacer, holdsTheAverageAndLetsJitterPass) {
