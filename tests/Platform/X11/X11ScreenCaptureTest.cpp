@@ -353,6 +353,34 @@ TEST_F(X11ScreenCapture, holdsFramesBackFromABusyReceiver) {
     EXPECT_GE(recording.stream->statistics().framesDropped, 10u);
 }
 
+TEST_F(X11ScreenCapture, leavesAPictureAloneThatIsHeldAndDrawsOverOthers) {
+    VirtualScreen screen(1920, 1080);
+    const auto display = screen.setMonitor("ALL", {0, 0, 1920, 1080});
+    const auto service = makeX11ScreenCapture(writers, screen.display());
+    const auto stream = service->makeStream({Kind::display, display}, {1920, 1080, 16ms, 6});
+    await(stream->startCapture());
+    VideoFramePtr held;
+    Color was, painted;
+    for (int i = 0; i < 90; ++i) {
+        painted = {i * 2, 250 - i * 2, (i * 40) % 256};
+        screen.fill(screen.root(), {0, 0, 1920, 1080}, painted);
+        waitUntil([] { return false; }, 10ms);
+        if (i % 3 == 0) {
+            ASSERT_TRUE(waitUntil([&] { return (held = stream->latestFrame()) != nullptr; }));
+            was = test::colorAt(*held, 900, 900);
+            continue;
+        }
+        ASSERT_TRUE(test::isNear(test::colorAt(*held, 900, 900), was));
+        if (i % 3 == 2)
+            held.reset();
+    }
+    const auto shows = [&](int x, int y) {
+        const auto frame = stream->latestFrame();
+        return frame && test::isNear(test::colorAt(*frame, x, y), painted);
+    };
+    EXPECT_TRUE(waitUntil([&] { return shows(60, 5) && shows(1915, 1075); }));
+}
+
 TEST_F(X11ScreenCapture, tellsOfAFailureThatEndsIt) {
     const test::LogLines lines;
     VirtualScreen screen(1920, 1080);
