@@ -261,7 +261,7 @@ void PipeWireSource::Impl::copyInto(
 }
 
 void PipeWireSource::Impl::giveBackMemory() {
-    canvas.forgetUnused(memoryHeldFor);
+    canvas.forgetUnused();
     if (!copies.empty() && Clock::now() - copied >= memoryHeldFor)
         copies = {};
 }

@@ -38,7 +38,8 @@ public:
 
     const std::shared_ptr<Canvas>& canvas() const { return latest; } ///< null before the first
     const PictureRegion& damage() const { return drawn; }            ///< of the last drawing
-    void forgetUnused(std::chrono::steady_clock::duration time) { pool->forgetUnused(time); }
+    /// Returns the memory of canvases that only a late reader needed a while ago.
+    void forgetUnused() { pool->forgetUnused(std::chrono::milliseconds(200)); }
 
 private:
     const int width;

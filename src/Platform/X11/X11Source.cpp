@@ -116,7 +116,7 @@ bool X11Source::grab() {
 }
 
 void X11Source::giveBackMemory() {
-    canvas.forgetUnused(memoryHeldFor);
+    canvas.forgetUnused();
     if (lastLarge && Clock::now() - *lastLarge >= memoryHeldFor) {
         lastLarge.reset();
         memory->forget();
