@@ -303,7 +303,7 @@ QCoro::Task<> AppDelegate::finishSession() {
 }
 
 void AppDelegate::tellWhereItIsSaved(const QString& sessionId) {
-    notices.savedLocally(localBackend->sessionFolder(sessionId) / "video.mp4", reviewAddress(sessionId));
+    notices.savedLocally(localBackend->video(sessionId), reviewAddress(sessionId));
 }
 
 /// The local backend only moves a recording into its own folder.
@@ -311,7 +311,7 @@ void AppDelegate::uploadsEnded(std::vector<KeptUploads::Outcome> outcomes) {
     std::error_code ignored;
     std::erase_if(outcomes, [&](const KeptUploads::Outcome& outcome) {
         const bool isHere = localBackend && !outcome.failure &&
-                            std::filesystem::exists(localBackend->sessionFolder(outcome.sessionId), ignored);
+                            std::filesystem::exists(localBackend->video(outcome.sessionId), ignored);
         if (isHere)
             tellWhereItIsSaved(outcome.sessionId);
         return isHere;

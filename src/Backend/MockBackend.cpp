@@ -42,6 +42,10 @@ std::filesystem::path MockBackend::sessionFolder(const QString& sessionId) const
     return root / "sessions" / Paths::fromText(sessionId);
 }
 
+std::filesystem::path MockBackend::video(const QString& sessionId) const {
+    return sessionFolder(sessionId) / videoName;
+}
+
 std::filesystem::path MockBackend::reviewPage(const QString& sessionId) const {
     return sessionFolder(sessionId) / "review.html";
 }
@@ -166,7 +170,7 @@ QCoro::Task<QString> MockBackend::uploadVideo(QString sessionId, std::filesystem
     return queue.run([this, sessionId, file] {
         Session& session = stored(sessionId);
         session.status = SessionStatus::uploading;
-        store(file, sessionFolder(sessionId) / videoName);
+        store(file, video(sessionId));
         session.videoKey = QLatin1String(videoName);
         session.status = SessionStatus::uploaded;
         writeReview(session, file);

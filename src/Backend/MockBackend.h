@@ -34,7 +34,8 @@ public:
     /// The session's current record; absent when the session does not exist.
     QCoro::Task<std::optional<Session>> storedSession(const QString& sessionId);
     std::filesystem::path sessionFolder(const QString& sessionId) const;
-    std::filesystem::path reviewPage(const QString& sessionId) const; ///< it may be missing
+    std::filesystem::path video(const QString& sessionId) const; ///< this and the next may be missing
+    std::filesystem::path reviewPage(const QString& sessionId) const;
 
 private:
     struct ForReview {
