@@ -44,6 +44,11 @@ struct ScreenRecorderTest : ::testing::Test {
             screen, writers, system, [] { return QStringLiteral("granted"); });
     }
     void start() { await(recorder->start(display, true, file)); }
+    void startWriting() { // the first picture is of 1 s
+        make(writing);
+        screen.firstFrame = frameAt(1s, 0);
+        start();
+    }
     std::vector<std::chrono::microseconds> writtenTimes() const {
         std::vector<std::chrono::microseconds> times;
         for (const auto& appended : writers.appended())
@@ -127,9 +132,7 @@ TEST_F(ScreenRecorderTest, tellsOfDroppedFramesWhenThereAreAny) {
 }
 
 TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     recorder->setPaused(true);
     screen.show(frameAt(2s, 1));
     recorder->setPaused(false);
@@ -146,9 +149,7 @@ TEST_F(ScreenRecorderTest, keepsAPauseOutOfTheFileAndTheLength) {
 }
 
 TEST_F(ScreenRecorderTest, holdsThePictureThatWasBeingDrawnWhenThePauseBegan) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     screen.canRead = false;
     recorder->setPaused(true);
     const auto drawn = frameAt(2s, 1);
@@ -161,9 +162,7 @@ TEST_F(ScreenRecorderTest, holdsThePictureThatWasBeingDrawnWhenThePauseBegan) {
 }
 
 TEST_F(ScreenRecorderTest, showsNothingOfAPauseThatAnotherFollowsAtOnce) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     recorder->setPaused(true);
     screen.show(frameAt(2s, 1));
     recorder->setPaused(false);
@@ -175,9 +174,7 @@ TEST_F(ScreenRecorderTest, showsNothingOfAPauseThatAnotherFollowsAtOnce) {
 }
 
 TEST_F(ScreenRecorderTest, holdsNoPictureOutsideAPause) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     for (const bool paused : {true, false})
         recorder->setPaused(paused);
     screen.show(frameAt(2s, 1));
@@ -186,9 +183,7 @@ TEST_F(ScreenRecorderTest, holdsNoPictureOutsideAPause) {
 }
 
 TEST_F(ScreenRecorderTest, repeatsThePictureOfALongPauseNowAndThen) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     recorder->setPaused(true);
     for (std::uint64_t minute = 1; minute <= 45; ++minute)
         screen.show(frameAt(minute * 60s, minute));
@@ -197,9 +192,7 @@ TEST_F(ScreenRecorderTest, repeatsThePictureOfALongPauseNowAndThen) {
 }
 
 TEST_F(ScreenRecorderTest, aDiskThatWasFullFromTheStartHasNoPictures) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     test::writeFile(file, "");
     writers.setError(std::make_exception_ptr(std::runtime_error("No space left on device")));
     writers.fail(FakeAssetWriterFactory::Step::write);
@@ -217,9 +210,7 @@ TEST_F(ScreenRecorderTest, startsUnpausedWithTheFirstPicture) {
 }
 
 TEST_F(ScreenRecorderTest, dropsFramesWhileTheWriterIsBusy) {
-    make(writing);
-    screen.firstFrame = frameAt(1s, 0);
-    start();
+    startWriting();
     writers.fail(FakeAssetWriterFactory::Step::append);
     screen.show(frameAt(2s, 1));
     writers.succeed(FakeAssetWriterFactory::Step::append);
